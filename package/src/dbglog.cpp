@@ -7,7 +7,8 @@
 DbgLogCfg* g_pDbgLogCfg = nullptr;
 std::int32_t g_DbgLogPid = 0;
 
-void ReinitDbgLogCfg() noexcept {}
+void ReinitDbgLogCfg() noexcept
+{}
 
 void VxVPrintf(LOG_TYPE /*type*/, const char* categText, const char* levelText, const char* file, int line,
                const char* func, const char* fmt, va_list args) noexcept
