@@ -10,6 +10,7 @@ function(vx_target target)
         -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough
         $<$<BOOL:${VX_WARNINGS_AS_ERRORS}>:-Werror>
         -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64) # recordings pass 2 GiB on 32-bit boxes too
 endfunction()
 
 # vx_library(TARGET EXPORT_NAME): a hidden-visibility library with our version.

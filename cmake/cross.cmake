@@ -1,0 +1,35 @@
+# SPDX-License-Identifier: Apache-2.0
+# What the 32-bit toolchains share. The compiler brings the C and C++ libraries, everything else comes from a
+# sysroot that script/sysroot fills; nothing of the 64-bit machine is looked at.
+
+# vx_cross(ARCH TRIPLET LIBRARY_DIR DYNAMIC_LOADER)
+macro(vx_cross arch triplet library_dir loader)
+    set(CMAKE_SYSTEM_NAME Linux)
+    set(CMAKE_CXX_COMPILER ${triplet}-g++)
+    if(DEFINED ENV{VX_SYSROOT_DIR})
+        set(VX_SYSROOT $ENV{VX_SYSROOT_DIR}/${arch})
+    else()
+        set(VX_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../.cache/sysroot/${arch})
+    endif()
+    if(NOT EXISTS ${VX_SYSROOT}/.complete)
+        message(FATAL_ERROR "No libraries for ${arch} in ${VX_SYSROOT}; run script/sysroot ${arch}")
+    endif()
+    get_filename_component(VX_SYSROOT ${VX_SYSROOT} REALPATH)
+
+    set(CMAKE_LIBRARY_ARCHITECTURE ${library_dir})
+    set(CMAKE_FIND_ROOT_PATH ${VX_SYSROOT})
+    set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+    set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+    set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+    set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+    set(ENV{PKG_CONFIG_SYSROOT_DIR} ${VX_SYSROOT})
+    set(ENV{PKG_CONFIG_LIBDIR} ${VX_SYSROOT}/usr/lib/${library_dir}/pkgconfig:${VX_SYSROOT}/usr/share/pkgconfig)
+
+    # A program finds the loader and the libraries of its width by itself, and so do the programs that it starts.
+    set(_dirs /usr/${triplet}/lib ${VX_SYSROOT}/usr/lib/${library_dir} ${VX_SYSROOT}/lib/${library_dir})
+    list(JOIN _dirs ":" _path)
+    set(_link "-Wl,--dynamic-linker=${loader} -Wl,--disable-new-dtags")
+    set(CMAKE_EXE_LINKER_FLAGS_INIT "${_link} -Wl,-rpath,${_path}")
+    set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--disable-new-dtags -Wl,-rpath,${_path}")
+    set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VX_SYSROOT)
+endmacro()
