@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/main.cpp - vx NOUN VERB.
+#include <exception>
+#include <iostream>
+
 #include "nouns.h"
 
 namespace {
@@ -16,7 +19,7 @@ int ExitCodeOf(CLI::App& vx, const CLI::Error& error)
 } // namespace
 
 int main(int argc, char** argv)
-{
+try {
     CLI::App vx{"The tools of the network video recorder's shared library", "vx"};
     vx.require_subcommand(1);
     AddLogNoun(vx);
@@ -26,4 +29,7 @@ int main(int argc, char** argv)
         return ExitCodeOf(vx, error);
     }
     return EXIT_DONE;
+} catch (const std::exception& error) {
+    std::cerr << "vx: " << error.what() << "\n";
+    return EXIT_FOUND;
 }

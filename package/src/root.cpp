@@ -54,7 +54,7 @@ std::string GetPackageDir(PackageDir dir)
 {
     const DirSpec spec = SpecOf(dir);
     const std::string root = GetPackageRoot();
-    const std::string path = root + "/" + spec.name;
+    std::string path = root + "/" + spec.name;
     if (MakeDir(path, spec.mode)) {
         return path;
     }
