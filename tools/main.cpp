@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// tools/main.cpp - vx NOUN VERB.
+// tools/main.cpp - vx NOUN VERB: parses, runs the verb, turns its end into an exit code.
+#include <cstdio>
 #include <exception>
-#include <iostream>
 
 #include "nouns.h"
 
@@ -9,18 +9,19 @@ namespace {
 
 int ExitCodeOf(CLI::App& vx, const CLI::Error& error)
 {
-    const int code = vx.exit(error); // prints help or the message
+    const int code = vx.exit(error); // prints help or the message; nothing for a verb that has said it
     if (code == 0 || dynamic_cast<const CLI::RuntimeError*>(&error) != nullptr) {
         return code;
     }
     return EXIT_USAGE;
 }
 
-} // namespace
-
-int main(int argc, char** argv)
-try {
+int Run(int argc, char** argv)
+{
     CLI::App vx{"The tools of the network video recorder's shared library", "vx"};
+    vx.set_version_flag("--version", "vx " VX_VERSION);
+    vx.footer("Exit codes: 0 done, 1 found a problem or failed, 2 wrong usage, 3 cannot reach what it needs, "
+              "4 refused for safety.");
     vx.require_subcommand(1);
     AddLogNoun(vx);
     try {
@@ -29,7 +30,22 @@ try {
         return ExitCodeOf(vx, error);
     }
     return EXIT_DONE;
-} catch (const std::exception& error) {
-    std::cerr << "vx: " << error.what() << "\n";
-    return EXIT_FOUND;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    int code = EXIT_FOUND;
+    try {
+        code = Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "vx: %s\n", error.what());
+    }
+    // What was printed counts only once it has left the process: a full disk must not look like success.
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && code == EXIT_DONE) {
+        std::perror("vx: cannot write to standard output");
+        code = EXIT_FOUND;
+    }
+    return code;
 }
