@@ -1,12 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # What every target of this project has in common: language level, warnings, visibility, source paths.
 
+# No -Wpedantic: it refuses the %m that log messages print errno with.
 # vx_target(TARGET): C++20, our warnings, source paths relative to the project (they appear in log lines).
 function(vx_target target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_compile_options(${target} PRIVATE
-        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+        -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
         -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough
         $<$<BOOL:${VX_WARNINGS_AS_ERRORS}>:-Werror>
         -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)

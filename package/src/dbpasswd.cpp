@@ -56,8 +56,8 @@ bool ReadKey(const std::string& path, Key& key)
         return false;
     }
     if ((info.st_mode & 077) != 0) {
-        PKG_LOG(LOG_CATEG_GENERAL, LOG_LEVEL_ERR, "Key [%s] is open to others (mode %o): chmod 600 it.\n", path.c_str(),
-                static_cast<unsigned>(info.st_mode & 0777));
+        PKG_LOG(LOG_CATEG_GENERAL, LOG_LEVEL_ERR, "Key [%s] is open to others (mode %o): chmod 600 it.\n",
+                path.c_str(), static_cast<unsigned>(info.st_mode & 0777));
         errno = EPERM;
         return false;
     }
@@ -111,7 +111,8 @@ bool LoadKey(Key& key)
     if (!dir.empty() && (ReadKey(path, key) || (errno == ENOENT && MakeKey(path) && ReadKey(path, key)))) {
         return true;
     }
-    PKG_LOG(LOG_CATEG_GENERAL, LOG_LEVEL_ERR, "Failed to read or make password key [%s]: %m.\n", path.c_str());
+    PKG_LOG(LOG_CATEG_GENERAL, LOG_LEVEL_ERR, "Failed to read or make password key [%s]: %m.\n",
+            path.c_str());
     return false;
 }
 

@@ -25,8 +25,7 @@ bool ToInt(std::string_view text, int& value) noexcept
 }
 
 /// Hands each piece between commas to take(piece); stops at the first that is refused.
-template <typename Take>
-bool ForEachPiece(std::string_view text, Take take)
+template <typename Take> bool ForEachPiece(std::string_view text, Take take)
 {
     if (Trimmed(text).empty()) {
         return true;
@@ -76,9 +75,8 @@ std::string IdMapToString(const std::map<int, int>& ids)
 int StringToIdList(std::string_view text, std::list<int>& out)
 {
     std::list<int> ids;
-    const bool isRead = ForEachPiece(text, [&ids](std::string_view piece) {
-        return ToInt(piece, ids.emplace_back());
-    });
+    const bool isRead =
+        ForEachPiece(text, [&ids](std::string_view piece) { return ToInt(piece, ids.emplace_back()); });
     if (!isRead) {
         return -1;
     }

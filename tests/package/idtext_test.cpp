@@ -7,7 +7,8 @@
 // Catches: a broken text that is half read, and ids that are cut to fit.
 TEST(IdTextTest, BrokenTextLeavesTheOldIds)
 {
-    for (const char* const text : {",", "3,", "3,,5", "3;5", "3 5", "x", "2147483648", "-2147483649", "1:2", "0x3"}) {
+    for (const char* const text :
+         {",", "3,", "3,,5", "3;5", "3 5", "x", "2147483648", "-2147483649", "1:2", "0x3"}) {
         std::list<int> ids{7};
         EXPECT_EQ(StringToIdList(text, ids), -1) << text;
         EXPECT_EQ(ids, std::list<int>{7}) << text;
