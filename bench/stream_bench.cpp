@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+// bench/stream_bench.cpp - how fast do frames go from one process to another, every one delivered?
+// The time is that of one frame; the reader adds up its 64-bit words where it receives it.
+#include <benchmark/benchmark.h>
+
+#include "rivals/boost_queue.h"
+#include "rivals/iceoryx.h"
+#include "rivals/ours.h"
+#include "rivals/unix_socket.h"
+#include "rivals/zeromq.h"
+#include "support/pair.h"
+
+namespace {
+
+template <typename Contender>
+void BM_Stream(benchmark::State& state)
+{
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const std::uint64_t frames = (std::size_t{384} << 20) / (size + 16384);
+    if (const char* const why = Contender::Missing()) {
+        state.SkipWithError(why);
+        return;
+    }
+    for (auto _ : state) {
+        const PairResult result = RunPair<Contender>({size, 40, frames, false});
+        if (!result.error.empty()) {
+            state.SkipWithError(result.error.c_str());
+            return;
+        }
+        state.SetIterationTime(result.seconds / static_cast<double>(frames));
+    }
+    state.SetBytesProcessed(state.range(0));
+}
+
+void Sizes(benchmark::internal::Benchmark* family)
+{
+    family->Arg(4 << 10)->Arg(64 << 10)->Arg(512 << 10)->Arg(3 << 20);
+    family->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK_TEMPLATE(BM_Stream, Ours)->Name("BM_Stream_Ours")->Apply(Sizes);
+BENCHMARK_TEMPLATE(BM_Stream, Iceoryx)->Name("BM_Stream_Iceoryx")->Apply(Sizes);
+BENCHMARK_TEMPLATE(BM_Stream, BoostQueue)->Name("BM_Stream_BoostQueue")->Apply(Sizes);
+BENCHMARK_TEMPLATE(BM_Stream, ZeroMq)->Name("BM_Stream_ZeroMq")->Apply(Sizes);
+BENCHMARK_TEMPLATE(BM_Stream, UnixSocket)->Name("BM_Stream_UnixSocket")->Apply(Sizes);
+
+} // namespace
