@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// bench/first_lap_bench.cpp - what does the first lap through fresh slots cost, and what does it cost when the
-// slots were made resident at creation? The time is that of one frame; making the FIFO is a counter of its own.
+// bench/first_lap_bench.cpp - what does the first lap through fresh slots cost, and what does it cost when
+// the slots were made resident at creation? The time is that of one frame; making the FIFO is a counter of
+// its own.
 #include <benchmark/benchmark.h>
 
 #include "rivals/ours.h"

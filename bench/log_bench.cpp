@@ -74,7 +74,8 @@ void BM_LogEmitted_Ours(benchmark::State& state)
 {
     int slot = 0;
     for (auto _ : state) {
-        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to write frame [%9d] of stream [%s].\n", ++slot, "H264");
+        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to write frame [%9d] of stream [%s].\n", ++slot,
+               "H264");
     }
 }
 
@@ -93,7 +94,8 @@ void BM_LogSuppressed_Spdlog(benchmark::State& state)
 /// A thread-safe logger with a file sink that flushes each line; its pattern holds what ours holds.
 void BM_LogEmitted_Spdlog(benchmark::State& state)
 {
-    spdlog::logger logger("bench", std::make_shared<spdlog::sinks::basic_file_sink_mt>(LogPath("spdlog.log")));
+    spdlog::logger logger("bench",
+                          std::make_shared<spdlog::sinks::basic_file_sink_mt>(LogPath("spdlog.log")));
     logger.set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %P %t SHMFIFO %l %s:%# %! %v", spdlog::pattern_time_type::utc);
     logger.flush_on(spdlog::level::trace);
     int slot = 0;

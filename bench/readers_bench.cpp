@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// bench/readers_bench.cpp - does the writer pay for its readers: for those that keep up, for those that are stopped
-// and for those that died, both while they held a frame?
+// bench/readers_bench.cpp - does the writer pay for its readers: for those that keep up, for those that are
+// stopped and for those that died, both while they held a frame?
 //
-// The writer has the first processor for itself and spins between its frames, all readers share the second. The
-// time is the writer's own processor time in WriteData(), the median frame; the two readings of the clock are in it
-// and in the floor (no reader) alike. Readers poll and give their turn away, so with many of them the latency
-// counters show how they share one processor.
+// The writer has the first processor for itself and spins between its frames, all readers share the second.
+// The time is the writer's own processor time in WriteData(), the median frame; the two readings of the clock
+// are in it and in the floor (no reader) alike. Readers poll and give their turn away, so with many of them
+// the latency counters show how they share one processor.
 #include <benchmark/benchmark.h>
 #include <sched.h>
 
@@ -143,7 +143,8 @@ void Run(benchmark::State& state, Fate fate)
         }
         std::vector<std::uint32_t> spent(page->writerSamples, page->writerSamples + MEASURED_FRAMES);
         const std::uint32_t seen = page->sampleCount;
-        std::vector<std::uint32_t> latency(page->samples, page->samples + std::min<std::size_t>(seen, RunPage::MAX_SAMPLES));
+        std::vector<std::uint32_t> latency(page->samples,
+                                           page->samples + std::min<std::size_t>(seen, RunPage::MAX_SAMPLES));
         state.SetIterationTime(Quantile(spent, 0.5) / 1e9);
         state.counters["p99_ns"] = Quantile(spent, 0.99);
         state.counters["lost"] = static_cast<double>(page->lost);

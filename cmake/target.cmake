@@ -8,6 +8,7 @@ function(vx_target target)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> # GCC 12 at -O3 warns of std::string's own copies (its bug 105651)
         -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough
         $<$<BOOL:${VX_WARNINGS_AS_ERRORS}>:-Werror>
         -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)

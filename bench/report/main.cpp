@@ -12,7 +12,8 @@
 
 namespace {
 
-const Measured* Find(const Results& results, const Question& question, const std::string& contender, long long argument)
+const Measured* Find(const Results& results, const Question& question, const std::string& contender,
+                     long long argument)
 {
     const auto found = results.find({question.name, contender, argument});
     return found != results.end() && !found->second.timesNs.empty() ? &found->second : nullptr;
@@ -34,7 +35,8 @@ std::string Time(double ns)
 std::string Size(const Question& question, long long argument)
 {
     if (question.argumentName == "bytes" && argument >= 1024) {
-        return argument >= 1 << 20 ? std::to_string(argument >> 20) + " MiB" : std::to_string(argument >> 10) + " KiB";
+        return argument >= 1 << 20 ? std::to_string(argument >> 20) + " MiB"
+                                   : std::to_string(argument >> 10) + " KiB";
     }
     return std::to_string(argument);
 }
@@ -42,7 +44,8 @@ std::string Size(const Question& question, long long argument)
 std::string Number(double value)
 {
     char text[32];
-    std::snprintf(text, sizeof text, value == static_cast<double>(static_cast<long long>(value)) ? "%.0f" : "%.2f", value);
+    std::snprintf(text, sizeof text,
+                  value == static_cast<double>(static_cast<long long>(value)) ? "%.0f" : "%.2f", value);
     return text;
 }
 
@@ -50,7 +53,8 @@ std::vector<long long> ArgumentsOf(const Results& results, const Question& quest
 {
     std::vector<long long> arguments;
     for (const auto& [key, measured] : results) {
-        if (key.question == question.name && std::find(arguments.begin(), arguments.end(), key.argument) == arguments.end()) {
+        if (key.question == question.name &&
+            std::find(arguments.begin(), arguments.end(), key.argument) == arguments.end()) {
             arguments.push_back(key.argument);
         }
     }
@@ -129,8 +133,8 @@ void PrintSkipped(const Results& results, const Question& question)
 {
     for (const auto& [key, measured] : results) {
         if (key.question == question.name && !measured.error.empty()) {
-            std::printf("- skipped: %s at %s: %s\n", key.contender.c_str(), Size(question, key.argument).c_str(),
-                        measured.error.c_str());
+            std::printf("- skipped: %s at %s: %s\n", key.contender.c_str(),
+                        Size(question, key.argument).c_str(), measured.error.c_str());
         }
     }
 }
@@ -173,8 +177,10 @@ void PrintTarget(const Results& results, const Question& question, const Target&
 
 void PrintReport(const Results& results, const std::vector<std::string>& facts)
 {
-    std::printf("# Benchmarks\n\nWritten by `script/bench`; do not edit. Medians of all repetitions, ± half the distance "
-                "of their quartiles; the\nnumber in brackets is the ratio to the first column. Only ratios of one run are "
+    std::printf("# Benchmarks\n\nWritten by `script/bench`; do not edit. Medians of all repetitions, ± half "
+                "the distance "
+                "of their quartiles; the\nnumber in brackets is the ratio to the first column. Only ratios "
+                "of one run are "
                 "worth comparing.\n\n");
     for (const std::string& fact : facts) {
         std::printf("- %s\n", fact.c_str());

@@ -12,8 +12,10 @@ Question FrameWrite()
 {
     return {"FrameWrite",
             "What does writing a frame cost beyond copying its bytes?",
-            "Floor: `memcpy` of the same bytes into the same ten warm slots, in the same order, at the same offset in "
-            "the segment. Not timed: making the FIFO, the first two laps. No key frame is protected, so that both "
+            "Floor: `memcpy` of the same bytes into the same ten warm slots, in the same order, at the same "
+            "offset in "
+            "the segment. Not timed: making the FIFO, the first two laps. No key frame is protected, so that "
+            "both "
             "go round all ten slots.",
             "bytes",
             {"Floor", "Ours"},
@@ -26,20 +28,25 @@ Question FrameWrite()
 
 Question Stream()
 {
-    Question question{
-        "Stream",
-        "How fast do frames go from one process to another, every one delivered?",
-        "Time per frame. One writer on the first processor, one reader on the second, both polling with a pause "
-        "instruction where the contender can poll (the socket and ZeroMQ wait in the kernel, which is faster for "
-        "them). Every contender starts from the same private source buffer, which is filled again for each frame; "
-        "every reader adds up all 64-bit words of the payload where it receives it, and checks the sequence and the "
-        "sum. The FIFO never holds its writer back, so the benchmark does: at most eight frames ahead, by a counter "
-        "outside the FIFO; ten slots. iceoryx: its own blocking policy, a queue of at most eight chunks and 8 MiB. "
-        "The others: eight messages. Not timed: start, 40 frames of warm-up.",
-        "bytes",
-        {"Ours"},
-        {},
-        {}};
+    Question question{"Stream",
+                      "How fast do frames go from one process to another, every one delivered?",
+                      "Time per frame. One writer on the first processor, one reader on the second, both "
+                      "polling with a pause "
+                      "instruction where the contender can poll (the socket and ZeroMQ wait in the kernel, "
+                      "which is faster for "
+                      "them). Every contender starts from the same private source buffer, which is filled "
+                      "again for each frame; "
+                      "every reader adds up all 64-bit words of the payload where it receives it, and checks "
+                      "the sequence and the "
+                      "sum. The FIFO never holds its writer back, so the benchmark does: at most eight "
+                      "frames ahead, by a counter "
+                      "outside the FIFO; ten slots. iceoryx: its own blocking policy, a queue of at most "
+                      "eight chunks and 8 MiB. "
+                      "The others: eight messages. Not timed: start, 40 frames of warm-up.",
+                      "bytes",
+                      {"Ours"},
+                      {},
+                      {}};
     for (const std::string& rival : RIVALS) {
         question.contenders.push_back(rival);
         for (const long long size : {4 * KIB, 64 * KIB, 512 * KIB, 3 * MIB}) {
@@ -51,15 +58,16 @@ Question Stream()
 
 Question Latency()
 {
-    Question question{"Latency",
-                      "How long from publishing a frame to having it in the reader's hand?",
-                      "Median and 99th percentile from just before the publishing call, so the writer's copy is part "
-                      "of it, to the reader having looked at the stamp and the last byte. One frame under way at a "
-                      "time, 3 microseconds between them.",
-                      "bytes",
-                      {"Ours"},
-                      {"p50_ns", "p99_ns"},
-                      {}};
+    Question question{
+        "Latency",
+        "How long from publishing a frame to having it in the reader's hand?",
+        "Median and 99th percentile from just before the publishing call, so the writer's copy is part "
+        "of it, to the reader having looked at the stamp and the last byte. One frame under way at a "
+        "time, 3 microseconds between them.",
+        "bytes",
+        {"Ours"},
+        {"p50_ns", "p99_ns"},
+        {}};
     for (const std::string& rival : RIVALS) {
         question.contenders.push_back(rival);
     }
@@ -68,17 +76,19 @@ Question Latency()
 
 Question WriterCost()
 {
-    Question question{
-        "WriterCost",
-        "Does the writer pay for its readers, alive, stopped or dead?",
-        "The writer's own processor time in one `WriteData` of 64 KiB (median frame), two readings of the thread clock "
-        "included, with so many reader processes. Floor: none. The stopped and the dead ones all hold a claim when it "
-        "happens. The writer has a processor for itself; all readers share the other one and give their turn away "
-        "when there is no frame: with 64 of them the latency is that of sharing one processor.",
-        "readers",
-        {"Floor", "KeepingUp", "Stopped", "Dead"},
-        {"p99_ns", "lost", "jumps", "latency_p50_ns", "latency_p99_ns"},
-        {}};
+    Question question{"WriterCost",
+                      "Does the writer pay for its readers, alive, stopped or dead?",
+                      "The writer's own processor time in one `WriteData` of 64 KiB (median frame), two "
+                      "readings of the thread clock "
+                      "included, with so many reader processes. Floor: none. The stopped and the dead ones "
+                      "all hold a claim when it "
+                      "happens. The writer has a processor for itself; all readers share the other one and "
+                      "give their turn away "
+                      "when there is no frame: with 64 of them the latency is that of sharing one processor.",
+                      "readers",
+                      {"Floor", "KeepingUp", "Stopped", "Dead"},
+                      {"p99_ns", "lost", "jumps", "latency_p50_ns", "latency_p99_ns"},
+                      {}};
     for (const char* const fate : {"KeepingUp", "Stopped", "Dead"}) {
         question.targets.push_back({fate, 64, TargetKind::RATIO, fate, 1.10, 1});
     }
@@ -89,7 +99,8 @@ Question FirstLap()
 {
     return {"FirstLap",
             "What does the first lap through fresh slots cost?",
-            "Time per frame of the first ten frames in ten fresh slots; floor: the third lap. `create_ms` is the time "
+            "Time per frame of the first ten frames in ten fresh slots; floor: the third lap. `create_ms` is "
+            "the time "
             "to make the FIFO, which is where residence is paid for.",
             "bytes",
             {"Floor", "Cold", "Prefaulted"},
@@ -101,8 +112,10 @@ Question LogSuppressed()
 {
     return {"LogSuppressed",
             "What does a log line cost that nobody wants?",
-            "A level-6 message of a category whose threshold is 3; the argument is the length of the pid list, with "
-            "this process at its end. Floor: one relaxed load and a comparison. spdlog: switched off at run time by "
+            "A level-6 message of a category whose threshold is 3; the argument is the length of the pid "
+            "list, with "
+            "this process at its end. Floor: one relaxed load and a comparison. spdlog: switched off at run "
+            "time by "
             "its level.",
             "pids",
             {"Floor", "Ours", "Spdlog"},
@@ -114,7 +127,8 @@ Question LogEmitted()
 {
     return {"LogEmitted",
             "What does a written log line cost?",
-            "One line of the same fields into a file on the same file system. Floor: `snprintf` of 128 bytes and one "
+            "One line of the same fields into a file on the same file system. Floor: `snprintf` of 128 bytes "
+            "and one "
             "`write(2)`. spdlog: thread-safe file sink, flushed at each line.",
             "bytes",
             {"Floor", "Ours", "Spdlog"},

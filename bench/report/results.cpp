@@ -35,9 +35,10 @@ bool ParseName(const std::string& name, ResultKey& key)
 /// The members of a run that Google Benchmark itself writes; every other number is a counter of ours.
 bool IsCounter(const std::string& member)
 {
-    static const std::set<std::string> own{"family_index",     "per_family_instance_index", "repetitions",
-                                           "repetition_index", "threads",                   "iterations",
-                                           "real_time",        "cpu_time"};
+    static const std::set<std::string> own{"family_index", "per_family_instance_index",
+                                           "repetitions",  "repetition_index",
+                                           "threads",      "iterations",
+                                           "real_time",    "cpu_time"};
     return own.count(member) == 0;
 }
 

@@ -23,7 +23,8 @@ struct ResultKey {
 
 using Results = std::map<ResultKey, Measured>;
 
-/// Adds the repetitions of one JSON file of Google Benchmark. @return false (said on standard error) if unreadable.
+/// Adds the repetitions of one JSON file of Google Benchmark. @return false (said on standard error) if
+/// unreadable.
 bool AddResults(const std::string& path, Results& results);
 
 double Median(std::vector<double> values);

@@ -17,7 +17,10 @@
 class BoostQueue {
 public:
 #ifdef VX_HAVE_BOOST
-    static const char* Missing() noexcept { return nullptr; }
+    static const char* Missing() noexcept
+    {
+        return nullptr;
+    }
 
     explicit BoostQueue(const Setup& setup)
         : m_name("vxbench-" + std::to_string(::getpid())), m_received(setup.frameSize)
@@ -26,15 +29,27 @@ public:
         m_queue = std::make_unique<Queue>(boost::interprocess::create_only, m_name.c_str(), setup.depth,
                                           setup.frameSize);
     }
-    ~BoostQueue() { Queue::remove(m_name.c_str()); }
+    ~BoostQueue()
+    {
+        Queue::remove(m_name.c_str());
+    }
     BoostQueue(const BoostQueue&) = delete;
     BoostQueue& operator=(const BoostQueue&) = delete;
 
-    int OpenWriter() noexcept { return 0; }
-    int OpenReader() noexcept { return 0; }
+    int OpenWriter() noexcept
+    {
+        return 0;
+    }
+    int OpenReader() noexcept
+    {
+        return 0;
+    }
     void CloseWriter() noexcept {}
     void CloseReader() noexcept {}
-    bool WriterConnected() noexcept { return true; }
+    bool WriterConnected() noexcept
+    {
+        return true;
+    }
 
     int Publish(const unsigned char* data, std::size_t size)
     {
@@ -61,6 +76,9 @@ private:
     std::vector<unsigned char> m_received;
     std::unique_ptr<Queue> m_queue;
 #else
-    static const char* Missing() noexcept { return "libboost-dev is not installed"; }
+    static const char* Missing() noexcept
+    {
+        return "libboost-dev is not installed";
+    }
 #endif
 };

@@ -16,7 +16,8 @@
 
 #include "support/processes.h"
 
-/// What a contender is told: the frame size, how many frames may be under way, and the page for acknowledgements.
+/// What a contender is told: the frame size, how many frames may be under way, and the page for
+/// acknowledgements.
 struct Setup {
     std::size_t frameSize;
     unsigned depth; ///< slots, chunks or messages that may wait

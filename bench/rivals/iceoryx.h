@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// bench/rivals/iceoryx.h - iceoryx 2: chunks loaned from a pool, passed by address. Its daemon runs as a child of
-// the benchmark. The writer copies the source frame into the loaned chunk, as a capture process has to; the
-// reader works in place. Back-pressure: its own (the publisher waits for a full subscriber queue).
+// bench/rivals/iceoryx.h - iceoryx 2: chunks loaned from a pool, passed by address. Its daemon runs as a
+// child of the benchmark. The writer copies the source frame into the loaned chunk, as a capture process has
+// to; the reader works in place. Back-pressure: its own (the publisher waits for a full subscriber queue).
 #pragma once
 
 #include <algorithm>
@@ -22,9 +22,13 @@
 class Iceoryx {
 public:
 #ifdef VX_HAVE_ICEORYX
-    static const char* Missing() { return IceoryxDaemonRuns() ? nullptr : "its daemon does not start"; }
+    static const char* Missing()
+    {
+        return IceoryxDaemonRuns() ? nullptr : "its daemon does not start";
+    }
 
-    explicit Iceoryx(const Setup& setup) : m_depth(std::clamp<std::uint64_t>((8u << 20) / setup.frameSize, 2, setup.depth))
+    explicit Iceoryx(const Setup& setup)
+        : m_depth(std::clamp<std::uint64_t>((8u << 20) / setup.frameSize, 2, setup.depth))
     {
         static unsigned run = 0;
         m_instance = iox::capro::IdString_t(iox::cxx::TruncateToCapacity, std::to_string(++run));
@@ -47,9 +51,18 @@ public:
         m_subscriber = std::make_unique<iox::popo::UntypedSubscriber>(Service(), options);
         return 0;
     }
-    void CloseWriter() { m_publisher.reset(); }
-    void CloseReader() { m_subscriber.reset(); }
-    bool WriterConnected() { return m_publisher->hasSubscribers(); }
+    void CloseWriter()
+    {
+        m_publisher.reset();
+    }
+    void CloseReader()
+    {
+        m_subscriber.reset();
+    }
+    bool WriterConnected()
+    {
+        return m_publisher->hasSubscribers();
+    }
 
     int Publish(const unsigned char* data, std::size_t size)
     {
@@ -84,13 +97,19 @@ private:
                                                                  iox::log::LogLevelOutput::kHideLogLevel);
         iox::runtime::PoshRuntime::initRuntime(name);
     }
-    iox::capro::ServiceDescription Service() const { return {"vxbench", m_instance, "frame"}; }
+    iox::capro::ServiceDescription Service() const
+    {
+        return {"vxbench", m_instance, "frame"};
+    }
 
     std::uint64_t m_depth; ///< at most 8 MiB wait, so that its chunks stay in the cache
     iox::capro::IdString_t m_instance;
     std::unique_ptr<iox::popo::UntypedPublisher> m_publisher;
     std::unique_ptr<iox::popo::UntypedSubscriber> m_subscriber;
 #else
-    static const char* Missing() noexcept { return "libiceoryx-posh-dev is not installed"; }
+    static const char* Missing() noexcept
+    {
+        return "libiceoryx-posh-dev is not installed";
+    }
 #endif
 };

@@ -32,7 +32,8 @@ int RunDaemon(RunPage& page)
     sigemptyset(&end);
     sigaddset(&end, SIGTERM);
     ::sigprocmask(SIG_BLOCK, &end, nullptr);
-    if (std::freopen("/dev/null", "w", stdout) == nullptr || std::freopen("/dev/null", "w", stderr) == nullptr) {
+    if (std::freopen("/dev/null", "w", stdout) == nullptr ||
+        std::freopen("/dev/null", "w", stderr) == nullptr) {
         return 1; // what it prints at start must not mix with the results
     }
     iox::log::LogManager::GetLogManager().SetDefaultLogLevel(iox::log::LogLevel::kOff,

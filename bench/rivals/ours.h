@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// bench/rivals/ours.h - the stream FIFO. A writer never waits for readers there, so the benchmark holds it back by
-// the acknowledgement counter outside the FIFO: at most `depth` frames ahead in depth + 2 slots. The reader polls.
+// bench/rivals/ours.h - the stream FIFO. A writer never waits for readers there, so the benchmark holds it
+// back by the acknowledgement counter outside the FIFO: at most `depth` frames ahead in depth + 2 slots. The
+// reader polls.
 #pragma once
 
 #include <sys/shm.h>

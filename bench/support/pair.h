@@ -19,7 +19,8 @@ struct PairPlan {
 
 struct PairResult {
     double seconds = 0;
-    std::vector<std::uint32_t> samples; ///< nanoseconds from just before Publish() to the frame in the reader's hand
+    std::vector<std::uint32_t>
+        samples; ///< nanoseconds from just before Publish() to the frame in the reader's hand
     std::string error;
 };
 

@@ -78,8 +78,8 @@ void PinTo(unsigned nth) noexcept
 
 RunPageOwner::RunPageOwner() : m_page(nullptr)
 {
-    void* const memory =
-        ::mmap(nullptr, sizeof(RunPage), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    void* const memory = ::mmap(nullptr, sizeof(RunPage), PROT_READ | PROT_WRITE,
+                                MAP_SHARED | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (memory == MAP_FAILED) {
         std::perror("mmap");
         std::abort();
@@ -118,9 +118,7 @@ Forked::~Forked()
     }
 }
 
-Forked::Forked(Forked&& other) noexcept : m_pid(std::exchange(other.m_pid, -1))
-{
-}
+Forked::Forked(Forked&& other) noexcept : m_pid(std::exchange(other.m_pid, -1)) {}
 
 int Forked::Wait() noexcept
 {

@@ -59,7 +59,8 @@ private:
     RunPage* m_page;
 };
 
-/// One forked process. It ends with its body (0) or by its own alarm; the destructor kills and reaps what is left.
+/// One forked process. It ends with its body (0) or by its own alarm; the destructor kills and reaps what is
+/// left.
 class Forked {
 public:
     /// @param body      runs in the child; its result is the exit status

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// bench/support/root.h - a package root of the benchmark's own, and thresholds that suppress all but failures.
+// bench/support/root.h - a package root of the benchmark's own, and thresholds that suppress all but
+// failures.
 #pragma once
 
 #include <string>
