@@ -34,6 +34,7 @@ VxEnum2StrMap<LOG_CATEG>::VxEnum2StrMap()
           {LOG_CATEG_CLOUD_INFO, "cloud-info"},
           {LOG_CATEG_HTTP_CLIENT, "http-client"},
           {LOG_CATEG_CLOUD_RECORDING, "cloud-recording"},
+          {LOG_CATEG_DB, "db"},
       }
 {}
 

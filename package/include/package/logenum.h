@@ -37,6 +37,7 @@ enum LOG_CATEG : int {
     LOG_CATEG_CLOUD_INFO = 114,      ///< cloud-service information and plans
     LOG_CATEG_HTTP_CLIENT = 116,     ///< HTTP client handler
     LOG_CATEG_CLOUD_RECORDING = 117, ///< cloud recording loader
+    LOG_CATEG_DB = 120,              ///< the database layer, records mapped to rows
 };
 
 /// Severities; a lower number is more severe. A threshold of 0 silences a category.
