@@ -22,6 +22,7 @@ function(vx_library target export_name)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON
+        INSTALL_RPATH "$ORIGIN"
         VERIFY_INTERFACE_HEADER_SETS ON
         EXPORT_NAME ${export_name}
         VERSION ${PROJECT_VERSION}
