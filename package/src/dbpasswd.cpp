@@ -138,7 +138,7 @@ bool FromBase64(const std::string& text, Bytes& bytes)
         return false;
     }
     bytes.resize(static_cast<std::size_t>(size) - padding);
-    return true;
+    return ToBase64(bytes) == text; // bits that no byte holds are not to be altered either
 }
 
 /// nonce, cipher text, tag

@@ -36,7 +36,8 @@ TEST_F(DbPasswdTest, PasswordComesBackAndIsNeverWrittenAlike)
         ASSERT_EQ(EncryptDBPasswd(passwd, first), 0);
         ASSERT_EQ(EncryptDBPasswd(passwd, second), 0);
         EXPECT_NE(first, second);
-        EXPECT_EQ(first.find(passwd), std::string::npos);
+        EXPECT_TRUE(passwd.size() == 1 ||
+                    first.find(passwd) == std::string::npos); // one letter may occur by chance
         ASSERT_EQ(DecryptDBPasswd(first, again), 0);
         EXPECT_EQ(again, passwd);
     }
