@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/dbtables.h - names of the tables, so that no statement spells one itself.
+#pragma once
+
+#include "package/export.h"
+
+// The system database.
+VX_API extern const char gszTableWebhook[];
+VX_API extern const char gszTableActionRule[];
+VX_API extern const char gszTableActionRuleEvent[];
+VX_API extern const char gszTableActionRuleMultiRule[];
+VX_API extern const char gszTableIOKeys[];
+VX_API extern const char gszTableHomeMode[];
+VX_API extern const char gszTableCamera[];
+VX_API extern const char gszTableArchPullTask[];
+VX_API extern const char gszTableTimeLapseTask[];
+VX_API extern const char gszTableDvaSetting[];
+VX_API extern const char gszTableFaceSetting[];
+VX_API extern const char gszTableAlertSetting[];
+VX_API extern const char gszTableLogRotateSetting[];
+VX_API extern const char gszTableRecordingCount[];
+
+// The log database.
+VX_API extern const char gszTableLog[];
+VX_API extern const char gszTableLogEvent[];
+VX_API extern const char gszTableIOModuleLog[];
+VX_API extern const char gszTableMessage[];
+VX_API extern const char gszTableActRuleHistory[];
+VX_API extern const char gszTableBookmark[];
+VX_API extern const char gszTableIntercomLog[];
+VX_API extern const char gszTableOrvocamLog[];
+VX_API extern const char gszTableDetectionEvent[];
+
+// One database each.
+VX_API extern const char gszTableEvent[];
+VX_API extern const char gszTableAlertEvent[];
+VX_API extern const char gszTableLapseRecording[];
+VX_API extern const char gszTableIVARecording[];
+VX_API extern const char gszTableFaceRecording[];

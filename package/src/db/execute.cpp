@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/src/db/execute.cpp - run SQL text on a database, log what fails.
+#include <exception>
+#include <utility>
+
+#include "connections_internal.h"
+#include "package/db.h"
+#include "package/root.h"
+#include "pkglog.h"
+
+namespace {
+
+constexpr int SQL_LOG_MAX = 1024; ///< bytes of a failed statement that its log line shows
+
+int RunAndLog(const std::string& path, const DbSchema* pSchema, const std::string& sql,
+              DBResult_tag** result) noexcept
+try {
+    DbRowSink sink;
+    const DbOutcome outcome = RunOnPath(path, pSchema, sql, result != nullptr ? &sink : nullptr);
+    if (!outcome.Ok()) {
+        PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to execute sql on %s. [%.*s]\n", outcome.text.c_str(),
+                SQL_LOG_MAX, sql.c_str());
+        return -1;
+    }
+    if (result != nullptr) {
+        *result = sink.Release();
+    }
+    return 0;
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to execute sql on database [%s]: %s. [%.*s]\n", path.c_str(),
+            e.what(), SQL_LOG_MAX, sql.c_str());
+    return -1;
+}
+
+} // namespace
+
+std::string VxDB::GetDBPath(DB_INSTANCE instance, int taskId)
+{
+    const DbSchema* const pSchema = SchemaOf(instance);
+    if (pSchema == nullptr) {
+        return {};
+    }
+    const std::string suffix = taskId > 0 ? "_" + std::to_string(taskId) + ".db" : ".db";
+    return GetPackageRoot() + "/db/" + pSchema->name + suffix;
+}
+
+int VxDB::Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result) noexcept
+try {
+    return Executep(GetDBPath(instance), std::move(sql), result);
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to execute sql on database %d: %s.\n",
+            static_cast<int>(instance), e.what());
+    return -1;
+}
+
+int VxDB::Executep(const std::string& path, std::string sql, DBResult_tag** result) noexcept
+try {
+    if (result != nullptr) {
+        *result = nullptr;
+    }
+    if (path.starts_with(GetPackageRoot() + "/db/")) {
+        static_cast<void>(GetPackageDir(PackageDir::DB)); // when it cannot be made, opening says so
+    }
+    return RunAndLog(path, SchemaOfPath(path), sql, result);
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to execute sql on database [%s]: %s.\n", path.c_str(),
+            e.what());
+    return -1;
+}
+
+int VxDB::LoadFirstFieldFromDB(DB_INSTANCE instance, const std::string& sql, std::string& text) noexcept
+try {
+    DBResult_tag* pResult = nullptr;
+    if (Execute(instance, sql, &pResult) != 0) {
+        return -1;
+    }
+    const std::unique_ptr<DBResult_tag> owner(pResult);
+    if (pResult->RowCount() == 0) {
+        return -1;
+    }
+    text = std::string(pResult->Field(0, 0));
+    return 0;
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to load a field by [%s]: %s.\n", sql.c_str(), e.what());
+    return -1;
+}

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/src/db/schema_system.cpp - tables of system.db, one migration a version.
+#include "schema_internal.h"
+
+namespace {
+
+constexpr const char* MIGRATIONS[] = {
+    R"sql(
+CREATE TABLE webhook (
+    id                 INTEGER PRIMARY KEY AUTOINCREMENT,
+    name               TEXT    DEFAULT '',
+    provider           INTEGER DEFAULT 0,
+    webhook_url        TEXT    DEFAULT '',
+    webhook_req_method INTEGER DEFAULT 0,
+    http_content_type  INTEGER DEFAULT 0,
+    http_body          TEXT    DEFAULT '',
+    enabled            INTEGER DEFAULT 1,
+    token              TEXT    DEFAULT '',
+    host_access_url    TEXT    DEFAULT '',
+    headers            TEXT    DEFAULT ''
+);
+CREATE TABLE actionrule (
+    id                 INTEGER PRIMARY KEY AUTOINCREMENT,
+    enabled            INTEGER,
+    name               TEXT,
+    status             INTEGER,
+    multi_status       TEXT,
+    rule_type          INTEGER,
+    act_type           INTEGER,
+    evt_source         INTEGER,
+    evt_server_id      INTEGER,
+    evt_device_id      INTEGER,
+    evt_id             INTEGER,
+    evt_item           INTEGER,
+    evt_min_interval   INTEGER,
+    act_source         INTEGER,
+    act_server_id      INTEGER,
+    act_device_id      INTEGER,
+    act_dev_ids        TEXT,
+    act_id             INTEGER,
+    act_item_id        INTEGER,
+    act_item_ids       TEXT,
+    act_times          INTEGER,
+    act_time_unit      INTEGER,
+    act_time_duration  INTEGER,
+    act_return_pos     INTEGER,
+    ext_url            TEXT,
+    username           TEXT,
+    password           TEXT,
+    schedule           TEXT,
+    multi_rule_id      INTEGER,
+    multi_evt_ids      TEXT,
+    multi_evt_setting  INTEGER,
+    ifttt_key          TEXT,
+    ifttt_event        TEXT,
+    param1             TEXT,
+    param2             TEXT,
+    param3             TEXT,
+    bmk_name           TEXT,
+    bmk_comment        TEXT,
+    bmk_lock           INTEGER,
+    webhook_req_method INTEGER,
+    http_content_type  INTEGER,
+    http_body          TEXT,
+    host_access_url    TEXT,
+    bmk_show_osd       INTEGER,
+    condition          INTEGER,
+    condition_unit     INTEGER,
+    condition_value    TEXT,
+    url_split          INTEGER,
+    headers            TEXT,
+    notify_schedule    TEXT
+);
+CREATE INDEX actionrule_multi_rule_id ON actionrule (multi_rule_id);
+CREATE TABLE actionrule_event (
+    id                 INTEGER PRIMARY KEY AUTOINCREMENT,
+    evt_source         INTEGER,
+    evt_webhook_method INTEGER,
+    evt_server_id      INTEGER,
+    evt_device_id      INTEGER,
+    evt_id             INTEGER,
+    evt_item           INTEGER,
+    evt_trigger        INTEGER,
+    evt_status         INTEGER,
+    webhook_token      TEXT,
+    evt_dev_ids        TEXT
+);
+CREATE TABLE actionrule_multirule (
+    id                 INTEGER PRIMARY KEY AUTOINCREMENT
+);
+)sql",
+};
+
+} // namespace
+
+std::span<const char* const> SystemMigrations() noexcept
+{
+    return MIGRATIONS;
+}
