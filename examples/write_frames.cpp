@@ -22,7 +22,8 @@ int main(int argc, char** argv)
     for (int i = 0; i < count; ++i) {
         std::vector<unsigned char> frame(static_cast<std::size_t>(1000 + i), static_cast<unsigned char>(i));
         const int flags = i % 25 == 0 ? FRAME_I : FRAME_P;
-        if (pFifo->WriteData(frame.data(), static_cast<int>(frame.size()), i * 40LL, MEDIA_ES_VIDEO, flags, 1) != 0) {
+        if (pFifo->WriteData(frame.data(), static_cast<int>(frame.size()), i * 40LL, MEDIA_ES_VIDEO, flags,
+                             1) != 0) {
             std::fprintf(stderr, "write_frames: frame %d is lost\n", i);
         }
         ::usleep(40000);
