@@ -20,13 +20,13 @@
 #include "package/media.h"
 #include "vxrbmutex.h"
 
-constexpr int SHM_FIFO_MIN_COUNT = 10;             ///< fewest slots of a FIFO
-constexpr int SHM_FIFO_MAX_COUNT = 30;             ///< most slots of a FIFO
-constexpr int SHM_FIFO_MAX_ENTRY_SIZE = 0x400000;  ///< frames of this size and more are never stored
-constexpr int SHM_FIFO_MAX_FRAME_ID = 10000;       ///< the ID after this one is 0
-constexpr int SHM_FIFO_NO_FRAME_ID = 10001;        ///< a slot never written; a reader that has no frame yet
-constexpr int SHM_FIFO_CODEC_SIZE = 20;            ///< codec name with its NUL
-constexpr int SHM_FIFO_MAX_EXTRA_SIZE = 1024;      ///< bytes of codec extra data
+constexpr int SHM_FIFO_MIN_COUNT = 10;            ///< fewest slots of a FIFO
+constexpr int SHM_FIFO_MAX_COUNT = 30;            ///< most slots of a FIFO
+constexpr int SHM_FIFO_MAX_ENTRY_SIZE = 0x400000; ///< frames of this size and more are never stored
+constexpr int SHM_FIFO_MAX_FRAME_ID = 10000;      ///< the ID after this one is 0
+constexpr int SHM_FIFO_NO_FRAME_ID = 10001;       ///< a slot never written; a reader that has no frame yet
+constexpr int SHM_FIFO_CODEC_SIZE = 20;           ///< codec name with its NUL
+constexpr int SHM_FIFO_MAX_EXTRA_SIZE = 1024;     ///< bytes of codec extra data
 
 /// Bits of a frame's flags.
 enum FRAME_FLAG : std::int32_t {
@@ -100,8 +100,8 @@ public:
     ShmEntryHandler(const ShmEntryHandler&) = delete;
     ShmEntryHandler& operator=(const ShmEntryHandler&) = delete;
 
-    /// Makes the data segment under a key, or uses again the one that this handle made, when it is large enough.
-    /// Any other segment under the key is removed.
+    /// Makes the data segment under a key, or uses again the one that this handle made, when it is large
+    /// enough. Any other segment under the key is removed.
     ///
     /// @return the attached segment, owned by this handle; null (logged) if it cannot be made.
     VX_API DataEntry* GetDataEntry(int key, int size, int idx) noexcept;
@@ -116,6 +116,9 @@ public:
 
     /// Detaches and removes this handle's segment. Readers that have it attached keep their mapping.
     VX_API void FreeMem() noexcept;
+
+    /// The key under which this slot is attached; as it stands in the header, so not to be believed.
+    VX_API int GetKey() const noexcept;
 
 private:
     friend struct ShmLayout;
@@ -154,7 +157,8 @@ private:
 /// Nothing in it is believed: any process may write over it. Indexes, counts and sizes are copied, checked
 /// against the real length of the segment, and then used.
 ///
-/// Thread-safety: one writer thread; any number of reader threads and processes, each with a table of its own.
+/// Thread-safety: one writer thread; any number of reader threads and processes, each with a table of its
+/// own.
 class ShmStreamFifo {
 public:
     /// Frames a second as the writer puts them in, measured over periods of more than ten seconds.
@@ -203,6 +207,9 @@ public:
     /// Removes all data segments and tells the readers that the FIFO is gone.
     VX_API void Free() noexcept;
 
+    /// Tells the readers that the FIFO is gone, and nothing else.
+    VX_API void MarkClosed() noexcept;
+
     /// Puts one frame into the ring and makes it the newest.
     ///
     /// @param data      frame bytes; borrowed for the call only; null is refused
@@ -223,7 +230,8 @@ public:
     /// @return the slot's frame, to be filled and given to TryStopWrite(); null: nothing is marked.
     VX_API DataEntry* TryStartWrite(int size) noexcept;
     /// Publishes the frame in a slot that TryStartWrite() gave, and takes the mark away.
-    VX_API void TryStopWrite(DataEntry* pEntry, long long timestamp, MediaES es, int flags, int frameCnt) noexcept;
+    VX_API void TryStopWrite(DataEntry* pEntry, long long timestamp, MediaES es, int flags,
+                             int frameCnt) noexcept;
     /// @return a marked slot; -1 (logged): every slot is held or protected. Marks on held slots stay.
     VX_API int GetWritableEntryIdx() noexcept;
     /// @return 0: the slot is marked and may be written; else the number of readers that hold it.
@@ -281,8 +289,9 @@ public:
     /// The frame after `lastId`; the newest when `lastId` is 10001 or the reader has been lapped.
     ///
     /// @return the claimed frame, to be given to ReadFinish() on every path; null: none.
-    /// Frames are read in place. A reader that holds a frame through five passes of the writer loses it: what it
-    /// reads then may change under it. The copying readers below notice that; a reader in place asks IsIntact().
+    /// Frames are read in place. A reader that holds a frame through five passes of the writer loses it: what
+    /// it reads then may change under it. The copying readers below notice that; a reader in place asks
+    /// IsIntact().
     VX_API DataEntry* ReadNext(int lastId, DATA_ENTRY_INFO* table) noexcept;
     /// The newest frame, unless it is `lastId`.
     VX_API DataEntry* ReadLatest(int lastId, DATA_ENTRY_INFO* table) noexcept;
@@ -317,16 +326,27 @@ public:
 private:
     friend struct ShmLayout;
 
-    struct Claim;
+    /// The codec name as it is in this moment, for a log line: no lock, always ended by a NUL.
+    struct CodecName {
+        char text[SHM_FIFO_CODEC_SIZE];
+    };
+    struct Candidates;
+    struct FrameCopy;
 
     void InitHeader(int keyBase) noexcept;
     void CreateSlots(int entrySize, int fifoCnt) noexcept;
     int SafeFifoCnt() const noexcept;
     DATA_ENTRY_INFO* SlotAt(int idx) noexcept;
     void DropWriterMarks(int idx) noexcept;
-    std::string CodecText() const noexcept;
-    DataEntry* UpdateEntryIfChanged(int idx, DATA_ENTRY_INFO& record) noexcept;
-    void LogWrite(int idx, int id, int flags) const noexcept;
+    CodecName CodecText() const noexcept;
+    int KeyForResize(int idx) const noexcept;
+    DataEntry* EntryForWrite(int idx, int size) noexcept;
+    void SearchNear(int lastId, Candidates& out) noexcept;
+    DataEntry* ClaimSlot(int idx, int lastId, DATA_ENTRY_INFO* table) noexcept;
+    void UpdateEntryIfChanged(int idx, DATA_ENTRY_INFO& record) noexcept;
+    bool StillHolds(int idx, const DataEntry* pEntry, int id, int generation) noexcept;
+    void Release(int idx, DataEntry* pEntry, int id, int generation, DATA_ENTRY_INFO* table) noexcept;
+    int CopyOut(DataEntry* pEntry, FrameCopy& frame, bool updateStat, DATA_ENTRY_INFO* table) noexcept;
 
     VxRbMutex m_lock;
     std::int32_t m_nextId;
@@ -384,8 +404,7 @@ private:
 /// The shared layout, drawn once: every field of every shared record with its offset in a 32-bit process.
 /// A visitor gets (record, field, offset, size) of each field in this build.
 struct ShmLayout {
-    template <typename Visitor>
-    static void ForEachField(Visitor&& visit)
+    template <typename Visitor> static void ForEachField(Visitor&& visit)
     {
 #define VX_SHM_FIELD(type, field, offset32)                                                                  \
     static_assert(sizeof(void*) != 4 || offsetof(type, field) == (offset32));                                \

@@ -39,8 +39,8 @@ struct ShmSlotSnapshot {
     int es = MEDIA_ES_NONE;
 };
 
-/// One FIFO at one moment. The words are read one after another while others write: each is right, all together
-/// need not be of one instant.
+/// One FIFO at one moment. The words are read one after another while others write: each is right, all
+/// together need not be of one instant.
 struct ShmFifoSnapshot {
     ShmSegmentInfo header;
     bool attached = false; ///< false once the writer has freed it

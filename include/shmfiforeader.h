@@ -13,8 +13,8 @@
 /// Thread-safety: one thread at a time; any number of readers beside each other.
 class ShmFifoReader {
 public:
-    /// Gets the caller's context, the claimed frame, its bytes and their number. Reads in place: the pointers are
-    /// valid during the call only.
+    /// Gets the caller's context, the claimed frame, its bytes and their number. Reads in place: the pointers
+    /// are valid during the call only.
     using Callback = void (*)(void* ctx, DataEntry* pEntry, unsigned char* data, int size);
     /// ReadNext, ReadLatest or ReadLatestIFrame of ShmStreamFifo.
     using ReadFn = DataEntry* (ShmStreamFifo::*)(int lastId, DATA_ENTRY_INFO* table);
@@ -38,8 +38,8 @@ public:
     /// Whether there is no FIFO, or its writer has freed it.
     VX_API bool IsClose() const noexcept;
 
-    /// Whether no valid frame has come for more than ten seconds, or the FIFO is closed. The first call after a
-    /// frame starts the time.
+    /// Whether no valid frame has come for more than ten seconds, or the FIFO is closed. The first call after
+    /// a frame starts the time.
     VX_API bool IsNoData() noexcept;
 
     VX_API void Free() noexcept;

@@ -27,6 +27,7 @@ VX_API void VxPrintf(LOG_TYPE type, const char* categText, const char* levelText
             const char* const vxLogCategText_ = Enum2String<LOG_CATEG>(vxLogCateg_);                         \
             const char* const vxLogLevelText_ = Enum2String<LOG_LEVEL>(vxLogLevel_);                         \
             vxLogErrno_.Restore();                                                                           \
-            VxPrintf(0, vxLogCategText_, vxLogLevelText_, VX_LOG_FILE, __LINE__, __func__, __VA_ARGS__);     \
+            __extension__ VxPrintf(0, vxLogCategText_, vxLogLevelText_, VX_LOG_FILE, __LINE__, __func__,     \
+                                   __VA_ARGS__);                                                             \
         }                                                                                                    \
     } while (false)

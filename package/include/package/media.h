@@ -15,12 +15,12 @@ enum MediaES : std::int32_t {
 ///
 /// Owns its extra data: moves with the description, freed with it.
 struct ESFormat {
-    std::uint32_t codecTag = 0; ///< four letters, the first in the highest byte; 0 = not set
-    int width = 0;              ///< video: pixels
-    int height = 0;             ///< video: pixels
-    int sampleRate = 0;         ///< audio: samples a second
-    int channels = 0;           ///< audio
-    int extraSize = 0;          ///< valid bytes in extraData
+    std::uint32_t codecTag = 0;         ///< four letters, the first in the highest byte; 0 = not set
+    int width = 0;                      ///< video: pixels
+    int height = 0;                     ///< video: pixels
+    int sampleRate = 0;                 ///< audio: samples a second
+    int channels = 0;                   ///< audio
+    int extraSize = 0;                  ///< valid bytes in extraData
     unsigned char* extraData = nullptr; ///< array made with new[]; null = none
 
     ESFormat() noexcept = default;

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/src/shmcommoncfg.cpp - maps the common shared configuration, and keeps its time fresh.
+#include "package/shmcommoncfg.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <exception>
+#include <string>
+
+#include "package/monoclock.h"
+#include "package/root.h"
+
+namespace {
+
+constexpr int REFRESH_SEC = 60;
+constexpr int RETRY_SEC = 1;
+
+constinit std::atomic<ShmCommonCfg*> g_pCfg{nullptr};
+constinit std::atomic<int> g_nextRefreshSec{0};
+constinit std::atomic<int> g_nextTrySec{0};
+
+class File {
+public:
+    explicit File(const std::string& path) noexcept
+        : m_fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666))
+    {}
+    ~File()
+    {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    int Fd() const noexcept { return m_fd; }
+
+private:
+    const int m_fd;
+};
+
+/// Gives the file its length and storage, so that no access to the mapping can fail for want of space.
+bool HasRecord(int fd) noexcept
+{
+    struct stat stat {};
+    if (::fstat(fd, &stat) != 0) {
+        return false;
+    }
+    return stat.st_size >= static_cast<off_t>(sizeof(ShmCommonCfg)) ||
+           ::posix_fallocate(fd, 0, static_cast<off_t>(sizeof(ShmCommonCfg))) == 0;
+}
+
+ShmCommonCfg* Map() noexcept
+try {
+    const std::string dir = GetPackageDir(PackageDir::RUN);
+    if (dir.empty()) {
+        return nullptr;
+    }
+    const File file(dir + "/shmcommon");
+    if (file.Fd() < 0 || !HasRecord(file.Fd())) {
+        return nullptr;
+    }
+    void* const pAddr =
+        ::mmap(nullptr, sizeof(ShmCommonCfg), PROT_READ | PROT_WRITE, MAP_SHARED, file.Fd(), 0);
+    if (pAddr == MAP_FAILED) {
+        return nullptr;
+    }
+    auto* const pCfg =
+        static_cast<ShmCommonCfg*>(pAddr); // a new file is all zeros, which is what it starts as
+    std::atomic_ref<std::int32_t>(pCfg->magic).store(ShmCommonCfg::MAGIC, std::memory_order_relaxed);
+    return pCfg;
+} catch (const std::exception&) {
+    return nullptr; // no memory for a path; asked again later
+}
+
+/// Maps the record once for the process. A failure is remembered for a second, so that a caller in a loop
+/// does not open files in a loop.
+ShmCommonCfg* MapOnce(int nowSec) noexcept
+{
+    if (nowSec < g_nextTrySec.load(std::memory_order_relaxed)) {
+        return nullptr;
+    }
+    ShmCommonCfg* const pMapped = Map();
+    if (pMapped == nullptr) {
+        g_nextTrySec.store(nowSec + RETRY_SEC, std::memory_order_relaxed);
+        return nullptr;
+    }
+    ShmCommonCfg* pFirst = nullptr;
+    if (!g_pCfg.compare_exchange_strong(pFirst, pMapped,
+                                        std::memory_order_acq_rel)) { // pairs with the load below
+        ::munmap(pMapped, sizeof(ShmCommonCfg));
+        return pFirst;
+    }
+    return pMapped;
+}
+
+} // namespace
+
+ShmCommonCfg* VxShmCommonCfgAt() noexcept
+{
+    const int nowSec = GetMonoTimeSec();
+    ShmCommonCfg* pCfg = g_pCfg.load(std::memory_order_acquire);
+    if (pCfg == nullptr) {
+        pCfg = MapOnce(nowSec);
+        if (pCfg == nullptr) {
+            return nullptr;
+        }
+    }
+    const int nextSec = g_nextRefreshSec.load(std::memory_order_relaxed);
+    if (nowSec >= nextSec || nextSec - nowSec > REFRESH_SEC) {
+        g_nextRefreshSec.store(nowSec + REFRESH_SEC, std::memory_order_relaxed);
+        std::atomic_ref<std::int32_t>(pCfg->freshMonoSec).store(nowSec, std::memory_order_relaxed);
+    }
+    return pCfg;
+}
