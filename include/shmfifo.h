@@ -168,9 +168,13 @@ public:
         VX_API void Update(const DataEntry* pEntry) noexcept;
         /// @return frames a second; -1 = not measured yet; 0 after 20 seconds without a period.
         VX_API int GetFPS() noexcept;
+        /// The same, without storing anything.
+        VX_API int PeekFPS() const noexcept;
 
     private:
         friend struct ShmLayout;
+
+        bool IsStale() const noexcept;
 
         std::int32_t m_frames;
         std::int32_t m_fps;
@@ -184,13 +188,15 @@ public:
         VX_API void Update(const DataEntry* pEntry) noexcept;
         VX_API int GetFPS() noexcept;
         VX_API int GetBPS() noexcept;
+        VX_API int PeekFPS() const noexcept;
+        VX_API int PeekBPS() const noexcept;
 
     private:
         friend struct ShmLayout;
         friend class ShmStreamFifo;
 
         void Add(int frames, int bytes) noexcept;
-        void ZeroIfStale() noexcept;
+        bool IsStale() const noexcept;
 
         std::int32_t m_frames;
         std::int32_t m_bytes;
@@ -325,6 +331,7 @@ public:
 
 private:
     friend struct ShmLayout;
+    friend struct ShmFifoPeek;
 
     /// The codec name as it is in this moment, for a log line: no lock, always ended by a NUL.
     struct CodecName {
@@ -404,7 +411,8 @@ private:
 /// The shared layout, drawn once: every field of every shared record with its offset in a 32-bit process.
 /// A visitor gets (record, field, offset, size) of each field in this build.
 struct ShmLayout {
-    template <typename Visitor> static void ForEachField(Visitor&& visit)
+    template <typename Visitor>
+    static void ForEachField(Visitor&& visit)
     {
 #define VX_SHM_FIELD(type, field, offset32)                                                                  \
     static_assert(sizeof(void*) != 4 || offsetof(type, field) == (offset32));                                \

@@ -17,13 +17,15 @@ inline void ShmFullBarrier() noexcept
 }
 
 /// Reads a plain word of shared memory once. What it must be ordered against, the mark word orders.
-template <typename T> T ShmLoad(const T& word) noexcept
+template <typename T>
+T ShmLoad(const T& word) noexcept
 {
     return std::atomic_ref<T>(const_cast<T&>(word)).load(std::memory_order_relaxed);
 }
 
 /// Writes a plain word of shared memory. Published by the next step of the mark word that follows it.
-template <typename T> void ShmStore(T& word, T value) noexcept
+template <typename T>
+void ShmStore(T& word, T value) noexcept
 {
     std::atomic_ref<T>(word).store(value, std::memory_order_relaxed);
 }

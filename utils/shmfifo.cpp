@@ -52,8 +52,9 @@ void RemoveAgain(int shmId) noexcept
     }
 }
 
-/// Tells the readers of a FIFO that its writer left behind (killed, say) that it is closed.
-void CloseHeader(int shmId) noexcept
+} // namespace
+
+void CloseFifoHeader(int shmId) noexcept
 {
     if (!HasLength(shmId, sizeof(ShmStreamFifo))) {
         return;
@@ -64,12 +65,9 @@ void CloseHeader(int shmId) noexcept
     }
 }
 
-} // namespace
-
 // --- one data segment -------------------------------------------------------------------------------------
 
-ShmEntryHandler::ShmEntryHandler() noexcept : m_key(NO_KEY), m_shmId(-1), m_capacity(0), m_pEntry(nullptr)
-{}
+ShmEntryHandler::ShmEntryHandler() noexcept : m_key(NO_KEY), m_shmId(-1), m_capacity(0), m_pEntry(nullptr) {}
 
 ShmEntryHandler::~ShmEntryHandler()
 {
@@ -255,8 +253,7 @@ int ShmStreamFifo::MakeResident() noexcept
     return 0;
 }
 
-ShmFifoHandler::ShmFifoHandler() noexcept : m_key(NO_KEY), m_shmId(-1), m_pFifo(nullptr)
-{}
+ShmFifoHandler::ShmFifoHandler() noexcept : m_key(NO_KEY), m_shmId(-1), m_pFifo(nullptr) {}
 
 ShmFifoHandler::~ShmFifoHandler()
 {
@@ -272,7 +269,7 @@ ShmStreamFifo* ShmFifoHandler::GetStreamFifo(int key, int entrySize, int fifoCnt
     m_key = key;
     RetryPause pause;
     for (int old = FindSegment(key); old >= 0; old = FindSegment(key)) {
-        CloseHeader(old);
+        CloseFifoHeader(old);
         if (RemoveSegment(old) != 0) {
             VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Unable to remove previous shm: %m\n");
             pause.Wait();

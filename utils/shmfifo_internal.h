@@ -37,3 +37,7 @@ inline std::int64_t FrameDistance(int from, int to) noexcept
 
 /// The longest frame that is valid.
 constexpr int SHM_FIFO_MAX_FRAME_SIZE = SHM_FIFO_MAX_ENTRY_SIZE - 1;
+
+/// Tells the readers of a FIFO that its writer left behind (killed, say) that it is closed. A segment that is
+/// no header of this build is left alone.
+void CloseFifoHeader(int shmId) noexcept;

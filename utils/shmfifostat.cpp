@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr int PERIOD_SEC = 10;     ///< a longer period than this is measured and ended
-constexpr double STALE_SEC = 20.0; ///< a rate this old is none
+constexpr int PERIOD_SEC = 10; ///< a longer period than this is measured and ended
+constexpr int STALE_SEC = 20;  ///< a rate this old is none
 
 /// Rounded; a counter that wrapped once is still right.
 int RateOf(std::int32_t counter, std::int64_t elapsedSec) noexcept
@@ -45,12 +45,22 @@ void ShmStreamFifo::WriteStat::Update(const DataEntry* pEntry) noexcept
     }
 }
 
+bool ShmStreamFifo::WriteStat::IsStale() const noexcept
+{
+    return std::int64_t{GetMonoTimeSec()} - ShmLoad(m_startSec) >= STALE_SEC;
+}
+
 int ShmStreamFifo::WriteStat::GetFPS() noexcept
 {
-    if (std::int64_t{GetMonoTimeSec()} - ShmLoad(m_startSec) >= static_cast<std::int64_t>(STALE_SEC)) {
+    if (IsStale()) {
         ShmStore(m_fps, 0);
     }
     return ShmLoad(m_fps);
+}
+
+int ShmStreamFifo::WriteStat::PeekFPS() const noexcept
+{
+    return IsStale() ? 0 : ShmLoad(m_fps);
 }
 
 void ShmStreamFifo::ReadStat::Reset() noexcept
@@ -82,9 +92,14 @@ void ShmStreamFifo::ReadStat::Update(const DataEntry* pEntry) noexcept
     Add(ShmLoad(pEntry->frameCnt), ShmLoad(pEntry->size));
 }
 
+bool ShmStreamFifo::ReadStat::IsStale() const noexcept
+{
+    return std::difftime(GetWallTimeSec(), ShmLoad(m_startSec)) >= STALE_SEC;
+}
+
 int ShmStreamFifo::ReadStat::GetFPS() noexcept
 {
-    if (std::difftime(GetWallTimeSec(), ShmLoad(m_startSec)) >= STALE_SEC) {
+    if (IsStale()) {
         ShmStore(m_fps, 0);
     }
     return ShmLoad(m_fps);
@@ -92,10 +107,20 @@ int ShmStreamFifo::ReadStat::GetFPS() noexcept
 
 int ShmStreamFifo::ReadStat::GetBPS() noexcept
 {
-    if (std::difftime(GetWallTimeSec(), ShmLoad(m_startSec)) >= STALE_SEC) {
+    if (IsStale()) {
         ShmStore(m_bps, 0);
     }
     return ShmLoad(m_bps);
+}
+
+int ShmStreamFifo::ReadStat::PeekFPS() const noexcept
+{
+    return IsStale() ? 0 : ShmLoad(m_fps);
+}
+
+int ShmStreamFifo::ReadStat::PeekBPS() const noexcept
+{
+    return IsStale() ? 0 : ShmLoad(m_bps);
 }
 
 int ShmStreamFifo::GetWriteFPS() noexcept
