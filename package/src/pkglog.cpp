@@ -5,7 +5,8 @@
 namespace {
 
 // The tables of this library; never destroyed, since destructors of others may log late.
-template <typename T> const char* TextOf(T value)
+template <typename T>
+const char* TextOf(T value)
 {
     static const VxEnum2StrMap<T>& table = *new VxEnum2StrMap<T>;
     const auto found = table.m_map.find(value);
