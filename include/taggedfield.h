@@ -34,10 +34,12 @@ struct TaggedField {
 
 namespace VxDB::detail {
 
-/// Integers that fit a column, which is signed and 64 bits wide.
+/// Integers that fit a column, which is signed and 64 bits wide; a character is no number.
 template <typename T>
-constexpr bool IS_COLUMN_INTEGER = std::is_integral_v<T> && !std::is_same_v<T, bool> &&
-                                   (std::is_signed_v<T> || sizeof(T) < sizeof(long long));
+constexpr bool IS_COLUMN_INTEGER =
+    std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+    !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char8_t> && !std::is_same_v<T, char16_t> &&
+    !std::is_same_v<T, char32_t> && (std::is_signed_v<T> || sizeof(T) < sizeof(long long));
 
 template <typename T>
 constexpr bool IsColumnEnum()
@@ -97,9 +99,10 @@ constexpr bool CheckField()
 {
     static_assert(TaggedField<F0>::DECLARED,
                   "A field of the record has no declaration: add VX_TAGGED_FIELD(field, type, \"column\").");
-    static_assert(IS_FIELD_TYPE<typename TaggedField<F0>::Type>,
-                  "A field's type must be an integer of at most 63 value bits, bool, std::string, an enumeration "
-                  "or std::bitset<3>.");
+    static_assert(
+        IS_FIELD_TYPE<typename TaggedField<F0>::Type>,
+        "A field's type must be an integer of at most 63 value bits, bool, std::string, an enumeration "
+        "or std::bitset<3>.");
     static_assert(!TaggedField<F0>::DECLARED || IsColumnName(COLUMN_NAME<F0>),
                   "A column name consists of letters, digits and '_' and does not start with a digit.");
     static_assert(((F0 < Fs) && ...),

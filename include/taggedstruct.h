@@ -32,12 +32,10 @@ protected:
     }
     template <typename Fn>
     void VisitFrom(Fn&&)
-    {
-    }
+    {}
     template <typename Fn>
     void VisitFrom(Fn&&) const
-    {
-    }
+    {}
 };
 
 template <typename Fields, Fields F0, Fields... Fs>
@@ -139,14 +137,9 @@ public:
     }
 
     /// The value of the one field.
-    auto& Value() const noexcept
-        requires(sizeof...(Fs) == 1)
-    {
-        return (m_rec.template Get<Fs>(), ...);
-    }
+    auto& Value() const noexcept requires(sizeof...(Fs) == 1) { return (m_rec.template Get<Fs>(), ...); }
     template <typename V>
-        requires(sizeof...(Fs) == 1)
-    const TaggedStructProxy& operator=(V&& value) const
+    requires(sizeof...(Fs) == 1) const TaggedStructProxy& operator=(V&& value) const
     {
         Value() = std::forward<V>(value);
         return *this;
