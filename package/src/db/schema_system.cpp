@@ -89,6 +89,32 @@ CREATE TABLE actionrule_multirule (
     id                 INTEGER PRIMARY KEY AUTOINCREMENT
 );
 )sql",
+    // 2: settings of analytics and face tasks
+    R"sql(
+CREATE TABLE dva_setting (
+    id                 INTEGER PRIMARY KEY AUTOINCREMENT,
+    name               TEXT    NOT NULL DEFAULT '',
+    camera_id          INTEGER NOT NULL DEFAULT 0,
+    task_type          INTEGER NOT NULL DEFAULT 0,
+    enabled            INTEGER NOT NULL DEFAULT 0,
+    share_path         TEXT    NOT NULL DEFAULT '',
+    rotate_by_date     INTEGER NOT NULL DEFAULT 0,
+    rotate_days        INTEGER NOT NULL DEFAULT 0,
+    rotate_by_size     INTEGER NOT NULL DEFAULT 0,
+    rotate_size_mb     INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE face_setting (
+    id                 INTEGER PRIMARY KEY AUTOINCREMENT,
+    name               TEXT    NOT NULL DEFAULT '',
+    camera_id          INTEGER NOT NULL DEFAULT 0,
+    enabled            INTEGER NOT NULL DEFAULT 0,
+    share_path         TEXT    NOT NULL DEFAULT '',
+    rotate_by_date     INTEGER NOT NULL DEFAULT 0,
+    rotate_days        INTEGER NOT NULL DEFAULT 0,
+    rotate_by_size     INTEGER NOT NULL DEFAULT 0,
+    rotate_size_mb     INTEGER NOT NULL DEFAULT 0
+);
+)sql",
 };
 
 } // namespace
