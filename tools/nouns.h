@@ -14,4 +14,5 @@ enum ExitCode : int {
 };
 
 /// One function a noun, in the file that is named after it.
+void AddFifoNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
