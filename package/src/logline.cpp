@@ -59,6 +59,23 @@ bool IsControl(char c) noexcept
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
+/// Whether any is there, eight bytes at a time: nearly every text has none.
+bool HasControl(const char* p, const char* end) noexcept
+{
+    constexpr std::uint64_t ONES = 0x0101010101010101u;
+    constexpr std::uint64_t HIGH = 0x80u * ONES;
+    for (std::uint64_t word = 0; end - p >= 8; p += 8) {
+        std::memcpy(&word, p, sizeof word);
+        const std::uint64_t delete7f = word ^ (0x7fu * ONES);
+        const std::uint64_t below = (word - 0x20u * ONES) & ~word;   // a byte below 0x20 sets its high bit
+        const std::uint64_t deleted = (delete7f - ONES) & ~delete7f; // a byte that is 0x7f sets its high bit
+        if (((below | deleted) & HIGH) != 0) {
+            return true;
+        }
+    }
+    return std::any_of(p, end, IsControl);
+}
+
 // How a control character is written, without the backslash; the size is 1 or 3.
 std::size_t EscapeOf(char c, char (&out)[3]) noexcept
 {
@@ -200,13 +217,13 @@ std::size_t LogLine::FormatText(const char* fmt, va_list args) noexcept
 void LogLine::Escape() noexcept
 {
     const char* const pText = m_pBuffer + m_headerSize;
+    if (!HasControl(pText, m_pBuffer + m_size)) {
+        return;
+    }
     std::size_t extra = 0;
     char escape[3];
     for (const char* p = pText; p != m_pBuffer + m_size; ++p) {
         extra += IsControl(*p) ? EscapeOf(*p, escape) : 0;
-    }
-    if (extra == 0) {
-        return;
     }
     if (!Grow(m_size + extra + MARK_ROOM)) {
         std::replace_if(m_pBuffer + m_headerSize, m_pBuffer + m_size, IsControl, '?');
