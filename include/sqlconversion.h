@@ -34,17 +34,32 @@ struct SqlConversion {
                   "std::bitset<3> and lists, vectors and sets of those; this type is none of them");
 };
 
-/// A field's number in base 10; 0 for NULL, for a missing column and for text that is no number.
-inline long long FetchFieldAsNumber(DBResult_tag* result, unsigned int row, const char* column) noexcept
+/// What strtoll gives for the text in base 10, errno left alone; quick for what rows hold, up to 18 digits.
+inline long long ParseNumber(std::string_view text) noexcept
 {
-    const char* const text = VxDBFetchField(result, row, column);
-    if (text == nullptr) {
+    const bool isNegative = !text.empty() && text.front() == '-';
+    long long number = 0;
+    bool isPlain = text.size() > (isNegative ? 1U : 0U) && text.size() <= 18;
+    for (std::size_t i = isNegative ? 1 : 0; isPlain && i < text.size(); ++i) {
+        isPlain = text[i] >= '0' && text[i] <= '9';
+        number = 10 * number + (text[i] - '0');
+    }
+    if (isPlain) {
+        return isNegative ? -number : number;
+    }
+    if (text.data() == nullptr) {
         return 0;
     }
     const int savedErrno = errno;
-    const long long number = std::strtoll(text, nullptr, 10);
+    number = std::strtoll(text.data(), nullptr, 10); // a field has a NUL behind it
     errno = savedErrno;
     return number;
+}
+
+/// A field's number in base 10; 0 for NULL, for a missing column and for text that is no number.
+inline long long FetchFieldAsNumber(DBResult_tag* result, unsigned int row, const char* column) noexcept
+{
+    return ParseNumber(FetchFieldText(result, row, column));
 }
 
 /// Decimal; read back, it is truncated to the type.

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <random>
 #include <thread>
@@ -69,7 +70,6 @@ bool OpensTransaction(const char* sql) noexcept
     return ::strncasecmp(sql, "BEGIN", 5) == 0 || ::strncasecmp(sql, "SAVEPOINT", 9) == 0;
 }
 
-/// Whether the statement cannot run inside of a transaction.
 DbFault FaultOf(int code, int systemErrno, const std::string& path) noexcept
 {
     switch (code & 0xFF) {
@@ -329,23 +329,24 @@ void SqliteConnection::AddRow(sqlite3_stmt* pStmt, DbRowSink& rows)
     char* integer = m_integers.data();
     for (int i = 0; i < static_cast<int>(m_fields.size()); ++i) {
         DbField& field = m_fields[static_cast<std::size_t>(i)];
-        switch (sqlite3_column_type(pStmt, i)) {
+        sqlite3_value* const pValue = sqlite3_column_value(pStmt, i);
+        switch (sqlite3_value_type(pValue)) {
         case SQLITE_NULL:
             field = {};
             break;
         case SQLITE_INTEGER: {
             const auto end =
-                std::to_chars(integer, integer + INTEGER_TEXT_SIZE, sqlite3_column_int64(pStmt, i)).ptr;
+                std::to_chars(integer, integer + INTEGER_TEXT_SIZE, sqlite3_value_int64(pValue)).ptr;
             field = {integer, static_cast<std::size_t>(end - integer)};
             integer = end;
             break;
         }
         default: {
-            const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(pStmt, i));
+            const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(pValue));
             if (text == nullptr) {
                 throw std::bad_alloc();
             }
-            field = {text, static_cast<std::size_t>(sqlite3_column_bytes(pStmt, i))};
+            field = {text, static_cast<std::size_t>(sqlite3_value_bytes(pValue))};
         }
         }
     }
@@ -456,32 +457,55 @@ std::string DialectReturnId()
     return "SELECT last_insert_rowid() AS id WHERE changes() > 0;";
 }
 
-char* DialectWriteQuoted(char* out, std::string_view text) noexcept
+namespace {
+
+/// Whether one of the eight bytes is a NUL or a single quote.
+bool HasSpecialByte(std::uint64_t bytes) noexcept
 {
-    if (!text.empty() && std::memchr(text.data(), '\0', text.size()) != nullptr) {
-        // SQL text ends at a NUL byte, so such a value is written in hexadecimal.
-        static constexpr char DIGITS[] = "0123456789ABCDEF";
-        out = static_cast<char*>(std::memcpy(out, "CAST(x'", 7)) + 7;
-        for (const char c : text) {
-            *out++ = DIGITS[static_cast<unsigned char>(c) >> 4];
-            *out++ = DIGITS[static_cast<unsigned char>(c) & 15];
-        }
-        return static_cast<char*>(std::memcpy(out, "' AS TEXT)", 10)) + 10;
+    constexpr std::uint64_t ONES = 0x0101010101010101U;
+    constexpr std::uint64_t HIGHS = 0x8080808080808080U;
+    const std::uint64_t quotes = bytes ^ (ONES * static_cast<unsigned char>('\''));
+    return (((bytes - ONES) & ~bytes) | ((quotes - ONES) & ~quotes)) & HIGHS;
+}
+
+/// SQL text ends at a NUL byte, so such a value is written in hexadecimal.
+char* WriteHexLiteral(char* out, std::string_view text) noexcept
+{
+    static constexpr char DIGITS[] = "0123456789ABCDEF";
+    out = static_cast<char*>(std::memcpy(out, "CAST(x'", 7)) + 7;
+    for (const char c : text) {
+        *out++ = DIGITS[static_cast<unsigned char>(c) >> 4];
+        *out++ = DIGITS[static_cast<unsigned char>(c) & 15];
     }
-    *out++ = '\'';
+    return static_cast<char*>(std::memcpy(out, "' AS TEXT)", 10)) + 10;
+}
+
+} // namespace
+
+char* DialectWriteQuoted(char* const out, std::string_view text) noexcept
+{
     const char* from = text.data();
     const char* const end = from + text.size();
+    char* to = out;
+    *to++ = '\'';
     while (from != end) {
-        const auto left = static_cast<std::size_t>(end - from);
-        const auto* const quote = static_cast<const char*>(std::memchr(from, '\'', left));
-        const std::size_t run = quote != nullptr ? static_cast<std::size_t>(quote - from) + 1 : left;
-        std::memcpy(out, from, run);
-        out += run;
-        from += run;
-        if (quote != nullptr) {
-            *out++ = '\'';
+        std::uint64_t bytes = 0;
+        while (end - from >= 8 && (std::memcpy(&bytes, from, 8), !HasSpecialByte(bytes))) {
+            std::memcpy(to, &bytes, 8);
+            from += 8;
+            to += 8;
+        }
+        for (int i = 0; i < 8 && from != end; ++i) {
+            const char c = *from++;
+            if (c == '\0') {
+                return WriteHexLiteral(out, text);
+            }
+            *to++ = c;
+            if (c == '\'') {
+                *to++ = c;
+            }
         }
     }
-    *out++ = '\'';
-    return out;
+    *to++ = '\'';
+    return to;
 }
