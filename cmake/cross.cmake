@@ -25,6 +25,8 @@ macro(vx_cross arch triplet library_dir loader)
     set(ENV{PKG_CONFIG_SYSROOT_DIR} ${VX_SYSROOT})
     set(ENV{PKG_CONFIG_LIBDIR} ${VX_SYSROOT}/usr/lib/${library_dir}/pkgconfig:${VX_SYSROOT}/usr/share/pkgconfig)
 
+    set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${VX_SYSROOT}/usr/include/${library_dir})
+
     # A program finds the loader and the libraries of its width by itself, and so do the programs that it starts.
     set(_dirs /usr/${triplet}/lib ${VX_SYSROOT}/usr/lib/${library_dir} ${VX_SYSROOT}/lib/${library_dir})
     list(JOIN _dirs ":" _path)
