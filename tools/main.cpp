@@ -25,6 +25,7 @@ int Run(int argc, char** argv)
     vx.require_subcommand(1);
     AddFifoNoun(vx);
     AddLogNoun(vx);
+    AddWebhookNoun(vx);
     try {
         vx.parse(argc, argv);
     } catch (const CLI::Error& error) {

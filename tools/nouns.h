@@ -16,3 +16,4 @@ enum ExitCode : int {
 /// One function a noun, in the file that is named after it.
 void AddFifoNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
+void AddWebhookNoun(CLI::App& vx);
