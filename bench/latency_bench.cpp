@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include "rivals/boost_queue.h"
+#include "rivals/floor_ring.h"
 #include "rivals/iceoryx.h"
 #include "rivals/ours.h"
 #include "rivals/unix_socket.h"
@@ -42,6 +43,7 @@ void Sizes(benchmark::internal::Benchmark* family)
     family->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
+BENCHMARK_TEMPLATE(BM_Latency, FloorRing)->Name("BM_Latency_Floor")->Apply(Sizes);
 BENCHMARK_TEMPLATE(BM_Latency, Ours)->Name("BM_Latency_Ours")->Apply(Sizes);
 BENCHMARK_TEMPLATE(BM_Latency, Iceoryx)->Name("BM_Latency_Iceoryx")->Apply(Sizes);
 BENCHMARK_TEMPLATE(BM_Latency, BoostQueue)->Name("BM_Latency_BoostQueue")->Apply(Sizes);

@@ -9,6 +9,7 @@
 #include <benchmark/benchmark.h>
 #include <sched.h>
 
+#include <algorithm>
 #include <csignal>
 #include <vector>
 
@@ -21,6 +22,7 @@ constexpr std::size_t FRAME_SIZE = 64 << 10;
 constexpr unsigned DEPTH = 10;
 constexpr std::int64_t PACE_NS = 400'000;
 constexpr std::uint64_t MEASURED_FRAMES = 400;
+constexpr std::int64_t START_LIMIT_NS = 10'000'000'000;
 
 enum class Fate { KEEP_UP, STOP, KILL };
 
@@ -115,7 +117,7 @@ bool StartReaders(std::vector<Forked>& readers, std::int64_t count, Fate fate, i
             static_cast<void>(reader.Wait()); // -1: the signal ended it
         }
     }
-    const std::int64_t limit = NowNs() + 10'000'000'000;
+    const std::int64_t limit = NowNs() + START_LIMIT_NS;
     while (page.readersReady < static_cast<int>(count) && NowNs() < limit) {
         ::sched_yield();
     }
@@ -128,7 +130,8 @@ void Run(benchmark::State& state, Fate fate)
         RunPageOwner page;
         Ours ours(Setup{FRAME_SIZE, DEPTH - 2, &*page});
         Forked writer([&] { return Writer(ours, *page); });
-        while (page->writerReady == 0 && page->failed == 0) {
+        for (const std::int64_t limit = NowNs() + START_LIMIT_NS;
+             page->writerReady == 0 && NowNs() < limit;) {
             ::sched_yield();
         }
         std::vector<Forked> readers;
@@ -148,7 +151,7 @@ void Run(benchmark::State& state, Fate fate)
         state.SetIterationTime(Quantile(spent, 0.5) / 1e9);
         state.counters["p99_ns"] = Quantile(spent, 0.99);
         state.counters["lost"] = static_cast<double>(page->lost);
-        state.counters["jumps"] = page->failed;
+        state.counters["jumps"] = page->failed.load();
         state.counters["latency_p50_ns"] = Quantile(latency, 0.5);
         state.counters["latency_p99_ns"] = Quantile(latency, 0.99);
     }

@@ -53,7 +53,12 @@ public:
 
     int Publish(unsigned char* data, std::size_t size) noexcept
     {
-        while (m_published - m_setup.page->acked.load(std::memory_order_acquire) >= m_setup.depth) {
+        for (;;) {
+            const std::uint64_t acked = m_setup.page->acked.load(std::memory_order_acquire);
+            if (m_published - acked <
+                (acked == 0 ? 1 : m_setup.depth)) { // a new reader starts with the newest frame
+                break;
+            }
             SpinTurn();
         }
         ++m_published;
@@ -68,9 +73,11 @@ public:
     bool Receive(F&& onFrame) noexcept
     {
         const auto callback = [](void* context, DataEntry*, unsigned char* data, int size) {
-            (*static_cast<std::remove_reference_t<F>*>(context))(data, static_cast<std::size_t>(size));
+            (*static_cast<std::remove_const_t<std::remove_reference_t<F>>*>(context))(
+                data, static_cast<std::size_t>(size));
         };
-        return m_reader.Read(&onFrame, callback, &ShmStreamFifo::ReadNext);
+        return m_reader.Read(const_cast<void*>(static_cast<const void*>(&onFrame)), callback,
+                             &ShmStreamFifo::ReadNext);
     }
 
 private:
