@@ -120,6 +120,9 @@ public:
     /// The key under which this slot is attached; as it stands in the header, so not to be believed.
     VX_API int GetKey() const noexcept;
 
+    /// Removes the segment of a FIFO whose writer is gone, if the handle's words are right about it.
+    VX_API void RemoveLeftover(int headerKey) const noexcept;
+
 private:
     friend struct ShmLayout;
 
@@ -213,8 +216,8 @@ public:
     /// Removes all data segments and tells the readers that the FIFO is gone.
     VX_API void Free() noexcept;
 
-    /// Tells the readers that the FIFO is gone, and nothing else.
-    VX_API void MarkClosed() noexcept;
+    /// Puts an end to a FIFO that its writer left behind: tells the readers, removes the data segments.
+    VX_API void Retire(int headerKey) noexcept;
 
     /// Puts one frame into the ring and makes it the newest.
     ///

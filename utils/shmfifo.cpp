@@ -54,13 +54,13 @@ void RemoveAgain(int shmId) noexcept
 
 } // namespace
 
-void CloseFifoHeader(int shmId) noexcept
+void RetireFifo(int shmId, int key) noexcept
 {
     if (!HasLength(shmId, sizeof(ShmStreamFifo))) {
         return;
     }
     if (auto* const pOld = static_cast<ShmStreamFifo*>(AttachSegment(shmId, sizeof(ShmStreamFifo)))) {
-        pOld->MarkClosed();
+        pOld->Retire(key);
         DetachSegment(pOld);
     }
 }
@@ -176,6 +176,18 @@ void ShmEntryHandler::FreeMem() noexcept
     m_pEntry = nullptr;
 }
 
+void ShmEntryHandler::RemoveLeftover(int headerKey) const noexcept
+{
+    const int key = ShmLoad(m_key);
+    if (key <= headerKey || key - headerKey > SHM_FIFO_MAX_COUNT) {
+        return;
+    }
+    const int shmId = FindSegment(key);
+    if (shmId >= 0 && shmId == ShmLoad(m_shmId)) {
+        static_cast<void>(RemoveSegment(shmId)); // not ours to remove: who needs the key says so
+    }
+}
+
 // --- the header: made and freed ---------------------------------------------------------------------------
 
 void ShmStreamFifo::InitHeader(int keyBase) noexcept
@@ -233,12 +245,15 @@ void ShmStreamFifo::Free() noexcept
     for (ShmEntryHandler& handler : m_handlerArr) {
         handler.FreeMem();
     }
-    MarkClosed();
+    ShmStore(m_attached, std::uint8_t{0});
 }
 
-void ShmStreamFifo::MarkClosed() noexcept
+void ShmStreamFifo::Retire(int headerKey) noexcept
 {
     ShmStore(m_attached, std::uint8_t{0});
+    for (const ShmEntryHandler& handler : m_handlerArr) {
+        handler.RemoveLeftover(headerKey);
+    }
 }
 
 int ShmStreamFifo::MakeResident() noexcept
@@ -269,7 +284,7 @@ ShmStreamFifo* ShmFifoHandler::GetStreamFifo(int key, int entrySize, int fifoCnt
     m_key = key;
     RetryPause pause;
     for (int old = FindSegment(key); old >= 0; old = FindSegment(key)) {
-        CloseFifoHeader(old);
+        RetireFifo(old, key);
         if (RemoveSegment(old) != 0) {
             VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Unable to remove previous shm: %m\n");
             pause.Wait();

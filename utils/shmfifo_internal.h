@@ -38,6 +38,6 @@ inline std::int64_t FrameDistance(int from, int to) noexcept
 /// The longest frame that is valid.
 constexpr int SHM_FIFO_MAX_FRAME_SIZE = SHM_FIFO_MAX_ENTRY_SIZE - 1;
 
-/// Tells the readers of a FIFO that its writer left behind (killed, say) that it is closed. A segment that is
-/// no header of this build is left alone.
-void CloseFifoHeader(int shmId) noexcept;
+/// Puts an end to a FIFO that its writer (killed, say) left behind: tells its readers and removes its data
+/// segments. A header segment that is not one of this build is left alone.
+void RetireFifo(int shmId, int key) noexcept;

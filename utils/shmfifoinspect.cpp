@@ -206,14 +206,15 @@ try {
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "No stream fifo at [%d] to remove.\n", key);
         return -1;
     }
-    bool good = true;
+    RetireFifo(snapshot.header.id, key);
+    bool good = RemoveLogged(snapshot.header);
     for (const ShmSlotSnapshot& slot : snapshot.slots) {
-        const bool isOurs =
-            InRange(slot.segment.key, snapshot.keyBase, snapshot.keyBase + SHM_FIFO_MAX_COUNT - 1);
-        good = (!isOurs || RemoveLogged(slot.segment)) && good;
+        ShmSegmentInfo left;
+        const bool isOurs = slot.segment.key > key && slot.segment.key - key <= SHM_FIFO_MAX_COUNT;
+        if (isOurs && LookUp(slot.segment.key, left) && left.id == slot.segment.id) {
+            good = RemoveLogged(left) && good;
+        }
     }
-    CloseFifoHeader(snapshot.header.id);
-    good = RemoveLogged(snapshot.header) && good;
     return good ? 0 : -1;
 } catch (const std::exception&) {
     return -1;

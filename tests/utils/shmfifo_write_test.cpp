@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/utils/shmfifo_write_test.cpp - the writer: what it refuses, which slot it takes, how a slot grows.
+#include <string>
+
+#include "shmfifo_fixture.h"
+#include "support/child_process.h"
+
+class ShmFifoWriteTest : public ShmFifoFixture {
+protected:
+    void WriteMany(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(Write(FRAME_P), 0);
+        }
+    }
+};
+
+// Catches: a refused call that leaves segments, or touches somebody's.
+TEST_F(ShmFifoWriteTest, ImpossibleFifoIsRefusedWithoutATrace)
+{
+    EXPECT_EQ(m_handler.GetStreamFifo(-1, 1000, 10), nullptr);
+    EXPECT_EQ(m_handler.GetStreamFifo(m_keys.First(), 0, 10), nullptr);
+    EXPECT_EQ(m_keys.Used(false), 0);
+}
+
+struct SizeCase {
+    const char* what;
+    int entrySize;
+    int fifoCnt;
+    int capacity;
+    int slots;
+};
+class ShmFifoSizeTest : public ShmFifoFixture, public ::testing::WithParamInterface<SizeCase> {};
+
+// Catches: limits that are applied to the wrong number, and a header that promises what was not made.
+TEST_P(ShmFifoSizeTest, SlotsAreMadeWithinTheLimits)
+{
+    Make(GetParam().entrySize, GetParam().fifoCnt);
+    EXPECT_EQ(m_pFifo->GetFifoCnt(), GetParam().slots);
+    EXPECT_EQ(m_keys.Used(false), GetParam().slots + 1);
+    EXPECT_EQ(Look()[0].capacity, GetParam().capacity);
+    EXPECT_EQ(Look()[static_cast<std::size_t>(GetParam().slots) - 1].id, SHM_FIFO_NO_FRAME_ID);
+}
+INSTANTIATE_TEST_SUITE_P(Limits, ShmFifoSizeTest,
+                         ::testing::Values(SizeCase{"Few", 10, 5, 10, 10}, SizeCase{"Many", 10, 50, 10, 30},
+                                           SizeCase{"Large", 0x800000, 10, 0x400000, 10}),
+                         [](const auto& row) { return std::string(row.param.what); });
+
+// Catches: a key that a failed creation used up is used again, or leaves a gap in the slots; a resize that
+// then destroys the neighbour whose key it is.
+TEST_F(ShmFifoWriteTest, SlotThatCannotBeMadeCostsAKeyAndNothingElse)
+{
+    m_pFifo = m_handler.GetStreamFifo(0x7FFFFFFF - 5, 10, 10); // keys end after five slots
+    ASSERT_NE(m_pFifo, nullptr);
+    EXPECT_EQ(m_pFifo->GetFifoCnt(), 5);
+    EXPECT_NE(TakeLog().find("utils/shmfifo CreateSlots shmfifo NOTICE: Init DataEntryArr failed [Idx:5]\n"),
+              std::string::npos);
+    EXPECT_EQ(Write(FRAME_I), 0);
+}
+
+// Catches: a step of the marking protocol that gives the slot away, or keeps it for ever.
+TEST_F(ShmFifoWriteTest, MarkWordGoesThroughItsStates)
+{
+    Make();
+    struct {
+        std::uint32_t before;
+        int result;
+        std::uint32_t after;
+    } const cases[] = {
+        {0x00000000, 0, 0x10000000}, // free
+        {0x00000002, 2, 0x10000002}, // held: the mark stays and keeps new readers out
+        {0x30000002, 2, 0x40000002}, // fourth pass
+        {0x40000002, 0, 0x10000000}, // fifth pass: by force
+        {0x40000000, 0, 0x10000000}, {0xF0000003, 3, 0x00000003}, // scribbled: negative, then carried away
+    };
+    for (const auto& c : cases) {
+        DATA_ENTRY_INFO info{0, 0, c.before, 0, nullptr};
+        EXPECT_EQ(m_pFifo->MarkWrite(info), c.result) << std::hex << c.before;
+        EXPECT_EQ(info.mark, c.after) << std::hex << c.before;
+    }
+}
+
+// Catches: a slow reader whose frame is overwritten too early, a dead one that blocks its slot for ever, and
+// a late release that takes another reader's claim away.
+TEST_F(ShmFifoWriteTest, HeldSlotIsTakenByForceInTheFifthPass)
+{
+    Make();
+    Slots table = Look();
+    Write(FRAME_P);
+    DataEntry* const pHeld = m_pFifo->ReadNext(SHM_FIFO_NO_FRAME_ID, table.data());
+    ASSERT_NE(pHeld, nullptr);
+    WriteMany(9);
+    for (std::uint32_t pass = 1; pass <= 4; ++pass) {
+        WriteMany(9);
+        ASSERT_EQ(MarkOf(0), pass * 0x10000000U + 1U);
+        EXPECT_TRUE(m_pFifo->IsIntact(pHeld, 0));
+    }
+    DataEntry* const pForced = m_pFifo->TryStartWrite(10);
+    ASSERT_NE(pForced, nullptr);
+    EXPECT_EQ(MarkOf(0), 0x10000000U);
+    EXPECT_FALSE(m_pFifo->IsIntact(pHeld, 0)) << "overwritten from now on, under the old ID";
+    m_pFifo->TryStopWrite(pForced, 0, MEDIA_ES_VIDEO, FRAME_P, 1);
+
+    FrameBuffer other;
+    Slots otherTable = Look();
+    ASSERT_NE(m_pFifo->ReadNext(SHM_FIFO_NO_FRAME_ID, otherTable.data()), nullptr);
+    EXPECT_EQ(MarkOf(0), 1U);
+    m_pFifo->ReadFinish(pHeld, false, table.data());
+    EXPECT_EQ(MarkOf(0), 1U) << "the claim that is left is another reader's";
+    m_pFifo->StopRead(table.data());
+    m_pFifo->StopRead(otherTable.data());
+}
+
+// Catches: a late joiner that finds no key frame, because the writer needed the space.
+TEST_F(ShmFifoWriteTest, NewestKeyFrameIsNeverOverwritten)
+{
+    Make();
+    Slots table = Look();
+    Write(FRAME_I, 100, 42);
+    WriteMany(25);
+    EXPECT_EQ(Look()[0].id, 0);
+    for (int id = 16; id <= 25; ++id) { // claims everything that was written after it
+        static_cast<void>(m_pFifo->ReadNext(id - 1, table.data()));
+    }
+    TakeLog();
+    EXPECT_EQ(Write(FRAME_P), -1);
+    EXPECT_EQ(TakeLog(), "utils/shmfifo GetWritableEntryIdx shmfifo ERR: Failed to get writable entry.\n"
+                         "utils/shmfifo WriteData shmfifo DEBUG: pDataEntry is NULL.\n");
+    FrameBuffer key;
+    ASSERT_EQ(m_pFifo->ReadLatestIFrame(key.data, key.size), 0);
+    EXPECT_EQ(key.data[99], 42);
+    m_pFifo->ClearLatestIframeIdx();
+    EXPECT_FALSE(m_pFifo->IsIFrameReady());
+    EXPECT_EQ(Write(FRAME_P), 0) << "its slot is an ordinary one again";
+    m_pFifo->StopRead(table.data());
+}
+
+// Catches: a slot that grows under its readers' feet, or whose readers never learn of it.
+TEST_F(ShmFifoWriteTest, LargeFrameMakesItsSlotAnew)
+{
+    Make(1000);
+    Slots table = Look();
+    Write(FRAME_P, 1000, 7);
+    DataEntry* const pOld = m_pFifo->ReadNext(SHM_FIFO_NO_FRAME_ID, table.data());
+    ASSERT_NE(pOld, nullptr);
+    WriteMany(9 + 9 * 4);
+    ASSERT_EQ(Write(FRAME_P, 5000, 9), 0); // by force, into a new segment
+    EXPECT_EQ(pOld->data[999], 7) << "the old segment stays as it was while somebody has it attached";
+    EXPECT_EQ(Look()[0].generation, 2);
+    EXPECT_EQ(Look()[0].capacity, 5000);
+    m_pFifo->ReadFinish(pOld, false, table.data());
+    DataEntry* const pNew = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, table.data());
+    ASSERT_NE(pNew, nullptr);
+    EXPECT_EQ(pNew->data[4999], 9);
+    m_pFifo->ReadFinish(pNew, false, table.data());
+    m_pFifo->StopRead(table.data());
+}
+
+// Catches: a frame that was refused and leaves its slot marked, so that it is lost to readers and writer.
+TEST_F(ShmFifoWriteTest, RefusedFrameLeavesNoMark)
+{
+    Make();
+    TakeLog();
+    EXPECT_EQ(Write(FRAME_P, SHM_FIFO_MAX_ENTRY_SIZE), -1);
+    EXPECT_EQ(TakeLog(),
+              "utils/shmfifo ResizeEntryIfTooSmall shmfifo ERR: Try to resize from [1000] to [4194304].\n"
+              "utils/shmfifo WriteData shmfifo DEBUG: pDataEntry is NULL.\n");
+    unsigned char byte = 0;
+    EXPECT_EQ(m_pFifo->WriteData(nullptr, 10, 0, MEDIA_ES_VIDEO, FRAME_P, 1), -1);
+    EXPECT_EQ(m_pFifo->WriteData(&byte, -1, 0, MEDIA_ES_VIDEO, FRAME_P, 1), -1);
+    EXPECT_EQ(TakeLog(), "utils/shmfifo WriteData shmfifo ERR: Failed to write data.\n"
+                         "utils/shmfifo WriteData shmfifo ERR: Failed to write data.\n");
+    for (const DATA_ENTRY_INFO& slot : Look()) {
+        EXPECT_EQ(slot.mark, 0U);
+    }
+    EXPECT_EQ(m_pFifo->GetReadableEntryIdx(SHM_FIFO_NO_FRAME_ID), -1) << "nothing has been published";
+    EXPECT_EQ(Write(FRAME_P, SHM_FIFO_MAX_ENTRY_SIZE - 1), 0);
+}
+
+// Catches: an ID beyond the last one, or one that is left out.
+TEST_F(ShmFifoWriteTest, IdsStartAgainAfterTheLast)
+{
+    Make();
+    Poke("m_nextId", SHM_FIFO_MAX_FRAME_ID);
+    Write(FRAME_P);
+    Write(FRAME_P);
+    EXPECT_EQ(Look()[0].id, SHM_FIFO_MAX_FRAME_ID);
+    EXPECT_EQ(Look()[1].id, 0);
+}
+
+// Catches: a name or a block that runs over its field, and a size that says more than was stored.
+TEST_F(ShmFifoWriteTest, CodecAndExtraDataAreCutToTheirFields)
+{
+    Make();
+    m_pFifo->SetCodec("a codec name of more than twenty letters");
+    EXPECT_EQ(m_pFifo->GetCodec(), "a codec name of mor");
+    std::vector<unsigned char> extra(2000, 3);
+    unsigned char out[1024] = {};
+    int size = 1024;
+    m_pFifo->GetExtra(out, size);
+    EXPECT_EQ(size, 0);
+    m_pFifo->SetExtra(extra.data(), 2000);
+    size = 1024;
+    m_pFifo->GetExtra(out, size);
+    EXPECT_EQ(size, 1024);
+    EXPECT_EQ(out[1023], 3);
+    m_pFifo->SetExtra(extra.data(), 20);
+    unsigned char few[11] = {};
+    size = 10;
+    m_pFifo->GetExtra(few, size);
+    EXPECT_EQ(size, 10) << "cut, and the size stays the caller's";
+    EXPECT_EQ(few[9], 3);
+    EXPECT_EQ(few[10], 0);
+    m_pFifo->SetExtra(extra.data(), 0);
+    m_pFifo->GetExtra(out, size);
+    EXPECT_EQ(size, 0);
+}
+
+// Catches: what a killed capture process left behind and stops the next one, or keeps its readers waiting.
+TEST_F(ShmFifoWriteTest, RestartReplacesWhatAKilledWriterLeft)
+{
+    ChildProcess killed([&](const Channel& toParent) {
+        ShmFifoHandler handler;
+        toParent.Send(handler.GetStreamFifo(m_keys.First(), 1000, 30) != nullptr ? 'y' : 'n');
+        for (;;) {
+            ::pause();
+        }
+        return 0;
+    });
+    ASSERT_EQ(killed.Receive(), 'y');
+    ShmFifoReader reader;
+    ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
+    killed.Kill(SIGKILL);
+    EXPECT_FALSE(reader.IsClose());
+    Make(1000, 10);
+    EXPECT_TRUE(reader.IsClose()) << "its FIFO is the old one";
+    EXPECT_EQ(m_keys.Used(false), 11) << "slots that the new one does not use are gone as well";
+    EXPECT_EQ(Write(FRAME_I), 0);
+    reader.Free();
+    m_handler.FreeMem();
+    EXPECT_EQ(IpcKeys::Attached(), 0);
+}

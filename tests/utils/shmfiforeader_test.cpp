@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/utils/shmfiforeader_test.cpp - the reader with a callback: attaching, waiting, describing the stream.
+#include "shmfiforeader.h"
+
+#include "package/shmcommoncfg.h"
+#include "shmfifo_fixture.h"
+#include "support/child_process.h"
+#include "support/fake_clock.h"
+
+class ShmFifoReaderTest : public ShmFifoFixture {
+protected:
+    bool ReadOne(ShmStreamFifo* /*unused*/ = nullptr)
+    {
+        return m_reader.Read(
+            this,
+            [](void* ctx, DataEntry* pEntry, unsigned char* data, int size) {
+                auto& self = *static_cast<ShmFifoReaderTest*>(ctx);
+                self.m_got += std::to_string(pEntry->id) + ":" + std::to_string(data[size - 1]) + " ";
+            },
+            &ShmStreamFifo::ReadNext);
+    }
+
+    ShmFifoReader m_reader;
+    std::string m_got;
+};
+
+// Catches: a segment of another build or of another program that is taken for a FIFO.
+TEST_F(ShmFifoReaderTest, OnlyAHeaderOfThisBuildIsAttached)
+{
+    TakeLog();
+    const std::string refused =
+        "utils/shmfiforeader Init shmfifo INFO: Failed to attach shm stream fifo at [" +
+        std::to_string(m_keys.First()) + "].\n";
+    EXPECT_EQ(m_reader.Init(m_keys.First(), false), -1);
+    EXPECT_EQ(TakeLog(), refused);
+    for (const std::size_t bytes : {sizeof(ShmStreamFifo) - 4, sizeof(ShmStreamFifo) + 4}) {
+        const int id = ::shmget(m_keys.First(), bytes, IPC_CREAT | 0600);
+        EXPECT_EQ(m_reader.Init(m_keys.First(), false), -1);
+        EXPECT_EQ(TakeLog(), refused);
+        ::shmctl(id, IPC_RMID, nullptr);
+    }
+    EXPECT_EQ(m_reader.Init(-1, false), 0);
+    EXPECT_TRUE(m_reader.IsClose());
+    EXPECT_FALSE(ReadOne());
+    EXPECT_EQ(IpcKeys::Attached(), 0);
+}
+
+// Catches: frames that do not survive the way into another process, and attachments that pile up.
+TEST_F(ShmFifoReaderTest, FramesCrossProcessesAndTheEndIsSeen)
+{
+    Make();
+    ChildProcess child([&](const Channel& toParent) {
+        const bool attached = m_reader.Init(m_keys.First(), true) == 0;
+        toParent.Send(attached ? 'a' : 'x');
+        for (int i = 0; i < 2000 && !m_reader.IsClose(); ++i) {
+            if (ReadOne()) {
+                toParent.Send('r');
+            }
+            ::usleep(1000);
+        }
+        const int mappings = IpcKeys::Attached();
+        m_reader.Free();
+        const int left = IpcKeys::Attached() - mappings + 1 + 2; // header and two slots
+        return m_got == "0:11 1:12 " && left == 0 ? 0 : 1;
+    });
+    ASSERT_EQ(child.Receive(), 'a');
+    Write(FRAME_I, 200, 11);
+    ASSERT_EQ(child.Receive(), 'r');
+    Write(FRAME_P, 4000, 12); // grows
+    ASSERT_EQ(child.Receive(), 'r');
+    m_handler.FreeMem();
+    EXPECT_EQ(child.Wait(), 0);
+}
+
+// Catches: a time-out that starts too early, never, or is not reset by a frame; a same key that loses the
+// attachment.
+TEST_F(ShmFifoReaderTest, SilenceOfMoreThanTenSecondsIsNoData)
+{
+    Make();
+    ASSERT_EQ(m_reader.Init(m_keys.First(), false), 0);
+    ShmStreamFifo* const pFifo = m_reader.GetFifo();
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_FALSE(ReadOne());
+        EXPECT_FALSE(m_reader.IsNoData());
+        g_fakeMonoSec += 10;
+        EXPECT_FALSE(m_reader.IsNoData());
+        g_fakeMonoSec += 1;
+        TakeLog();
+        EXPECT_TRUE(m_reader.IsNoData());
+        EXPECT_NE(TakeLog().find("No data timeout.\n"), std::string::npos);
+        Write(FRAME_P);
+        EXPECT_TRUE(ReadOne());
+        EXPECT_FALSE(m_reader.IsNoData());
+    }
+    EXPECT_EQ(m_reader.Init(m_keys.First(), false), 0);
+    EXPECT_EQ(m_reader.GetFifo(), pFifo);
+    EXPECT_TRUE(ReadOne()) << "starts anew with the newest frame";
+    EXPECT_EQ(m_got, "0:1 1:1 1:1 ");
+}
+
+// Catches: frames that are handed out while the package holds them back, and a claim kept on one that was
+// not.
+TEST_F(ShmFifoReaderTest, PackageCanHoldFramesBack)
+{
+    Make();
+    ASSERT_EQ(m_reader.Init(m_keys.First(), false), 0);
+    ShmCommonCfg* const pCfg = VxShmCommonCfgAt();
+    ASSERT_NE(pCfg, nullptr);
+    Write(FRAME_P);
+    pCfg->holdFrames = 1;
+    EXPECT_FALSE(ReadOne());
+    EXPECT_EQ(MarkOf(0), 0U);
+    pCfg->holdFrames = 0;
+    pCfg->freshMonoSec = g_fakeMonoSec - 86401;
+    EXPECT_FALSE(ReadOne());
+    pCfg->freshMonoSec = g_fakeMonoSec + 86400;
+    EXPECT_TRUE(ReadOne());
+}
+
+struct FormatCase {
+    const char* what;
+    bool video;
+    const char* codec;
+    const char* extra;
+    int extraSize;
+    int result;
+    const char* log;
+    int codecTag;
+    int rateOrWidth;
+    const char* block;
+};
+class ShmFifoFormatTest : public ShmFifoFixture, public ::testing::WithParamInterface<FormatCase> {};
+
+// Catches: a codec or a parameter block that is read wrongly, or a block that is read past its end.
+TEST_P(ShmFifoFormatTest, FormatIsReadFromTheHeader)
+{
+    const FormatCase& c = GetParam();
+    Make();
+    m_pFifo->SetCodec(c.codec);
+    m_pFifo->SetExtra(reinterpret_cast<const unsigned char*>(c.extra), c.extraSize);
+    if (std::string_view(c.what) != "NoSize") {
+        m_pFifo->SetResolution(1920, 1080);
+    }
+    ShmFifoReader reader;
+    ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
+    ESFormat format;
+    format.width = 7; // of an earlier stream
+    TakeLog();
+    EXPECT_EQ(c.video ? reader.FillVdoFmt(format) : reader.FillAdoFmt(format), c.result);
+    EXPECT_NE(TakeLog().find(c.log), std::string::npos);
+    EXPECT_EQ(format.codecTag, static_cast<std::uint32_t>(c.codecTag));
+    EXPECT_EQ(c.video ? format.width : format.sampleRate, c.rateOrWidth);
+    EXPECT_EQ(
+        std::string(reinterpret_cast<char*>(format.extraData), static_cast<std::size_t>(format.extraSize)),
+        c.block);
+}
+INSTANTIATE_TEST_SUITE_P(
+    All, ShmFifoFormatTest,
+    ::testing::Values(
+        FormatCase{"H264", true, "H264", "abc", 3, 0, "", 0x68323634, 1920, "abc"},
+        FormatCase{"H265", true, "H265", "", 0, 0, "", 0x68657663, 1920, ""},
+        FormatCase{"OtherVideo", true, "VP8", "", 0, -1, "Unknown VodFmt[VP8]\n", 0, 0, ""},
+        FormatCase{"NoSize", true, "H264", "", 0, -1, "Invalid Width[0] Height[0]\n", 0x68323634, 0, ""},
+        FormatCase{"Aac", false, "MPEG4-GENERIC", "48000|2|\x11\x90", 11, 0, "", 0, 48000, "\x11\x90"},
+        FormatCase{"Pcm", false, "PCMA", "8000|1|", 7, 0, "", 0, 8000, ""},
+        FormatCase{"OtherAudio", false, "OPUS", "48000|2|", 8, -1, "Unknown AdoFmt[OPUS]\n", 0, 0, ""},
+        FormatCase{"NoBar", false, "PCMU", "8000|1", 6, -1, "Broken extra, size[6]\n", 0, 0, ""},
+        FormatCase{"NoText", false, "PCMU", "", 0, -1, "Broken extra, size[0]\n", 0, 0, ""}),
+    [](const auto& row) { return std::string(row.param.what); });

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/utils/vxrbmutex_test.cpp - the mutex of the FIFO header, its holders alive, dead and forgetful.
+#include "vxrbmutex.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <chrono>
+#include <cstring>
+#include <new>
+#include <random>
+
+#include "support/child_process.h"
+#include "support/log_capture.h"
+
+class VxRbMutexTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        void* const pAddr =
+            ::mmap(nullptr, sizeof(VxRbMutex), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(pAddr, MAP_FAILED);
+        m_pMutex = new (pAddr) VxRbMutex;
+        if (m_pMutex->Init() != 0) {
+            GTEST_SKIP() << "no robust mutexes here (an emulator)";
+        }
+    }
+    void TearDown() override { ::munmap(m_pMutex, sizeof(VxRbMutex)); }
+
+    VxRbMutex* m_pMutex = nullptr;
+};
+
+// Catches: a lock that stays held for ever once its owner was killed, and one that is given to two.
+TEST_F(VxRbMutexTest, LockOutlivesItsHolder)
+{
+    ChildProcess holder([&](const Channel& toParent) {
+        const VxRbGuard guard(*m_pMutex);
+        toParent.Send(guard.Held() ? 'L' : 'x');
+        for (;;) {
+            ::pause();
+        }
+        return 0;
+    });
+    ASSERT_EQ(holder.Receive(), 'L');
+    ChildProcess waiter([&](const Channel& toParent) {
+        for (int round = 0; round < 2; ++round) { // the second time it is an ordinary mutex again
+            const VxRbGuard guard(*m_pMutex);
+            toParent.Send(guard.Held() ? 'L' : 'x');
+        }
+        return 0;
+    });
+    EXPECT_EQ(waiter.Receive(1500), '\0') << "a living holder is waited for";
+    holder.Kill(SIGKILL);
+    EXPECT_EQ(waiter.Receive(), 'L');
+    EXPECT_EQ(waiter.Receive(), 'L');
+    EXPECT_EQ(waiter.Wait(), 0);
+    EXPECT_TRUE(VxRbGuard(*m_pMutex).Held());
+}
+
+// Catches: a thread that waits for itself.
+TEST_F(VxRbMutexTest, SecondLockOfOneThreadEndsTheProcess)
+{
+    ChildProcess child([&](const Channel& toParent) {
+        int ends[2];
+        if (::pipe(ends) != 0 || ::dup2(ends[1], STDERR_FILENO) < 0) {
+            return 1;
+        }
+        ::setenv("VX_LOG_STDERR", "1", 1);
+        const VxRbGuard first(*m_pMutex);
+        toParent.Send('1');
+        const VxRbGuard second(*m_pMutex);
+        toParent.Send('2');
+        return 3;
+    });
+    EXPECT_EQ(child.Receive(), '1');
+    EXPECT_EQ(child.Receive(), '\0');
+    EXPECT_EQ(child.Wait(), 0);
+    const VxRbGuard after(*m_pMutex);
+    EXPECT_TRUE(after.Held());
+}
+
+// Catches: a caller that hangs for ever, or ends, because somebody wrote over the mutex.
+TEST_F(VxRbMutexTest, OverwrittenMutexIsRefusedInTime)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 300; ++round) {
+        for (std::size_t i = 0; i < sizeof(VxRbMutex); ++i) {
+            reinterpret_cast<unsigned char*>(m_pMutex)[i] = static_cast<unsigned char>(random());
+        }
+        EXPECT_FALSE(VxRbGuard(*m_pMutex).Held());
+    }
+    ASSERT_EQ(m_pMutex->Init(), 0);
+    const int nobody = 0x3FFFFFF0; // above every process id
+    std::memcpy(static_cast<void*>(m_pMutex), &nobody, sizeof(nobody)); // the lock word comes first
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(VxRbGuard(*m_pMutex).Held());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
