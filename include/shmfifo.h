@@ -126,7 +126,7 @@ public:
 private:
     friend struct ShmLayout;
 
-    DataEntry* CreateEntry(int size, int idx) noexcept;
+    DataEntry* GetDataEntry(int size, int idx) noexcept;
     DataEntry* ReuseOwn(int size) noexcept;
 
     std::int32_t m_key;
@@ -344,14 +344,13 @@ private:
     struct FrameCopy;
 
     void InitHeader(int keyBase) noexcept;
-    void CreateSlots(int entrySize, int fifoCnt) noexcept;
     int SafeFifoCnt() const noexcept;
     DATA_ENTRY_INFO* SlotAt(int idx) noexcept;
     void DropWriterMarks(int idx) noexcept;
     CodecName CodecText() const noexcept;
     int KeyForResize(int idx) const noexcept;
     DataEntry* EntryForWrite(int idx, int size) noexcept;
-    void SearchNear(int lastId, Candidates& out) noexcept;
+    void SearchNearIdx(int lastId, Candidates& out) noexcept;
     DataEntry* ClaimSlot(int idx, int lastId, DATA_ENTRY_INFO* table) noexcept;
     void UpdateEntryIfChanged(int idx, DATA_ENTRY_INFO& record) noexcept;
     bool StillHolds(int idx, const DataEntry* pEntry, int id, int generation) noexcept;

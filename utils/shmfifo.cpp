@@ -44,14 +44,6 @@ int AddToKey(int key, int n) noexcept
                             static_cast<unsigned>(n)); // past the end: negative, refused
 }
 
-/// Undoes a creation whose attachment failed.
-void RemoveAgain(int shmId) noexcept
-{
-    if (RemoveSegment(shmId) != 0) {
-        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to remove shm %m\n");
-    }
-}
-
 } // namespace
 
 void RetireFifo(int shmId, int key) noexcept
@@ -74,7 +66,7 @@ ShmEntryHandler::~ShmEntryHandler()
     FreeMem();
 }
 
-DataEntry* ShmEntryHandler::CreateEntry(int size, int idx) noexcept
+DataEntry* ShmEntryHandler::GetDataEntry(int size, int idx) noexcept
 {
     const std::size_t bytes = static_cast<std::size_t>(size) + sizeof(DataEntry);
     const int shmId = CreateSegment(m_key, bytes);
@@ -87,7 +79,9 @@ DataEntry* ShmEntryHandler::CreateEntry(int size, int idx) noexcept
     auto* const pEntry = static_cast<DataEntry*>(AttachSegment(shmId, bytes));
     if (pEntry == nullptr) {
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to attach shared memory.\n");
-        RemoveAgain(shmId);
+        if (RemoveSegment(shmId) != 0) {
+            VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to remove shm %m\n");
+        }
         return nullptr;
     }
     m_shmId = shmId;
@@ -132,7 +126,7 @@ DataEntry* ShmEntryHandler::GetDataEntry(int key, int size, int idx) noexcept
         if (shmId < 0) {
             DetachSegment(m_pEntry); // removed by somebody else, and still mapped here
             m_pEntry = nullptr;
-            return CreateEntry(size, idx);
+            return GetDataEntry(size, idx);
         }
         if (m_pEntry != nullptr && ReuseOwn(size) != nullptr) {
             return m_pEntry;
@@ -211,9 +205,11 @@ void ShmStreamFifo::InitHeader(int keyBase) noexcept
     }
 }
 
-void ShmStreamFifo::CreateSlots(int entrySize, int fifoCnt) noexcept
+void ShmStreamFifo::Init(int keyBase, int entrySize, int fifoCnt) noexcept
 {
-    const int keyBase = ShmLoad(m_keyBase);
+    entrySize = std::min(entrySize, SHM_FIFO_MAX_ENTRY_SIZE);
+    fifoCnt = std::clamp(fifoCnt, SHM_FIFO_MIN_COUNT, SHM_FIFO_MAX_COUNT);
+    InitHeader(keyBase);
     int made = 0;
     for (int attempt = 0; attempt < fifoCnt; ++attempt) {
         DATA_ENTRY_INFO& slot = m_entryArr[made];
@@ -230,13 +226,6 @@ void ShmStreamFifo::CreateSlots(int entrySize, int fifoCnt) noexcept
         ++made;
     }
     ShmStore(m_fifoCnt, made);
-}
-
-void ShmStreamFifo::Init(int keyBase, int entrySize, int fifoCnt) noexcept
-{
-    InitHeader(keyBase);
-    CreateSlots(std::min(entrySize, SHM_FIFO_MAX_ENTRY_SIZE),
-                std::clamp(fifoCnt, SHM_FIFO_MIN_COUNT, SHM_FIFO_MAX_COUNT));
     static_cast<void>(m_lock.Init()); // says itself what failed; the frames do not need it
 }
 
@@ -299,7 +288,9 @@ ShmStreamFifo* ShmFifoHandler::GetStreamFifo(int key, int entrySize, int fifoCnt
     m_pFifo = static_cast<ShmStreamFifo*>(AttachSegment(shmId, sizeof(ShmStreamFifo)));
     if (m_pFifo == nullptr) {
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to attach shared memory with errno [%d].\n", errno);
-        RemoveAgain(shmId);
+        if (RemoveSegment(shmId) != 0) {
+            VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to remove shm %m\n");
+        }
         return nullptr;
     }
     m_shmId = shmId;

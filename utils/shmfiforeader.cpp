@@ -51,7 +51,7 @@ int ShmStreamFifo::MarkRead(DATA_ENTRY_INFO& info) noexcept
     return MarkWord(info.mark).AddReader() ? 0 : 1;
 }
 
-void ShmStreamFifo::SearchNear(int lastId, Candidates& out) noexcept
+void ShmStreamFifo::SearchNearIdx(int lastId, Candidates& out) noexcept
 {
     const int count = SafeFifoCnt();
     const int lastIdx = ShmLoad(m_lastIdx);
@@ -90,7 +90,7 @@ void ShmStreamFifo::SearchNear(int lastId, Candidates& out) noexcept
 void ShmStreamFifo::SearchNearIdx(int lastId, std::list<int>& out) noexcept
 try {
     Candidates found;
-    SearchNear(lastId, found);
+    SearchNearIdx(lastId, found);
     out.insert(out.begin(), found.idx + found.first, found.idx + SHM_FIFO_MAX_COUNT);
 } catch (const std::bad_alloc&) {
     out.clear();
@@ -100,7 +100,7 @@ try {
 int ShmStreamFifo::GetReadableEntryIdx(int lastId) noexcept
 {
     Candidates found;
-    SearchNear(lastId, found);
+    SearchNearIdx(lastId, found);
     for (int i = found.first; i < SHM_FIFO_MAX_COUNT; ++i) {
         if (MarkRead(m_entryArr[found.idx[i]]) == 0) {
             return found.idx[i];
@@ -300,20 +300,19 @@ namespace {
 constexpr std::uint32_t TAG_H264 = 0x68323634;
 constexpr std::uint32_t TAG_HEVC = 0x68657663;
 
-/// Gives the format its own copy of a block. @return 0; -1 (logged).
-int CopyExtra(ESFormat& format, const unsigned char* extra, int size) noexcept
+/// Gives the format its own copy of a block. @return false: no memory.
+bool CopyExtra(ESFormat& format, const unsigned char* extra, int size) noexcept
 {
     if (size <= 0) {
-        return 0;
+        return true;
     }
     format.extraData = new (std::nothrow) unsigned char[static_cast<std::size_t>(size)];
     if (format.extraData == nullptr) {
-        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Memory size[%d]\n", size);
-        return -1;
+        return false;
     }
     std::memcpy(format.extraData, extra, static_cast<std::size_t>(size));
     format.extraSize = size;
-    return 0;
+    return true;
 }
 
 std::uint32_t VideoTag(const std::string& codec) noexcept
@@ -350,7 +349,11 @@ int ShmFifoReader::FillVdoFmt(ESFormat& format) noexcept
     unsigned char extra[SHM_FIFO_MAX_EXTRA_SIZE];
     int size = SHM_FIFO_MAX_EXTRA_SIZE;
     m_pFifo->GetExtra(extra, size);
-    return CopyExtra(format, extra, size);
+    if (!CopyExtra(format, extra, size)) {
+        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Memory size[%d]\n", size);
+        return -1;
+    }
+    return 0;
 }
 
 int ShmFifoReader::FillAdoFmt(ESFormat& format) noexcept
@@ -375,5 +378,9 @@ int ShmFifoReader::FillAdoFmt(ESFormat& format) noexcept
     }
     format.sampleRate = sampleRate;
     format.channels = channels;
-    return CopyExtra(format, extra + textSize, size - textSize);
+    if (!CopyExtra(format, extra + textSize, size - textSize)) {
+        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Memory size[%d]\n", size - textSize);
+        return -1;
+    }
+    return 0;
 }

@@ -53,7 +53,7 @@ TEST_F(ShmFifoWriteTest, SlotThatCannotBeMadeCostsAKeyAndNothingElse)
     m_pFifo = m_handler.GetStreamFifo(0x7FFFFFFF - 5, 10, 10); // keys end after five slots
     ASSERT_NE(m_pFifo, nullptr);
     EXPECT_EQ(m_pFifo->GetFifoCnt(), 5);
-    EXPECT_NE(TakeLog().find("utils/shmfifo CreateSlots shmfifo NOTICE: Init DataEntryArr failed [Idx:5]\n"),
+    EXPECT_NE(TakeLog().find("utils/shmfifo Init shmfifo NOTICE: Init DataEntryArr failed [Idx:5]\n"),
               std::string::npos);
     EXPECT_EQ(Write(FRAME_I), 0);
 }

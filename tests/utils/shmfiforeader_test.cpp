@@ -9,7 +9,7 @@
 
 class ShmFifoReaderTest : public ShmFifoFixture {
 protected:
-    bool ReadOne(ShmStreamFifo* /*unused*/ = nullptr)
+    bool ReadOne()
     {
         return m_reader.Read(
             this,
@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
         FormatCase{"H265", true, "H265", "", 0, 0, "", 0x68657663, 1920, ""},
         FormatCase{"OtherVideo", true, "VP8", "", 0, -1, "Unknown VodFmt[VP8]\n", 0, 0, ""},
         FormatCase{"NoSize", true, "H264", "", 0, -1, "Invalid Width[0] Height[0]\n", 0x68323634, 0, ""},
-        FormatCase{"Aac", false, "MPEG4-GENERIC", "48000|2|\x11\x90", 11, 0, "", 0, 48000, "\x11\x90"},
+        FormatCase{"Aac", false, "MPEG4-GENERIC", "48000|2|\x11\x90", 10, 0, "", 0, 48000, "\x11\x90"},
         FormatCase{"Pcm", false, "PCMA", "8000|1|", 7, 0, "", 0, 8000, ""},
         FormatCase{"OtherAudio", false, "OPUS", "48000|2|", 8, -1, "Unknown AdoFmt[OPUS]\n", 0, 0, ""},
         FormatCase{"NoBar", false, "PCMU", "8000|1", 6, -1, "Broken extra, size[6]\n", 0, 0, ""},
