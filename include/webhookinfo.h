@@ -6,22 +6,7 @@
 
 #include "taggedstruct.h"
 #include "vxenum.h"
-
-/// How a webhook's request is sent. Rules use the same numbers.
-enum WEBHOOK_REQ_METHOD : int {
-    WEBHOOK_REQ_GET = 0,
-    WEBHOOK_REQ_POST = 1,
-    WEBHOOK_REQ_PUT = 2,
-    WEBHOOK_REQ_DELETE = 3,
-};
-
-/// What a webhook's body is.
-enum HTTP_CONTENT_TYPE : int {
-    HTTP_CONTENT_JSON = 0,
-    HTTP_CONTENT_FORM = 1,
-    HTTP_CONTENT_TEXT = 2,
-    HTTP_CONTENT_XML = 3,
-};
+#include "webhookenum.h"
 
 /// Who receives a webhook: anything that speaks HTTP, or a chat service with a body of its own.
 enum WEBHOOK_PROVIDER : int {
@@ -29,10 +14,6 @@ enum WEBHOOK_PROVIDER : int {
     WEBHOOK_PROVIDER_CHAT = 1,
 };
 
-template <>
-VX_API VxEnum2StrMap<WEBHOOK_REQ_METHOD>::VxEnum2StrMap();
-template <>
-VX_API VxEnum2StrMap<HTTP_CONTENT_TYPE>::VxEnum2StrMap();
 template <>
 VX_API VxEnum2StrMap<WEBHOOK_PROVIDER>::VxEnum2StrMap();
 

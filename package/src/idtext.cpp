@@ -25,7 +25,8 @@ bool ToInt(std::string_view text, int& value) noexcept
 }
 
 /// Hands each piece between commas to take(piece); stops at the first that is refused.
-template <typename Take> bool ForEachPiece(std::string_view text, Take take)
+template <typename Take>
+bool ForEachPiece(std::string_view text, Take take)
 {
     if (Trimmed(text).empty()) {
         return true;

@@ -29,6 +29,31 @@ enum DB_INSTANCE : int {
     DB_INSTANCE_COUNT = 7,
 };
 
+/// Several calls of Execute() as one transaction of this thread: all of them, or none.
+///
+/// Between Begin() and Commit() every Execute() of this thread on that database joins. A failing one rolls
+/// the whole back; later ones and Commit() then fail too. Rolled back unless committed. Takes the write lock
+/// at once, so keep it short. One within another joins it: the outer commits, either rolls back both. A fork
+/// in between rolls it back. Thread-safety: one thread.
+class VX_API Transaction {
+public:
+    explicit Transaction(DB_INSTANCE instance) noexcept : m_instance(instance) {}
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// @return 0; -1 (logged).
+    [[nodiscard]] int Begin() noexcept;
+    /// @return 0; -1 (logged): nothing of the transaction remains.
+    [[nodiscard]] int Commit() noexcept;
+
+private:
+    int End(bool isCommit) noexcept;
+
+    DB_INSTANCE m_instance;
+    bool m_isOpen = false;
+};
+
 /// Runs SQL text, one statement or several with ";" between, on the caller's thread.
 ///
 /// Several statements run in one transaction, or not at all; text that brings its own BEGIN and COMMIT runs

@@ -8,7 +8,8 @@
 /// that owns the enumeration, and fills the map; the texts are literals.
 ///
 /// Thread-safety: read-only once constructed.
-template <typename T> class VxEnum2StrMap {
+template <typename T>
+class VxEnum2StrMap {
 public:
     VxEnum2StrMap();
 

@@ -61,6 +61,9 @@ enum SLAVE_ND_CONN_STATUS : int {
     SLAVE_ND_CONN_STATUS_VERSION_MISMATCH = 5,
 };
 
-template <> VX_API VxEnum2StrMap<LOG_CATEG>::VxEnum2StrMap();
-template <> VX_API VxEnum2StrMap<LOG_LEVEL>::VxEnum2StrMap();
-template <> VX_API VxEnum2StrMap<SLAVE_ND_CONN_STATUS>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<LOG_CATEG>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<LOG_LEVEL>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<SLAVE_ND_CONN_STATUS>::VxEnum2StrMap();

@@ -27,7 +27,8 @@ private:
 
 /// A word that other processes or threads change meanwhile. Relaxed: each word stands for itself, and whoever
 /// needs an order between words (the pid list) gets it from how they are written, see SetDbgLogPids().
-template <typename T> [[gnu::always_inline]] inline T VxLogLoad(T& word) noexcept
+template <typename T>
+[[gnu::always_inline]] inline T VxLogLoad(T& word) noexcept
 {
     return std::atomic_ref<T>(word).load(std::memory_order_relaxed);
 }

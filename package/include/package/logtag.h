@@ -14,7 +14,8 @@
 ///   absolute, or starting with ../               the last folder and the name (three levels below dva/)
 ///
 /// A structural type, so that one path has one copy in a program.
-template <std::size_t N> struct VxFileTag {
+template <std::size_t N>
+struct VxFileTag {
     char text[N + 8] = {}; // longest: "include/" before a bare name
 
     // NOLINTNEXTLINE(google-explicit-constructor): deduced from __FILE__
@@ -84,7 +85,8 @@ private:
 /// program.
 #define VX_LOG_FILE (VxFileTagText<VxFileTag(__FILE__)>())
 
-template <VxFileTag TAG> constexpr const char* VxFileTagText() noexcept
+template <VxFileTag TAG>
+constexpr const char* VxFileTagText() noexcept
 {
     return TAG.text;
 }

@@ -29,6 +29,7 @@ public:
     ThreadCache& operator=(const ThreadCache&) = delete;
 
     std::vector<Entry> m_entries;
+    std::vector<std::string> m_transactions; ///< paths between BeginOnPath() and EndOnPath()
 };
 
 /// All threads' caches, and the gate that a running statement holds open and a fork closes.
@@ -138,11 +139,10 @@ Entry* FindEntry(std::vector<Entry>& entries, const std::string& path)
     return &entries.front();
 }
 
-DbOutcome RunInCache(std::vector<Entry>& entries, const DbOpenSpec& spec, const std::string& sql,
-                     DbRowSink* rows)
+/// The connection to a database, opened when there is none; at the front afterwards.
+DbOutcome Connect(std::vector<Entry>& entries, const DbOpenSpec& spec)
 {
-    Entry* pEntry = FindEntry(entries, spec.path);
-    if (pEntry != nullptr) {
+    if (Entry* const pEntry = FindEntry(entries, spec.path); pEntry != nullptr) {
         if (DbOutcome outcome = pEntry->pConnection->StillThere(); !outcome.Ok()) {
             entries.erase(entries.begin());
             return outcome;
@@ -156,9 +156,24 @@ DbOutcome RunInCache(std::vector<Entry>& entries, const DbOpenSpec& spec, const 
             entries.pop_back();
         }
         entries.insert(entries.begin(), Entry{spec.path, std::move(pConnection), ::getpid()});
-        pEntry = &entries.front();
     }
-    return pEntry->pConnection->Run(sql, rows);
+    return {};
+}
+
+/// Whether a transaction was begun on `path` that its connection no longer has: a statement failed in it, or
+/// the connection was lost.
+bool IsTransactionGone(ThreadCache& cache, const std::string& path)
+{
+    if (std::ranges::find(cache.m_transactions, path) == cache.m_transactions.end()) {
+        return false;
+    }
+    Entry* const pEntry = FindEntry(cache.m_entries, path);
+    return pEntry == nullptr || !pEntry->pConnection->InTransaction();
+}
+
+DbOutcome TransactionGone(const std::string& path)
+{
+    return {DbFault::SQL, "database [" + path + "]: its transaction was rolled back; end it and begin anew"};
 }
 
 } // namespace
@@ -167,7 +182,47 @@ DbOutcome RunOnPath(const std::string& path, const DbSchema* pSchema, const std:
 {
     ThreadCache& cache = Cache();
     const GateHold hold;
-    return RunInCache(cache.m_entries, {path, pSchema}, sql, rows);
+    if (IsTransactionGone(cache, path)) {
+        return TransactionGone(path);
+    }
+    DbOutcome outcome = Connect(cache.m_entries, {path, pSchema});
+    return outcome.Ok() ? cache.m_entries.front().pConnection->Run(sql, rows) : outcome;
+}
+
+DbOutcome BeginOnPath(const std::string& path, const DbSchema* pSchema)
+{
+    ThreadCache& cache = Cache();
+    const GateHold hold;
+    if (IsTransactionGone(cache, path)) {
+        return TransactionGone(path);
+    }
+    const bool isInner = std::ranges::find(cache.m_transactions, path) != cache.m_transactions.end();
+    DbOutcome outcome = Connect(cache.m_entries, {path, pSchema});
+    if (outcome.Ok() && !isInner) {
+        outcome = cache.m_entries.front().pConnection->BeginTransaction();
+    }
+    if (outcome.Ok()) {
+        cache.m_transactions.push_back(path);
+    }
+    return outcome;
+}
+
+DbOutcome EndOnPath(const std::string& path, bool isCommit)
+{
+    ThreadCache& cache = Cache();
+    const GateHold hold;
+    const bool isGone = IsTransactionGone(cache, path);
+    if (const auto own = std::ranges::find(cache.m_transactions, path); own != cache.m_transactions.end()) {
+        cache.m_transactions.erase(own);
+    }
+    const bool isInner = std::ranges::find(cache.m_transactions, path) != cache.m_transactions.end();
+    if (isInner && isCommit && !isGone) {
+        return {}; // the outer one decides
+    }
+    Entry* const pEntry = FindEntry(cache.m_entries, path);
+    DbOutcome outcome =
+        pEntry != nullptr ? pEntry->pConnection->EndTransaction(isCommit && !isGone) : DbOutcome();
+    return isCommit && isGone ? TransactionGone(path) : outcome;
 }
 
 void CloseConnection(const std::string& path)

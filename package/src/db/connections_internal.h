@@ -14,5 +14,11 @@
 DbOutcome RunOnPath(const std::string& path, const DbSchema* pSchema, const std::string& sql,
                     DbRowSink* rows);
 
+/// Opens a transaction on this thread's connection to `path`; every RunOnPath() on it joins.
+DbOutcome BeginOnPath(const std::string& path, const DbSchema* pSchema);
+
+/// Ends it.
+DbOutcome EndOnPath(const std::string& path, bool isCommit);
+
 /// Closes this thread's connection to `path`, if there is one.
 void CloseConnection(const std::string& path);

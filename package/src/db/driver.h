@@ -45,11 +45,20 @@ public:
     DbConnection& operator=(const DbConnection&) = delete;
     virtual ~DbConnection() = default;
 
-    /// Runs a script, all or nothing; see VxDB::Execute. Afterwards no transaction is open, whatever
-    /// happened.
+    /// Runs a script, all or nothing; see VxDB::Execute. Outside of BeginTransaction() no transaction is open
+    /// afterwards, whatever happened.
     ///
     /// @param rows  where rows go; null: not wanted
     virtual DbOutcome Run(const std::string& sql, DbRowSink* rows) = 0;
+
+    /// Opens a transaction that Run() joins until EndTransaction(). A failing Run() rolls it back.
+    virtual DbOutcome BeginTransaction() = 0;
+
+    /// Commits, or rolls back; a transaction that was rolled back already cannot be committed.
+    virtual DbOutcome EndTransaction(bool isCommit) = 0;
+
+    /// Whether a transaction is open.
+    virtual bool InTransaction() const noexcept = 0;
 
     /// Whether the file under the path is still the one that was opened.
     virtual DbOutcome StillThere() const = 0;

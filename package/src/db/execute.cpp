@@ -84,3 +84,48 @@ try {
     PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to load a field by [%s]: %s.\n", sql.c_str(), e.what());
     return -1;
 }
+
+VxDB::Transaction::~Transaction()
+{
+    if (m_isOpen) {
+        static_cast<void>(End(false)); // rolling back cannot fail in a way that matters
+    }
+}
+
+int VxDB::Transaction::Begin() noexcept
+try {
+    static_cast<void>(GetPackageDir(PackageDir::DB)); // when it cannot be made, opening says so
+    const DbOutcome outcome = m_isOpen ? DbOutcome{DbFault::SQL, "it is open"}
+                                       : BeginOnPath(GetDBPath(m_instance), SchemaOf(m_instance));
+    if (!outcome.Ok()) {
+        PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to begin a transaction on %s.\n", outcome.text.c_str());
+        return -1;
+    }
+    m_isOpen = true;
+    return 0;
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to begin a transaction on database %d: %s.\n",
+            static_cast<int>(m_instance), e.what());
+    return -1;
+}
+
+int VxDB::Transaction::Commit() noexcept
+{
+    return End(true);
+}
+
+int VxDB::Transaction::End(bool isCommit) noexcept
+try {
+    const DbOutcome outcome = m_isOpen ? EndOnPath(GetDBPath(m_instance), isCommit)
+                                       : DbOutcome{DbFault::SQL, "a transaction that was never begun"};
+    m_isOpen = false;
+    if (!outcome.Ok()) {
+        PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to commit a transaction on %s.\n", outcome.text.c_str());
+        return -1;
+    }
+    return 0;
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to end a transaction on database %d: %s.\n",
+            static_cast<int>(m_instance), e.what());
+    return -1;
+}

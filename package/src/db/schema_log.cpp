@@ -16,6 +16,17 @@ CREATE TABLE actionrule_history (
 );
 CREATE INDEX actionrule_history_timestamp ON actionrule_history (timestamp);
 )sql",
+    R"sql(
+CREATE TABLE log (
+    id        INTEGER PRIMARY KEY AUTOINCREMENT,
+    log_id    INTEGER NOT NULL,  -- which message, 0x1330009e and the like
+    level     INTEGER DEFAULT 1, -- 1 information, 2 warning, 3 error
+    timestamp INTEGER NOT NULL,  -- seconds since 1970-01-01 UTC
+    user      TEXT    DEFAULT '',
+    args      TEXT    DEFAULT '' -- the message's arguments, a JSON array of texts
+);
+CREATE INDEX log_timestamp ON log (timestamp);
+)sql",
 };
 
 } // namespace

@@ -115,6 +115,24 @@ CREATE TABLE face_setting (
     rotate_size_mb     INTEGER NOT NULL DEFAULT 0
 );
 )sql",
+    // 3: cameras, ports in use, home mode
+    R"sql(
+CREATE TABLE camera (
+    id      INTEGER PRIMARY KEY AUTOINCREMENT,
+    name    TEXT    DEFAULT '',
+    enabled INTEGER DEFAULT 1
+);
+CREATE TABLE io_keys (
+    key      TEXT    NOT NULL,  -- a digital input or output, see package/iokeys.h
+    entry_id INTEGER NOT NULL,  -- the rule that uses it
+    PRIMARY KEY (key, entry_id)
+) WITHOUT ROWID;
+CREATE TABLE home_mode (
+    kind    INTEGER NOT NULL,   -- kind of item, see package/homemode.h
+    item_id INTEGER NOT NULL,
+    PRIMARY KEY (kind, item_id)
+) WITHOUT ROWID;
+)sql",
 };
 
 } // namespace

@@ -143,6 +143,9 @@ public:
 
     DbOutcome Open(const DbOpenSpec& spec);
     DbOutcome Run(const std::string& sql, DbRowSink* rows) override;
+    DbOutcome BeginTransaction() override;
+    DbOutcome EndTransaction(bool isCommit) override;
+    bool InTransaction() const noexcept override { return sqlite3_get_autocommit(m_pDb) == 0; }
     DbOutcome StillThere() const override;
     void Abandon() noexcept override { m_pDb = nullptr; } // leaked: closing would act on the parent's locks
 
@@ -151,6 +154,7 @@ private:
     DbOutcome Connect();
     DbOutcome CheckOwner(const DbSchema& schema, int& version);
     DbOutcome Migrate(const DbSchema& schema);
+    DbOutcome RunInTransaction(const std::string& sql, DbRowSink* rows);
     DbOutcome RunOnce(const std::string& sql, DbRowSink* rows, bool& isCommitted);
     DbOutcome RunStatement(sqlite3_stmt* pStmt, DbRowSink* rows);
     DbOutcome Exec(const char* sql);
@@ -164,6 +168,7 @@ private:
     sqlite3* m_pDb = nullptr;
     Clock::time_point m_deadline;
     dev_t m_device = 0;
+    bool m_isInTransaction = false; ///< between BeginTransaction() and its end
     ino_t m_inode = 0;
     std::vector<DbField> m_fields;
     std::vector<char> m_integers; ///< text of a row's integer fields
@@ -389,7 +394,7 @@ DbOutcome SqliteConnection::RunOnce(const std::string& sql, DbRowSink* rows, boo
         const Statement statement(pStmt);
         if (isFirst && pStmt != nullptr) {
             isFirst = false;
-            isOurs = HasMoreText(tail) && !OpensTransaction(text);
+            isOurs = !m_isInTransaction && HasMoreText(tail) && !OpensTransaction(text);
             if (DbOutcome outcome = isOurs ? Exec("BEGIN IMMEDIATE") : DbOutcome(); !outcome.Ok()) {
                 return outcome;
             }
@@ -404,16 +409,57 @@ DbOutcome SqliteConnection::RunOnce(const std::string& sql, DbRowSink* rows, boo
     if (isOurs) {
         return Exec("COMMIT");
     }
-    return sqlite3_get_autocommit(m_pDb) != 0
+    return m_isInTransaction || sqlite3_get_autocommit(m_pDb) != 0
                ? DbOutcome()
                : MakeOutcome(DbFault::SQL, m_path,
                              "the text leaves its transaction open; it was rolled back");
+}
+
+DbOutcome SqliteConnection::RunInTransaction(const std::string& sql, DbRowSink* rows)
+{
+    bool ignored = false;
+    DbOutcome outcome = RunOnce(sql, rows, ignored);
+    if (outcome.Ok() && !InTransaction()) {
+        outcome = MakeOutcome(DbFault::SQL, m_path, "the text ended the transaction that it runs in");
+    }
+    if (!outcome.Ok()) {
+        RollBack();
+        m_isInTransaction = false;
+    }
+    return outcome;
+}
+
+DbOutcome SqliteConnection::BeginTransaction()
+{
+    m_deadline = Clock::now() + BUSY_DEADLINE;
+    for (int tries = 0;; ++tries) {
+        DbOutcome outcome = Exec("BEGIN IMMEDIATE");
+        if (outcome.fault != DbFault::BUSY || !PauseBeforeRetry(tries, m_deadline)) {
+            m_isInTransaction = outcome.Ok();
+            return outcome;
+        }
+    }
+}
+
+DbOutcome SqliteConnection::EndTransaction(bool isCommit)
+{
+    DbOutcome outcome;
+    if (isCommit) {
+        outcome = InTransaction() ? Exec("COMMIT")
+                                  : MakeOutcome(DbFault::SQL, m_path, "the transaction was rolled back");
+    }
+    RollBack();
+    m_isInTransaction = false;
+    return outcome;
 }
 
 DbOutcome SqliteConnection::Run(const std::string& sql, DbRowSink* rows)
 {
     if (sql.find('\0') != std::string::npos) {
         return MakeOutcome(DbFault::SQL, m_path, "the text has a NUL byte in it");
+    }
+    if (m_isInTransaction) {
+        return RunInTransaction(sql, rows);
     }
     m_deadline = Clock::now() + BUSY_DEADLINE;
     for (int tries = 0;; ++tries) {

@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: Apache-2.0
+// actionrule/actionrule.cpp - a rule as a row: loading, saving, JSON; the statements of rules.
+#include "actionrule.h"
+
+#include <cstdlib>
+
+#include "ruledb_internal.h"
+#include "rulefield_internal.h"
+#include "vxlog.h"
+
+/// Visits every column of a rule: visit(member, column).
+struct ActionRuleFields {
+    template <typename Rule, typename Visit>
+    static void ForEach(Rule& rule, Visit visit)
+    {
+#define VX_FIELD(type, getter, setter, member, column, start) visit(rule.member, column);
+#define VX_OWN(type, member, column, start) visit(rule.member, column);
+        VX_ACTION_RULE_FIELDS(VX_FIELD, VX_OWN)
+#undef VX_FIELD
+#undef VX_OWN
+    }
+};
+
+namespace {
+
+constexpr const char* ID_COLUMN = "id";
+
+bool IsIdColumn(const char* column) noexcept
+{
+    return std::string_view(column) == ID_COLUMN;
+}
+
+std::string ReadEvents(const Json::Value& json, std::vector<ActionRuleEvent>& events)
+{
+    if (!json.isArray()) {
+        return "field \"events\" is not an array";
+    }
+    for (const Json::Value& item : json) {
+        std::string error;
+        if (events.emplace_back().SetByJson(item, &error) != 0) {
+            return "event " + std::to_string(events.size()) + ": " + error;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+// ---- statements
+
+int ruledb::Run(const std::string& sql) noexcept
+{
+    if (VxDB::Execute(VxDB::DB_SYSTEM, sql) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
+        return -1;
+    }
+    return 0;
+}
+
+int ruledb::Run(const std::string& sql, Rows& rows) noexcept
+{
+    if (VxDB::Execute(VxDB::DB_SYSTEM, sql, rows.Out()) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
+        return -1;
+    }
+    return 0;
+}
+
+int ruledb::InsertRow(const std::string& sql, int& id) noexcept
+{
+    Rows rows;
+    unsigned int row = 0;
+    if (Run(sql, rows) != 0) {
+        return -1;
+    }
+    if (rows.Count() != 1) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get result.\n");
+        return -1;
+    }
+    if (!rows.Next(row)) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get id.\n");
+        return -1;
+    }
+    id = static_cast<int>(std::strtoll(rulefield::FieldText(rows.Get(), row, ID_COLUMN), nullptr, 10));
+    return 0;
+}
+
+// ---- schedules
+
+int RuleSchedule::Set(const std::string& newText, std::string* pError)
+{
+    if (schedule.Parse(newText, pError) != 0) {
+        return -1;
+    }
+    text = newText;
+    return 0;
+}
+
+int ActionRule::SetActiveSche(const std::string& text, std::string* pError) noexcept
+try {
+    std::string error;
+    if (m_activeSche.Set(text, &error) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: %s.\n", m_id, error.c_str());
+        if (pError != nullptr) {
+            *pError = error;
+        }
+        return -1;
+    }
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
+int ActionRule::SetNotifactionSche(const std::string& text, std::string* pError) noexcept
+try {
+    std::string error;
+    if (m_notifySche.Set(text, &error) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: %s.\n", m_id, error.c_str());
+        if (pError != nullptr) {
+            *pError = error;
+        }
+        return -1;
+    }
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
+// ---- row
+
+int ActionRule::Load(int id) noexcept
+try {
+    ruledb::Rows rows;
+    unsigned int row = 0;
+    const std::string sql =
+        std::string("SELECT * FROM ") + gszTableActionRule + " WHERE " + "id = " + std::to_string(id);
+    if (ruledb::Run(sql, rows) != 0) {
+        return -1;
+    }
+    if (!rows.Next(row)) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get result.\n");
+        return -1;
+    }
+    ActionRule loaded;
+    const int result = loaded.PutRowIntoObj(rows.Get(), row);
+    *this = std::move(loaded);
+    return result;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to load rule [%d]: [%s].\n", id, error.what());
+    return -1;
+}
+
+int ActionRule::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
+try {
+    bool isWhole = true;
+    ActionRuleFields::ForEach(*this, [&](auto& field, const char* column) {
+        if (!rulefield::Read(field, result, row, column)) {
+            isWhole = false;
+            VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: column [%s] is broken.\n", m_id, column);
+        }
+    });
+    UpdateActAllDevIdSet();
+    return isWhole ? 0 : -1;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read a rule [%s].\n", error.what());
+    return -1;
+}
+
+std::string ActionRule::strSqlInsert() const
+try {
+    VxDB::SqlBuilder::Insert insert(gszTableActionRule);
+    ActionRuleFields::ForEach(*this, [&](const auto& field, const char* column) {
+        if (!IsIdColumn(column)) {
+            rulefield::Write(insert, column, field);
+        }
+    });
+    insert.m_returning << ID_COLUMN;
+    return insert.Expr().str();
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d] has no statement: %s.\n", m_id, error.what());
+    return {};
+}
+
+std::string ActionRule::strSqlUpdate() const
+try {
+    VxDB::SqlBuilder::Update update(gszTableActionRule, ID_COLUMN);
+    ActionRuleFields::ForEach(*this, [&](const auto& field, const char* column) {
+        if (!IsIdColumn(column)) {
+            rulefield::Write(update, column, field);
+        }
+    });
+    update.SetupId(m_id);
+    return update.Expr().str();
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d] has no statement: %s.\n", m_id, error.what());
+    return {};
+}
+
+int ActionRule::Save() noexcept
+try {
+    const std::string sql = GetSaveSql();
+    if (sql.empty()) {
+        return -1;
+    }
+    return m_id == -1 ? ruledb::InsertRow(sql, m_id) : ruledb::Run(sql);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save rule [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
+// ---- JSON
+
+Json::Value ActionRule::GetJson() const
+{
+    Json::Value json(Json::objectValue);
+    ActionRuleFields::ForEach(
+        *this, [&](const auto& field, const char* column) { json[column] = rulefield::ToJson(field); });
+    Json::Value& events = json["events"] = Json::Value(Json::arrayValue);
+    for (const ActionRuleEvent& event : m_evtList) {
+        events.append(event.GetJson());
+    }
+    return json;
+}
+
+int ActionRule::SetByJson(const Json::Value& json, std::string* pError) noexcept
+try {
+    ActionRule changed = *this;
+    std::string error = json.isObject() ? "" : "a rule is a JSON object";
+    ActionRuleFields::ForEach(changed, [&](auto& field, const char* column) {
+        if (error.empty()) {
+            rulefield::SetMember(field, json, column, error);
+        }
+    });
+    if (error.empty() && json.isMember("events")) {
+        std::vector<ActionRuleEvent> events;
+        error = ReadEvents(json["events"], events);
+        changed.m_evtList = std::move(events);
+    }
+    if (error.empty()) {
+        changed.UpdateActAllDevIdSet();
+        *this = std::move(changed);
+        return 0;
+    }
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to set rule [%d]: %s.\n", m_id, error.c_str());
+    if (pError != nullptr) {
+        *pError = error;
+    }
+    return -1;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to set rule [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
+// ---- several rows
+
+int ActionRule::UpdateActRule(const std::set<int>& ids, const std::map<int, ActionRule>& rules) noexcept
+try {
+    std::string script;
+    for (const auto& [id, rule] : rules) {
+        if (ids.count(id) != 0) {
+            const std::string sql = rule.strSqlUpdate();
+            if (sql.empty()) {
+                return -1;
+            }
+            script += sql;
+        }
+    }
+    return script.empty() ? 0 : ruledb::Run(script);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to update rules [%s].\n", error.what());
+    return -1;
+}
+
+int ActionRule::UpdateEventStatus(const std::set<int>& ids, int status) noexcept
+try {
+    if (ids.empty()) {
+        return 0;
+    }
+    VxDB::SqlExpr sql;
+    sql << "UPDATE " << gszTableActionRuleEvent << " SET evt_status = " << status << " WHERE "
+        << VxDB::SqlExprAdapt::InImpl<VxDB::SqlExpr>("id", ids);
+    return ruledb::Run(sql.str());
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to update events [%s].\n", error.what());
+    return -1;
+}

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+// actionrule/actionruleevent.cpp - one event of a rule: row, statements, JSON, devices.
+#include "actionruleevent.h"
+
+#include <algorithm>
+
+#include "actrulepredicates.h"
+#include "package/pkgservice.h"
+#include "ruledb_internal.h"
+#include "rulefield_internal.h"
+#include "vxlog.h"
+
+/// Visits every column of an event: visit(member, column).
+struct ActionRuleEventFields {
+    template <typename Event, typename Visit>
+    static void ForEach(Event& event, Visit visit)
+    {
+#define VX_FIELD(type, getter, setter, member, column, start) visit(event.member, column);
+        VX_ACTION_RULE_EVENT_FIELDS(VX_FIELD)
+#undef VX_FIELD
+    }
+    static void SetId(ActionRuleEvent& event, int id) noexcept
+    {
+        event.m_id = id;
+    }
+};
+
+namespace {
+
+constexpr const char* ID_COLUMN = "id";
+
+bool IsIdColumn(const char* column) noexcept
+{
+    return std::string_view(column) == ID_COLUMN;
+}
+
+} // namespace
+
+int ActionRuleEvent::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
+try {
+    bool isWhole = true;
+    ActionRuleEventFields::ForEach(*this, [&](auto& field, const char* column) {
+        if (!rulefield::Read(field, result, row, column)) {
+            isWhole = false;
+            VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Event [%d]: column [%s] is broken: [%s].\n", m_id,
+                   column, rulefield::FieldText(result, row, column));
+        }
+    });
+    return isWhole ? 0 : -1;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read an event [%s].\n", error.what());
+    return -1;
+}
+
+std::string ActionRuleEvent::strSqlInsert() const
+{
+    VxDB::SqlBuilder::Insert insert(gszTableActionRuleEvent);
+    ActionRuleEventFields::ForEach(*this, [&](const auto& field, const char* column) {
+        if (!IsIdColumn(column)) {
+            rulefield::Write(insert, column, field);
+        }
+    });
+    insert.m_returning << ID_COLUMN;
+    return insert.Expr().str();
+}
+
+std::string ActionRuleEvent::strSqlUpdate() const
+{
+    VxDB::SqlBuilder::Update update(gszTableActionRuleEvent, ID_COLUMN);
+    ActionRuleEventFields::ForEach(*this, [&](const auto& field, const char* column) {
+        if (!IsIdColumn(column)) {
+            rulefield::Write(update, column, field);
+        }
+    });
+    update.SetupId(m_id);
+    return update.Expr().str();
+}
+
+int ActionRuleEvent::Save() noexcept
+try {
+    return m_id == -1 ? ruledb::InsertRow(strSqlInsert(), m_id) : ruledb::Run(strSqlUpdate());
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save event [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
+Json::Value ActionRuleEvent::GetJson() const
+{
+    Json::Value json(Json::objectValue);
+    ActionRuleEventFields::ForEach(
+        *this, [&](const auto& field, const char* column) { json[column] = rulefield::ToJson(field); });
+    return json;
+}
+
+int ActionRuleEvent::SetByJson(const Json::Value& json, std::string* pError) noexcept
+try {
+    ActionRuleEvent changed = *this;
+    std::string error = json.isObject() ? "" : "an event is a JSON object";
+    ActionRuleEventFields::ForEach(changed, [&](auto& field, const char* column) {
+        if (error.empty()) {
+            rulefield::SetMember(field, json, column, error);
+        }
+    });
+    if (error.empty()) {
+        *this = std::move(changed);
+        return 0;
+    }
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to set event [%d]: %s.\n", m_id, error.c_str());
+    if (pError != nullptr) {
+        *pError = error;
+    }
+    return -1;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to set event [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
+bool ActionRuleEvent::IsSupportMultiDevice() const noexcept
+{
+    return IsEnableRelateEvt(m_evtSource, RULE_EVENT_CONN_LOST); // the sources whose devices go on and off
+}
+
+bool ActionRuleEvent::IsAllDevices() const noexcept
+{
+    return IsSupportMultiDevice() &&
+           (m_evtDeviceId == RULE_ALL_DEVICES || m_evtDevIds.count(RULE_ALL_DEVICES) != 0);
+}
+
+std::set<int> ActionRuleEvent::GetEvtDevIds(bool isExpanded) const
+{
+    std::set<int> ids = IsSupportMultiDevice() ? m_evtDevIds : std::set<int>();
+    if (ids.empty()) {
+        ids.insert(m_evtDeviceId);
+    }
+    if (isExpanded && ids.erase(RULE_ALL_DEVICES) != 0) {
+        ids.insert(m_allDevIds.begin(), m_allDevIds.end());
+    }
+    return ids;
+}
+
+void ActionRuleEvent::UpdateEvtAllDevIdSet(const std::set<int>& ids, ACTRULED_DEV_OP_TYPE op, bool isStored)
+{
+    for (const int id : ids) {
+        if (op == ACTRULED_DEV_OP_TYPE_ADD) {
+            m_allDevIds.insert(id);
+            if (isStored) {
+                m_evtDevIds.insert(id);
+            }
+        } else if (op == ACTRULED_DEV_OP_TYPE_REMOVE) {
+            m_allDevIds.erase(id);
+            if (isStored) {
+                m_evtDevIds.erase(id);
+            }
+        }
+    }
+}
+
+bool ActionRuleEvent::HasDevice(int deviceId) const noexcept
+{
+    if (!IsSupportMultiDevice() || m_evtDevIds.empty()) {
+        return m_evtDeviceId == deviceId || (IsAllDevices() && m_allDevIds.count(deviceId) != 0);
+    }
+    return m_evtDevIds.count(deviceId) != 0 || (IsAllDevices() && m_allDevIds.count(deviceId) != 0);
+}
+
+bool ActionRuleEvent::IsCurrentlyVisible() const noexcept
+{
+    return IsPkgServiceOn(SourceDependentService(m_evtSource)) &&
+           IsPkgServiceOn(EventDependentService(m_evtId));
+}
+
+bool ActionRuleEvent::operator==(const ActionRuleEvent& other) const noexcept
+{
+    return m_evtItem == other.m_evtItem && m_webhookToken == other.m_webhookToken &&
+           m_webhookMethod == other.m_webhookMethod && m_evtSource == other.m_evtSource &&
+           m_evtServerId == other.m_evtServerId && m_evtDeviceId == other.m_evtDeviceId &&
+           m_evtId == other.m_evtId && m_evtTrigger == other.m_evtTrigger &&
+           (!IsSupportMultiDevice() || m_evtDevIds == other.m_evtDevIds);
+}

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+// actionrule/actrulehistory.cpp - the history of what fired, on its table.
+#include "actrulehistory.h"
+
+#include <cstdlib>
+
+#include "package/db.h"
+#include "package/idtext.h"
+#include "package/monoclock.h"
+#include "ruledb_internal.h"
+#include "vxdb.h"
+#include "vxlog.h"
+
+namespace {
+
+constexpr VxDB::DB_INSTANCE HISTORY_DB = VxDB::DB_LOG;
+
+Vx_LOG_LEVEL LevelOf(RULE_ACT_STATUS status) noexcept
+{
+    switch (static_cast<int>(status)) {
+    case 3:
+        return Vx_LOG_LEVEL_ERR;
+    case 2:
+    case 4:
+        return Vx_LOG_LEVEL_WARN;
+    default:
+        return Vx_LOG_LEVEL_INFO;
+    }
+}
+
+long long FieldNumber(DBResult_tag* result, unsigned int row, const char* column) noexcept
+{
+    const char* const text = VxDBFetchField(result, row, column);
+    return text != nullptr ? std::strtoll(text, nullptr, 10) : 0;
+}
+
+/// Runs a statement on the history. The message of reading is worded differently from that of changing.
+int Execute(const std::string& sql, ruledb::Rows* pRows) noexcept
+{
+    if (VxDB::Execute(HISTORY_DB, sql, pRows != nullptr ? pRows->Out() : nullptr) == 0) {
+        return 0;
+    }
+    if (pRows != nullptr) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to executed sql command [%s].\n", sql.c_str());
+    } else {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
+    }
+    return -1;
+}
+
+} // namespace
+
+RuleHistory::RuleHistory(const ActionRule& rule, RULE_ACT_STATUS status)
+    : m_level(LevelOf(status)), m_timestamp(GetWallTimeSec()), m_ruleName(rule.GetName()),
+      m_ruleType(rule.GetRuleType()), m_actStat(status)
+{}
+
+void RuleHistory::PutRowIntoObj(DBResult_tag* result, unsigned int row)
+{
+    const std::string_view name = VxDB::FetchFieldText(result, row, "rule_name");
+    m_id = static_cast<int>(FieldNumber(result, row, "id"));
+    m_level = static_cast<Vx_LOG_LEVEL>(FieldNumber(result, row, "level"));
+    m_timestamp = static_cast<std::time_t>(FieldNumber(result, row, "timestamp"));
+    m_ruleName.assign(name.data() != nullptr ? name : std::string_view());
+    m_ruleType = static_cast<VxRULE_TYPE>(FieldNumber(result, row, "rule_type"));
+    m_actStat = static_cast<RULE_ACT_STATUS>(FieldNumber(result, row, "act_status"));
+}
+
+std::string RuleHistory::strSqlInsert() const
+{
+    VxDB::SqlBuilder::Insert insert(gszTableActRuleHistory);
+    insert.Field("level", static_cast<int>(m_level));
+    insert.Field("timestamp", static_cast<long long>(m_timestamp));
+    insert.Field("rule_name", VxDB::Value(m_ruleName));
+    insert.Field("rule_type", static_cast<int>(m_ruleType));
+    insert.Field("act_status", static_cast<int>(m_actStat));
+    insert.m_returning << "id";
+    return insert.Expr().str();
+}
+
+int RuleHistory::Save() noexcept
+try {
+    ruledb::Rows rows;
+    unsigned int row = 0;
+    const std::string sql = strSqlInsert();
+    if (Execute(sql, &rows) != 0) {
+        return -1;
+    }
+    if (!rows.Next(row)) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get result [%s].\n", sql.c_str());
+        return -1;
+    }
+    m_id = static_cast<int>(FieldNumber(rows.Get(), row, "id"));
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save a line of history [%s].\n", error.what());
+    return -1;
+}
+
+std::string RuleHistory::strSqlDelete() const
+{
+    return std::string("DELETE FROM ") + gszTableActRuleHistory + " WHERE " + "id = " + std::to_string(m_id);
+}
+
+int RuleHistory::Delete() noexcept
+try {
+    return Execute(strSqlDelete(), nullptr);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete a line of history [%s].\n", error.what());
+    return -1;
+}
+
+std::string RuleHistoryFilterRule::GetSqlStr() const
+{
+    if (limit < 1) {
+        return {};
+    }
+    return " LIMIT " + std::to_string(limit) + (offset >= 1 ? " OFFSET " + std::to_string(offset) : "");
+}
+
+std::string RuleHistoryFilterRule::GetWhereSqlStr() const
+{
+    VxDB::SqlExpr where;
+    const char* lead = " WHERE ";
+    if (!ids.empty()) {
+        where << lead << VxDB::SqlExprAdapt::InImpl<VxDB::SqlExpr>("id", ids);
+        lead = " AND ";
+    }
+    if (timestamp != 0) {
+        where << lead << "timestamp <= " << static_cast<long long>(timestamp);
+    }
+    return where.str();
+}
+
+int WriteRuleHistory(std::list<RuleHistory>& list) noexcept
+try {
+    std::string script;
+    for (const RuleHistory& history : list) {
+        script += history.GetSqlInsertCmd();
+    }
+    return script.empty() ? 0 : Execute(script, nullptr);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to write history [%s].\n", error.what());
+    return -1;
+}
+
+int GetAllRuleHistoryCnt() noexcept
+try {
+    ruledb::Rows rows;
+    unsigned int row = 0;
+    if (Execute(std::string("SELECT COUNT(*) AS count FROM ") + gszTableActRuleHistory + ";", &rows) != 0) {
+        return -1;
+    }
+    return rows.Next(row) ? static_cast<int>(FieldNumber(rows.Get(), row, "count")) : 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to count history [%s].\n", error.what());
+    return -1;
+}
+
+std::list<RuleHistory> GetAllRuleHistory(const RuleHistoryFilterRule& filter) noexcept
+try {
+    ruledb::Rows rows;
+    std::list<RuleHistory> list;
+    if (Execute(std::string("SELECT * FROM ") + gszTableActRuleHistory + " ORDER BY timestamp DESC, " +
+                    "id DESC" + filter.GetSqlStr(),
+                &rows) != 0) {
+        return list;
+    }
+    for (unsigned int row = 0; rows.Next(row);) {
+        list.emplace_back().PutRowIntoObj(rows.Get(), row);
+    }
+    return list;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to list history [%s].\n", error.what());
+    return {};
+}
+
+int DelRuleHistoryByFileter(const RuleHistoryFilterRule& filter) noexcept
+try {
+    return Execute(std::string("DELETE FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr(), nullptr);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete history [%s].\n", error.what());
+    return -1;
+}
+
+int DeleteRuleHistory(const std::string& ids) noexcept
+try {
+    RuleHistoryFilterRule filter;
+    if (StringToIdList(ids, filter.ids) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken history ids [%s].\n", ids.c_str());
+        return -1;
+    }
+    return filter.ids.empty() ? 0 : DelRuleHistoryByFileter(filter);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete history [%s].\n", error.what());
+    return -1;
+}

@@ -1,0 +1,483 @@
+// SPDX-License-Identifier: Apache-2.0
+// actionrule/actruleutils.cpp - listing, counting, saving and deleting rules with all that hangs on them.
+#include "actruleutils.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "actrulepredicates.h"
+#include "package/camera.h"
+#include "package/homemode.h"
+#include "package/idtext.h"
+#include "package/iokeys.h"
+#include "package/userlog.h"
+#include "ruledb_internal.h"
+#include "rulefield_internal.h"
+#include "vxdb.h"
+#include "vxlog.h"
+
+namespace {
+
+using VxDB::SqlExpr;
+using VxDB::SqlExprAdapt::InImpl;
+
+int FieldInt(const ruledb::Rows& rows, unsigned int row, const char* column) noexcept
+{
+    return static_cast<int>(std::strtoll(rulefield::FieldText(rows.Get(), row, column), nullptr, 10));
+}
+
+/// The ids of a rule's events; a broken list is logged and names none.
+std::list<int> EventIdsOf(const char* pIds)
+{
+    std::list<int> ids;
+    if (StringToIdList(pIds, ids) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken event ids [%s].\n", pIds);
+    }
+    return ids;
+}
+
+void AttachEvents(ActionRule& rule, const std::map<int, ActionRuleEvent>& events)
+{
+    std::vector<ActionRuleEvent> list;
+    for (const int id : EventIdsOf(rule.GetMultiEvtIds().c_str())) {
+        if (const auto found = events.find(id); found != events.end()) {
+            list.push_back(found->second);
+        }
+    }
+    rule.SetEvtList(std::move(list));
+}
+
+/// Fills the device sets of all rules; the cameras are read at most once.
+void ExpandDevices(std::list<ActionRule>& rules)
+{
+    const auto isAllCam = [](const ActionRule& rule) { return rule.IsAllCamEvt() || rule.IsAllCamAct(); };
+    std::set<int> camIds;
+    if (std::any_of(rules.begin(), rules.end(), isAllCam)) {
+        static_cast<void>(GetAllCameraIds(camIds)); // logged there; without cameras "every" means none
+    }
+    for (ActionRule& rule : rules) {
+        rule.UpdateAllCamIdSetByGivenData(camIds);
+    }
+}
+
+/// @return 0; -1 (logged), `rules` is then as it was
+int ListRules(const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
+{
+    std::string where;
+    std::map<int, ActionRuleEvent> events;
+    ruledb::Rows rows;
+    if (filter.GetWhereStr(where) != 0 ||
+        ruledb::Run(std::string("SELECT * FROM ") + gszTableActionRule + where + " ORDER BY id", rows) != 0 ||
+        GetActionRuleEvtMap(events) != 0) {
+        return -1;
+    }
+    std::list<ActionRule> found;
+    for (unsigned int row = 0; rows.Next(row);) {
+        found.emplace_back().PutRowIntoObj(rows.Get(),
+                                           row); // what is broken is logged; the rest of it counts
+        AttachEvents(found.back(), events);
+    }
+    ExpandDevices(found);
+    rules = std::move(found);
+    return 0;
+}
+
+/// What goes when rules go.
+struct DeletionPlan {
+    std::set<int> ruleIds;
+    std::set<int> multiRuleIds;
+    std::set<int> eventIds;
+};
+
+DeletionPlan PlanDeletion(const std::list<ActionRule>& rules)
+{
+    DeletionPlan plan;
+    for (const ActionRule& rule : rules) {
+        plan.ruleIds.insert(rule.GetId());
+        plan.multiRuleIds.insert(rule.GetMultiRuleId());
+        const std::list<int> ids = EventIdsOf(rule.GetMultiEvtIds().c_str());
+        plan.eventIds.insert(ids.begin(), ids.end());
+    }
+    return plan;
+}
+
+/// Takes out of the plan what rules that stay still use.
+int KeepWhatIsUsed(DeletionPlan& plan)
+{
+    SqlExpr sql;
+    sql << "SELECT COUNT(*) as count, multi_rule_id, multi_evt_ids FROM " << gszTableActionRule << " WHERE "
+        << InImpl<SqlExpr>("multi_rule_id", plan.multiRuleIds) << " GROUP BY multi_rule_id;";
+    ruledb::Rows rows;
+    if (ruledb::Run(sql.str(), rows) != 0) {
+        return -1;
+    }
+    for (unsigned int row = 0; rows.Next(row);) {
+        if (FieldInt(rows, row, "count") > 0) {
+            plan.multiRuleIds.erase(FieldInt(rows, row, "multi_rule_id"));
+            for (const int id : EventIdsOf(rulefield::FieldText(rows.Get(), row, "multi_evt_ids"))) {
+                plan.eventIds.erase(id);
+            }
+        }
+    }
+    return 0;
+}
+
+int DeleteIds(const char* table, const std::set<int>& ids)
+{
+    SqlExpr sql;
+    sql << "DELETE FROM " << table << " WHERE " << InImpl<SqlExpr>("id", ids);
+    return ruledb::Run(sql.str());
+}
+
+int RemoveIOKeys(const std::list<ActionRule>& rules)
+{
+    for (const ActionRule& rule : rules) {
+        if (IOKeys::RemoveEntryId(CreateIOKeys(rule), rule.GetId()) != 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+void LogDeletion(const std::list<ActionRule>& rules, const std::string& userName)
+{
+    std::vector<UserLogEntry> entries;
+    for (const ActionRule& rule : rules) {
+        entries.push_back({Vx_LOG_ID_RULE_DELETED,
+                           Vx_LOG_LEVEL_INFO,
+                           userName,
+                           {userName, std::to_string(rule.GetId()), rule.GetName()}});
+    }
+    if (VxLog(entries) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_NOTICE, "The user log lacks [%zu] deleted rules.\n",
+               entries.size());
+    }
+}
+
+bool ApplyChange(ActionRule& rule, const ActRuleStateChange& change)
+{
+    bool isChanged = false;
+    const auto apply = [&isChanged](const auto& now, const auto& wanted, auto set) {
+        if (wanted && now != *wanted) {
+            set(*wanted);
+            isChanged = true;
+        }
+    };
+    apply(rule.IsEnabled(), change.enabled, [&](bool value) { rule.SetEnabled(value); });
+    apply(rule.GetActItemId(), change.actItemId, [&](int value) { rule.SetActItemId(value); });
+    apply(rule.GetActRetPos(), change.actRetPos, [&](int value) { rule.SetActRetPos(value); });
+    if (change.deviceId) {
+        const auto before = rule.GetMultiStatus();
+        rule.SetStatus(*change.deviceId, change.setBits);
+        rule.ClearStatus(*change.deviceId, change.clearBits);
+        isChanged = isChanged || rule.GetMultiStatus() != before;
+    }
+    return isChanged;
+}
+
+/// Takes the first of the old events that equals `event` and was not taken before.
+bool TakeOldId(ActionRuleEvent& event, const std::vector<ActionRuleEvent>& oldEvents, std::set<int>& kept)
+{
+    for (const ActionRuleEvent& old : oldEvents) {
+        if (old == event && kept.insert(old.GetId()).second) {
+            event.SetId(old.GetId());
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+// ---- groups and events
+
+int GetNewMultiRuleId() noexcept
+try {
+    ruledb::Rows rows;
+    unsigned int row = 0;
+    const std::string sql = std::string("INSERT INTO ") + gszTableActionRuleMultiRule + " DEFAULT VALUES;" +
+                            VxDB::GetReturnIdStatement();
+    if (VxDB::Execute(VxDB::DB_SYSTEM, sql, rows.Out()) != 0 || !rows.Next(row)) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get actionrule multi action id\n");
+        return 0;
+    }
+    return FieldInt(rows, row, "id");
+} catch (const std::exception&) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get actionrule multi action id\n");
+    return 0;
+}
+
+int SaveMultiEvtAndGetIds(std::vector<ActionRuleEvent>& newEvents,
+                          const std::vector<ActionRuleEvent>& oldEvents, std::string& idsText) noexcept
+try {
+    std::vector<ActionRuleEvent> events = newEvents;
+    std::set<int> kept;
+    std::list<int> ids;
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    if (transaction.Begin() != 0) {
+        return -1;
+    }
+    for (ActionRuleEvent& event : events) {
+        if (!TakeOldId(event, oldEvents, kept)) {
+            event.SetId(-1);
+            if (event.Save() != 0) {
+                return -1;
+            }
+        }
+        ids.push_back(event.GetId());
+    }
+    std::set<int> gone;
+    for (const ActionRuleEvent& old : oldEvents) {
+        if (kept.count(old.GetId()) == 0) {
+            gone.insert(old.GetId());
+        }
+    }
+    if ((!gone.empty() && DeleteIds(gszTableActionRuleEvent, gone) != 0) || transaction.Commit() != 0) {
+        return -1;
+    }
+    idsText = Iter2String(ids.begin(), ids.end(), ",");
+    newEvents = std::move(events);
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save events [%s].\n", error.what());
+    return -1;
+}
+
+int GetActionRuleEvtMap(std::map<int, ActionRuleEvent>& events) noexcept
+try {
+    ruledb::Rows rows;
+    if (ruledb::Run(std::string("SELECT * FROM ") + gszTableActionRuleEvent, rows) != 0) {
+        return -1;
+    }
+    std::map<int, ActionRuleEvent> found;
+    for (unsigned int row = 0; rows.Next(row);) {
+        ActionRuleEvent event;
+        event.PutRowIntoObj(rows.Get(), row); // what is broken is logged; the rest of it counts
+        found.emplace_hint(found.end(), event.GetId(), std::move(event));
+    }
+    events = std::move(found);
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to list events [%s].\n", error.what());
+    return -1;
+}
+
+// ---- listing and counting
+
+std::list<ActionRule> GetActRuleByFilter(const ActRuleFilterRule& filter) noexcept
+try {
+    std::list<ActionRule> rules;
+    static_cast<void>(ListRules(filter, rules)); // logged there; an empty list tells the caller
+    return rules;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to list rules [%s].\n", error.what());
+    return {};
+}
+
+std::map<int, ActionRule> GetActRuleMapByFilter(const ActRuleFilterRule& filter) noexcept
+try {
+    std::map<int, ActionRule> map;
+    for (ActionRule& rule : GetActRuleByFilter(filter)) {
+        const int id = rule.GetId();
+        map.emplace_hint(map.end(), id, std::move(rule));
+    }
+    return map;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to list rules [%s].\n", error.what());
+    return {};
+}
+
+std::string GetActRuleCntSql(const ActRuleFilterRule& filter) noexcept
+try {
+    std::string where;
+    if (filter.GetWhereStr(where) != 0) {
+        return {};
+    }
+    return std::string("SELECT COUNT(*) AS count, multi_rule_id, id, multi_evt_ids FROM ") +
+           gszTableActionRule + where;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to count rules [%s].\n", error.what());
+    return {};
+}
+
+Json::Value GetActRuleCnt(bool onlyEnabled) noexcept
+try {
+    std::map<int, Json::Value> actionsOf;
+    for (const ActionRule& rule : GetActRuleByFilter(ActRuleFilterRule())) {
+        if (rule.IsCurrentlyVisible() && (!onlyEnabled || rule.IsEnabled())) {
+            actionsOf[rule.GetMultiRuleId()].append(rule.GetJson());
+        }
+    }
+    Json::Value groups(Json::arrayValue);
+    for (auto& [multiRuleId, actions] : actionsOf) {
+        Json::Value& group = groups.append(Json::Value(Json::objectValue));
+        group["multi_rule_id"] = multiRuleId;
+        group["actions"].swap(actions);
+    }
+    return groups;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to count rules [%s].\n", error.what());
+    return {};
+}
+
+// ---- saving
+
+int SaveActRuleWhole(ActionRule& rule, const std::vector<ActionRuleEvent>& oldEvents) noexcept
+try {
+    ActionRule saved = rule;
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    if (transaction.Begin() != 0) {
+        return -1;
+    }
+    if (saved.GetMultiRuleId() == 0) {
+        saved.SetMultiRuleId(GetNewMultiRuleId());
+    }
+    std::string eventIds;
+    if (saved.GetMultiRuleId() == 0 || SaveMultiEvtAndGetIds(saved.GetEvtList(), oldEvents, eventIds) != 0) {
+        return -1;
+    }
+    saved.SetMultiEvtIds(eventIds);
+    if (saved.Save() != 0) {
+        return -1;
+    }
+    const std::string keys = IOKeys::AddEntrySql(CreateIOKeys(saved), saved.GetId());
+    if ((!keys.empty() && ruledb::Run(keys) != 0) || transaction.Commit() != 0) {
+        return -1;
+    }
+    rule = std::move(saved);
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save rule [%d]: [%s].\n", rule.GetId(),
+           error.what());
+    return -1;
+}
+
+int ActionRule::SaveActRuleSt(const ActRuleFilterRule& filter, const ActRuleStateChange& change,
+                              const std::string& userName) noexcept
+try {
+    std::list<ActionRule> rules;
+    if (ListRules(filter, rules) != 0) {
+        return -1;
+    }
+    for (ActionRule& rule : rules) {
+        if (!ApplyChange(rule, change)) {
+            continue;
+        }
+        if (rule.Save() != 0) {
+            return -1;
+        }
+        static_cast<void>(
+            VxLog({{Vx_LOG_ID_RULE_CHANGED,
+                    Vx_LOG_LEVEL_INFO,
+                    userName,
+                    {userName, std::to_string(rule.GetId()), rule.GetName()}}})); // logged there
+    }
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to change rules [%s].\n", error.what());
+    return -1;
+}
+
+// ---- deleting
+
+std::set<std::string> CreateIOKeys(const ActionRule& rule)
+{
+    std::set<std::string> keys;
+    for (const ActionRuleEvent& event : rule.GetEvtList()) {
+        if (event.GetEvtId() == RULE_EVENT_DIGITAL_INPUT) {
+            for (const int deviceId : event.GetEvtDevIds(false)) {
+                keys.insert(MakeIOKey(IOKeyKind::DI, event.GetEvtSrc(), event.GetEvtServerId(), deviceId,
+                                      event.GetEvtItem()));
+            }
+        }
+    }
+    if (IsDOAct(rule.GetActId())) {
+        for (const int deviceId :
+             rule.GetActDevIds().empty() ? std::set<int>{rule.GetActDevId()} : rule.GetActDevIds()) {
+            keys.insert(MakeIOKey(IOKeyKind::DO, rule.GetActSrc(), rule.GetActServerId(), deviceId,
+                                  rule.GetActItemId()));
+        }
+    }
+    return keys;
+}
+
+int DelActRuleByFilter(const ActRuleFilterRule& filter, const std::string& userName) noexcept
+try {
+    std::string where;
+    std::list<ActionRule> rules;
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    if (filter.GetWhereStr(where) != 0 || transaction.Begin() != 0 || ListRules(filter, rules) != 0) {
+        return -1;
+    }
+    if (rules.empty()) {
+        return transaction.Commit();
+    }
+    DeletionPlan plan = PlanDeletion(rules);
+    if (RemoveIOKeys(rules) != 0 ||
+        ruledb::Run(std::string("DELETE FROM ") + gszTableActionRule + where) != 0 ||
+        KeepWhatIsUsed(plan) != 0 || DeleteIds(gszTableActionRuleMultiRule, plan.multiRuleIds) != 0 ||
+        DeleteIds(gszTableActionRuleEvent, plan.eventIds) != 0 ||
+        HomeModeSetting::UpdateWhenDeleteItems(HomeModeItem::ACTION_RULE, plan.ruleIds) != 0 ||
+        transaction.Commit() != 0) {
+        return -1;
+    }
+    LogDeletion(rules, userName);
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete rules [%s].\n", error.what());
+    return -1;
+}
+
+// ---- telling
+
+void NotifyActRuleUpdate(const std::string& ids, UPDATE_TYPE type) noexcept
+try {
+    std::list<int> list;
+    if (ids.empty()) {
+        return;
+    }
+    if (StringToIdList(ids, list) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken rule ids [%s].\n", ids.c_str());
+        return;
+    }
+    NotifyActRuleUpdate(list, type);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to tell of changed rules [%s].\n", error.what());
+}
+
+void NotifyActRuleUpdate(const std::list<int>& ids, UPDATE_TYPE type) noexcept
+{
+    SendUpdateMsgToMsgD(MSGD_KIND_ACTION_RULE, ids, type, 0, "", {});
+}
+
+void NotifyActRuleUpdate(int id, UPDATE_TYPE type) noexcept
+try {
+    NotifyActRuleUpdate(std::list<int>{id}, type);
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to tell of a changed rule [%s].\n", error.what());
+}
+
+// ---- upgrade
+
+int ActRuleUpgrade::UpdateActRuleMultiActId() noexcept
+try {
+    ruledb::Rows rows;
+    unsigned int row = 0;
+    std::string sql = std::string("SELECT multi_rule_id FROM ") + gszTableActionRule + " LIMIT 1;";
+    const bool isRead = VxDB::Execute(VxDB::DB_SYSTEM, sql, rows.Out()) == 0;
+    if (isRead && rows.Next(row) && FieldInt(rows, row, "multi_rule_id") != 0) {
+        return 0;
+    }
+    if (isRead) {
+        sql = std::string("UPDATE ") + gszTableActionRule + " SET multi_rule_id = id;" + "INSERT INTO " +
+              gszTableActionRuleMultiRule + " SELECT id FROM actionrule;";
+    }
+    if (!isRead || VxDB::Execute(VxDB::DB_SYSTEM, sql) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql [%s].\n", sql.c_str());
+        return -1;
+    }
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to upgrade rules [%s].\n", error.what());
+    return -1;
+}

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// actionrule/ruledb_internal.h - running the statements of rules: one place for their messages. Never
+// installed.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "package/db.h"
+
+namespace ruledb {
+
+/// Owns the rows of one statement.
+class Rows {
+public:
+    Rows() noexcept = default;
+    ~Rows() { VxDBFreeResult(m_pResult); }
+    Rows(const Rows&) = delete;
+    Rows& operator=(const Rows&) = delete;
+
+    DBResult_tag** Out() noexcept { return &m_pResult; }
+    DBResult_tag* Get() const noexcept { return m_pResult; }
+    int Count() const noexcept { return VxDBNumRows(m_pResult); }
+    /// Steps to the next row. @return false behind the last one
+    bool Next(unsigned int& row) const noexcept { return VxDBFetchRow(m_pResult, &row) == 0; }
+
+private:
+    DBResult_tag* m_pResult = nullptr;
+};
+
+/// Runs a statement, or several in one transaction, on the database of the rules.
+///
+/// @return 0; -1, logged as "Failed to execute sql command [%s].\n"
+[[nodiscard]] int Run(const std::string& sql) noexcept;
+[[nodiscard]] int Run(const std::string& sql, Rows& rows) noexcept;
+
+/// Runs an INSERT that returns one row with the new "id".
+///
+/// @return 0 and `id` is set; -1 (logged) and it is unchanged.
+[[nodiscard]] int InsertRow(const std::string& sql, int& id) noexcept;
+
+} // namespace ruledb

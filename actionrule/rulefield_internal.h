@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: Apache-2.0
+// actionrule/rulefield_internal.h - how one field of a rule or an event is read from a row, written into a
+// statement, and turned to and from JSON. One overload a type; never installed.
+#pragma once
+
+#include <json/value.h>
+
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <type_traits>
+
+#include "actionrule.h"
+#include "package/db.h"
+#include "package/dbpasswd.h"
+#include "package/idtext.h"
+#include "vxdb.h"
+
+namespace rulefield {
+
+/// An integer that is not a bool, or an enumeration: all are 32-bit numbers in column and JSON.
+template <typename T>
+concept Number = (std::is_enum_v<T> || std::is_same_v<T, int>);
+
+// ---- from a row. @return false when the text is broken, and the field is as it was
+
+inline const char* FieldText(DBResult_tag* result, unsigned int row, const char* column) noexcept
+{
+    const char* const text = VxDBFetchField(result, row, column);
+    return text != nullptr ? text : "";
+}
+
+template <Number T>
+bool Read(T& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    field = static_cast<T>(std::strtoll(FieldText(result, row, column), nullptr, 10));
+    return true;
+}
+
+inline bool Read(bool& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    field = VxDB::FetchFieldAsBool(result, row, column);
+    return true;
+}
+
+inline bool Read(std::string& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    const std::string_view text = VxDB::FetchFieldText(result, row, column);
+    field.assign(text.data() != nullptr ? text : std::string_view());
+    return true;
+}
+
+inline bool Read(std::set<int>& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    return StringToIdSet(FieldText(result, row, column), field) == 0;
+}
+
+inline bool Read(std::map<int, int>& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    return StringToIdMap(FieldText(result, row, column), field) == 0;
+}
+
+inline bool Read(RuleSecret& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    return DecryptDBPasswd(FieldText(result, row, column), field.plain) == 0;
+}
+
+inline bool Read(RuleSchedule& field, DBResult_tag* result, unsigned int row, const char* column)
+{
+    return field.Set(FieldText(result, row, column)) == 0;
+}
+
+// ---- into a statement; throws std::runtime_error when there is no text for it
+
+template <typename Builder, Number T>
+void Write(Builder& builder, const char* column, T field)
+{
+    builder.Field(column, static_cast<int>(field));
+}
+
+template <typename Builder>
+void Write(Builder& builder, const char* column, bool field)
+{
+    builder.Field(column, field);
+}
+
+template <typename Builder>
+void Write(Builder& builder, const char* column, const std::string& field)
+{
+    builder.Field(column, VxDB::Value(field));
+}
+
+template <typename Builder>
+void Write(Builder& builder, const char* column, const std::set<int>& field)
+{
+    builder.Field(column, VxDB::Value(Iter2String(field.begin(), field.end(), ",")));
+}
+
+template <typename Builder>
+void Write(Builder& builder, const char* column, const std::map<int, int>& field)
+{
+    builder.Field(column, VxDB::Value(IdMapToString(field)));
+}
+
+template <typename Builder>
+void Write(Builder& builder, const char* column, const RuleSecret& field)
+{
+    std::string sealed;
+    if (EncryptDBPasswd(field.plain, sealed) != 0) {
+        throw std::runtime_error("the password cannot be enciphered");
+    }
+    builder.Field(column, VxDB::Value(std::move(sealed)));
+}
+
+template <typename Builder>
+void Write(Builder& builder, const char* column, const RuleSchedule& field)
+{
+    builder.Field(column, VxDB::Value(field.text));
+}
+
+// ---- to JSON
+
+template <Number T>
+Json::Value ToJson(T field)
+{
+    return static_cast<Json::Int>(field);
+}
+inline Json::Value ToJson(bool field)
+{
+    return field;
+}
+inline Json::Value ToJson(const std::string& field)
+{
+    return field;
+}
+inline Json::Value ToJson(const RuleSecret& field)
+{
+    return field.plain;
+}
+inline Json::Value ToJson(const RuleSchedule& field)
+{
+    return field.text;
+}
+inline Json::Value ToJson(const std::set<int>& field)
+{
+    Json::Value ids(Json::arrayValue);
+    for (const int id : field) {
+        ids.append(id);
+    }
+    return ids;
+}
+inline Json::Value ToJson(const std::map<int, int>& field)
+{
+    Json::Value map(Json::objectValue);
+    for (const auto& [id, value] : field) {
+        map[std::to_string(id)] = value;
+    }
+    return map;
+}
+
+// ---- from JSON. @return what is wrong; empty when the field is set, unchanged otherwise
+
+template <Number T>
+std::string FromJson(T& field, const Json::Value& json)
+{
+    if (!json.isInt()) {
+        return "is not an integer of 32 bits";
+    }
+    field = static_cast<T>(json.asInt());
+    return {};
+}
+
+inline std::string FromJson(bool& field, const Json::Value& json)
+{
+    if (!json.isBool()) {
+        return "is neither true nor false";
+    }
+    field = json.asBool();
+    return {};
+}
+
+inline std::string FromJson(std::string& field, const Json::Value& json)
+{
+    if (!json.isString()) {
+        return "is not a text";
+    }
+    field = json.asString();
+    return {};
+}
+
+inline std::string FromJson(RuleSecret& field, const Json::Value& json)
+{
+    return FromJson(field.plain, json);
+}
+
+inline std::string FromJson(RuleSchedule& field, const Json::Value& json)
+{
+    std::string error = "is not a text";
+    return json.isString() && field.Set(json.asString(), &error) == 0 ? std::string() : error;
+}
+
+inline std::string FromJson(std::set<int>& field, const Json::Value& json)
+{
+    std::set<int> ids;
+    for (const Json::Value& id : json) {
+        if (!id.isInt()) {
+            return "is not an array of ids";
+        }
+        ids.insert(id.asInt());
+    }
+    if (!json.isArray()) {
+        return "is not an array of ids";
+    }
+    field = std::move(ids);
+    return {};
+}
+
+inline std::string FromJson(std::map<int, int>& field, const Json::Value& json)
+{
+    if (!json.isObject()) {
+        return "is not an object of ids and numbers";
+    }
+    std::string text;
+    for (const std::string& id : json.getMemberNames()) {
+        if (!json[id].isInt()) {
+            return "is not an object of ids and numbers";
+        }
+        text += (text.empty() ? "" : ",") + id + ":" + std::to_string(json[id].asInt());
+    }
+    return StringToIdMap(text, field) == 0 ? std::string() : "is not an object of ids and numbers";
+}
+
+/// Sets one field from the member of that name, where the object has it.
+///
+/// @return false, and `error` names the field, when the member is of a wrong kind
+template <typename T>
+bool SetMember(T& field, const Json::Value& json, const char* column, std::string& error)
+{
+    if (!json.isMember(column)) {
+        return true;
+    }
+    const std::string wrong = FromJson(field, json[column]);
+    if (!wrong.empty()) {
+        error = std::string("field \"") + column + "\" " + wrong;
+    }
+    return wrong.empty();
+}
+
+} // namespace rulefield
