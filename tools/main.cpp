@@ -23,6 +23,10 @@ int Run(int argc, char** argv)
     vx.footer("Exit codes: 0 done, 1 found a problem or failed, 2 wrong usage, 3 cannot reach what it needs, "
               "4 refused for safety.");
     vx.require_subcommand(1);
+#ifdef VX_WITH_MEDIA
+    AddCaptureNoun(vx);
+    AddRecordNoun(vx);
+#endif
     AddFifoNoun(vx);
     AddLogNoun(vx);
     AddWebhookNoun(vx);

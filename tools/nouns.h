@@ -14,6 +14,10 @@ enum ExitCode : int {
 };
 
 /// One function a noun, in the file that is named after it.
+#ifdef VX_WITH_MEDIA
+void AddCaptureNoun(CLI::App& vx);
+void AddRecordNoun(CLI::App& vx);
+#endif
 void AddFifoNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
 void AddWebhookNoun(CLI::App& vx);

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/fifo_subscription.cpp - follows one FIFO from key frame to key frame, also when it goes and comes
+// back.
+#include "fifo_subscription.h"
+
+#include <cstring>
+#include <ctime>
+
+#include "annexb.h"
+#include "sysv_shm.h"
+#include "trouble.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds ATTACH_PERIOD{5};
+constexpr std::chrono::milliseconds LOOK_PERIOD{500};
+constexpr int AUDIO_FORMAT_PERIOD = 50; ///< frames between two looks at the format of sound
+
+} // namespace
+
+int FramesBetween(int fromId, int toId)
+{
+    const int distance = toId - fromId;
+    return distance >= 0 ? distance : distance + SHM_FIFO_MAX_FRAME_ID + 1;
+}
+
+FifoSubscription::FifoSubscription(int key, bool isVideo, FrameTrace* pTrace)
+    : m_key(key), m_isVideo(isVideo), m_pTrace(pTrace)
+{}
+
+bool FifoSubscription::Attach()
+{
+    const auto now = Clock::now();
+    if (now < m_nextLook) {
+        return false;
+    }
+    m_nextLook = now + ATTACH_PERIOD;
+    const int shmId = ShmIdUnder(m_key);
+    if (shmId < 0 || shmId == m_shmId) {
+        return false; // nothing there, or what was left a moment ago
+    }
+    if (m_reader.Init(m_key, true) != 0) {
+        m_nextLook = now + LOOK_PERIOD;
+        return false;
+    }
+    m_shmId = shmId;
+    m_attached = true;
+    m_lastId = SHM_FIFO_NO_FRAME_ID;
+    m_pFormat.reset();
+    m_gap = false;
+    m_nextLook = now + LOOK_PERIOD;
+    if (m_counts.attached++ > 0) {
+        Note("record", "key " + std::to_string(m_key) + ": the FIFO was made anew; attached again");
+    }
+    return true;
+}
+
+void FifoSubscription::Detach()
+{
+    m_reader.Free();
+    m_attached = false;
+    m_nextLook = Clock::time_point();
+}
+
+/// A writer that died leaves its FIFO open; a new one under the same key is seen by the id of its header.
+void FifoSubscription::LookForNewFifo()
+{
+    if (m_reader.IsClose()) {
+        Detach();
+        return;
+    }
+    const auto now = Clock::now();
+    if (now >= m_nextLook) {
+        m_nextLook = now + LOOK_PERIOD;
+        const int shmId = ShmIdUnder(m_key);
+        if (shmId >= 0 && shmId != m_shmId) {
+            Detach();
+        }
+    }
+}
+
+bool FifoSubscription::IsOrphaned()
+{
+    if (!m_attached || m_reader.IsClose()) {
+        return true;
+    }
+    const std::vector<ShmRow> rows = ListShm();
+    const ShmRow* const pRow = FindKey(rows, m_key);
+    return pRow == nullptr || !CreatorAlive(*pRow);
+}
+
+std::optional<RecordFrame> FifoSubscription::Poll()
+{
+    if (!m_attached && !Attach()) {
+        return std::nullopt;
+    }
+    const bool atStart = m_lastId == SHM_FIFO_NO_FRAME_ID;
+    if (m_isVideo && atStart && !m_reader.GetFifo()->IsIFrameReady()) {
+        LookForNewFifo();
+        return std::nullopt;
+    }
+    ShmFifoReader::ReadFn readFn = &ShmStreamFifo::ReadNext;
+    if (m_isVideo && atStart) {
+        readFn = &ShmStreamFifo::ReadLatestIFrame;
+    }
+    if (!ReadOne(readFn)) {
+        LookForNewFifo();
+        return std::nullopt;
+    }
+    RecordFrame frame = std::move(*m_frame);
+    m_frame.reset();
+    if (!Count(frame) || !UpdateFormat(frame)) {
+        return std::nullopt;
+    }
+    frame.format = m_pFormat;
+    return frame;
+}
+
+bool FifoSubscription::ReadOne(ShmFifoReader::ReadFn readFn)
+{
+    m_frame.reset();
+    m_torn = false;
+    return m_reader.Read(this, &FifoSubscription::OnFrame, readFn) && m_frame;
+}
+
+void FifoSubscription::OnFrame(void* pThis, DataEntry* pEntry, unsigned char* pData, int size)
+{
+    static_cast<FifoSubscription*>(pThis)->CopyFrame(pEntry, pData, size);
+}
+
+/// Inside the claim: one copy, nothing else.
+void FifoSubscription::CopyFrame(DataEntry* pEntry, const unsigned char* pData, int size)
+{
+    RecordFrame frame;
+    frame.packet.reset(av_packet_alloc());
+    if (frame.packet == nullptr || av_new_packet(frame.packet.get(), size) < 0) {
+        return;
+    }
+    m_frameId = pEntry->id;
+    m_frameFlags = pEntry->flags;
+    frame.ptsUs = pEntry->timestamp;
+    std::memcpy(frame.packet->data, pData, static_cast<std::size_t>(size));
+    m_torn = !m_reader.GetFifo()->IsIntact(pEntry, m_frameId);
+    m_frame = std::move(frame);
+}
+
+/// Accounts for a frame and for those that are missing before it. @return false: the frame itself is torn.
+bool FifoSubscription::Count(RecordFrame& frame)
+{
+    const std::int64_t ns = MonotonicNs();
+    const int missing =
+        m_lastId == SHM_FIFO_NO_FRAME_ID ? 0 : FramesBetween(m_lastId, m_frameId) - 1 + (m_torn ? 1 : 0);
+    if (missing > 0) {
+        ++m_counts.jumps;
+        m_counts.lost += missing;
+        m_gap = true;
+        Note("record", "key " + std::to_string(m_key) + ": jumped from frame " + std::to_string(m_lastId) +
+                           " to " + std::to_string(m_frameId) + ", " + std::to_string(missing) + " lost");
+    }
+    m_lastId = m_frameId;
+    if (m_torn) {
+        return false;
+    }
+    frame.isVideo = m_isVideo;
+    frame.key = !m_isVideo || (m_frameFlags & FRAME_I) != 0;
+    frame.afterGap = m_gap;
+    frame.epoch = m_counts.attached;
+    frame.wallSec = std::time(nullptr);
+    m_gap = false;
+    ++m_counts.frames;
+    m_counts.bytes += frame.packet->size;
+    if (m_pTrace != nullptr) {
+        m_pTrace->Add(m_key, m_frameId, frame.ptsUs, frame.packet->data,
+                      static_cast<std::size_t>(frame.packet->size), m_frameFlags, ns);
+    }
+    return true;
+}
+
+/// The format can change at a key frame only. Parameter sets in the frame itself come before those of the
+/// header, which may be of a later frame already.
+bool FifoSubscription::UpdateFormat(const RecordFrame& frame)
+{
+    const bool look = m_isVideo ? frame.key : m_sinceFormat++ % AUDIO_FORMAT_PERIOD == 0;
+    if (m_pFormat != nullptr && !look) {
+        return true;
+    }
+    StreamFormat format;
+    if (!ReadFormat(format)) {
+        return m_pFormat != nullptr;
+    }
+    if (m_isVideo) {
+        const VideoCodec codec = format.codec == "H264" ? VideoCodec::H264 : VideoCodec::H265;
+        std::vector<unsigned char> sets =
+            ParameterSets(codec, frame.packet->data, static_cast<std::size_t>(frame.packet->size));
+        if (!sets.empty()) {
+            format.extra = std::move(sets);
+        }
+    }
+    if (m_pFormat == nullptr || format != *m_pFormat) {
+        m_pFormat = std::make_shared<const StreamFormat>(std::move(format));
+    }
+    return true;
+}
+
+bool FifoSubscription::ReadFormat(StreamFormat& format)
+{
+    ESFormat es;
+    if ((m_isVideo ? m_reader.FillVdoFmt(es) : m_reader.FillAdoFmt(es)) != 0) {
+        return false; // logged; the next key frame may bring it
+    }
+    format.codec = m_reader.GetFifo()->GetCodec();
+    format.extra.assign(es.extraData, es.extraData + es.extraSize);
+    format.width = es.width;
+    format.height = es.height;
+    format.sampleRate = es.sampleRate;
+    format.channels = es.channels;
+    return m_isVideo || (format.sampleRate > 0 && format.channels > 0);
+}
