@@ -3,11 +3,12 @@
 #include "annexb.h"
 
 #include <algorithm>
+#include <cstring>
 #include <span>
 
 namespace {
 
-using Unit = std::span<const unsigned char>;
+using Bytes = std::span<const unsigned char>;
 
 constexpr int H264_SLICE_FIRST = 1;
 constexpr int H264_SLICE_LAST = 5;
@@ -17,20 +18,32 @@ constexpr int H265_SLICE_LAST = 31;
 constexpr int H265_VPS = 32;
 constexpr int H265_PPS = 34;
 
-/// Position behind the next start code at or after `from`; the size if there is none.
-std::size_t NextStart(Unit data, std::size_t from)
+/// What stands before the slices of a frame. The slices are not searched: they are most of it.
+struct Prefix {
+    struct Unit {
+        Bytes payload;
+        bool isParameterSet = false;
+    };
+
+    std::vector<Unit> units;
+    std::size_t size = 0;  ///< bytes before the first slice's start code
+    bool complete = false; ///< there is a parameter set of each kind
+};
+
+/// Position of the next start code's three bytes at or after `from`; the size if there is none.
+std::size_t NextStart(Bytes data, std::size_t from)
 {
     for (std::size_t i = from; i + 3 <= data.size(); ++i) {
         if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) {
-            return i + 3;
+            return i;
         }
     }
     return data.size();
 }
 
-int TypeOf(VideoCodec codec, Unit unit)
+int TypeOf(VideoCodec codec, unsigned char first)
 {
-    return codec == VideoCodec::H264 ? unit[0] & 0x1F : (unit[0] >> 1) & 0x3F;
+    return codec == VideoCodec::H264 ? first & 0x1F : (first >> 1) & 0x3F;
 }
 
 bool IsParameterSet(VideoCodec codec, int type)
@@ -51,37 +64,74 @@ unsigned AllKinds(VideoCodec codec)
     return codec == VideoCodec::H264 ? 1u << (H264_SPS & 7) | 1u << (H264_PPS & 7) : 7u;
 }
 
+Prefix ReadPrefix(VideoCodec codec, Bytes data)
+{
+    Prefix prefix;
+    unsigned kinds = 0;
+    std::size_t start = NextStart(data, 0);
+    prefix.size = start;
+    while (start + 3 < data.size()) {
+        const int type = TypeOf(codec, data[start + 3]);
+        if (IsSlice(codec, type)) {
+            break;
+        }
+        const std::size_t next = NextStart(data, start + 3);
+        std::size_t end = next;
+        while (end > start + 3 && data[end - 1] == 0) {
+            --end; // trailing zeros belong to the next start code
+        }
+        const bool isSet = IsParameterSet(codec, type);
+        kinds |= isSet ? 1u << (type & 7) : 0u;
+        prefix.units.push_back({data.subspan(start + 3, end - start - 3), isSet});
+        prefix.size = start = next;
+    }
+    prefix.complete = kinds == AllKinds(codec);
+    return prefix;
+}
+
+void Append(std::vector<unsigned char>& out, Bytes payload)
+{
+    out.insert(out.end(), {0, 0, 0, 1});
+    out.insert(out.end(), payload.begin(), payload.end());
+}
+
+bool Same(Bytes a, Bytes b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end());
+}
+
 } // namespace
 
 std::vector<unsigned char> ParameterSets(VideoCodec codec, const unsigned char* pData, std::size_t size)
 {
-    const Unit data(pData, size);
+    const Prefix prefix = ReadPrefix(codec, Bytes(pData, size));
     std::vector<unsigned char> sets;
-    std::vector<Unit> seen;
-    unsigned kinds = 0;
-    std::size_t begin = NextStart(data, 0);
-    while (begin < data.size()) {
-        const int type = TypeOf(codec, data.subspan(begin));
-        if (IsSlice(codec, type)) {
-            break; // parameter sets of a picture stand before its slices; the rest of a large frame is not
-                   // searched
+    std::vector<Bytes> seen;
+    for (const Prefix::Unit& unit : prefix.units) {
+        const bool known =
+            std::any_of(seen.begin(), seen.end(), [&](Bytes other) { return Same(unit.payload, other); });
+        if (prefix.complete && unit.isParameterSet && !known) {
+            seen.push_back(unit.payload);
+            Append(sets, unit.payload);
         }
-        const std::size_t next = NextStart(data, begin);
-        std::size_t end = next == data.size() ? next : next - 3;
-        while (end > begin && data[end - 1] == 0) {
-            --end; // trailing zeros belong to the next start code
-        }
-        const Unit unit = data.subspan(begin, end - begin);
-        const bool known = std::any_of(seen.begin(), seen.end(), [unit](Unit other) {
-            return std::equal(unit.begin(), unit.end(), other.begin(), other.end());
-        });
-        if (!unit.empty() && IsParameterSet(codec, type) && !known) {
-            seen.push_back(unit);
-            kinds |= 1u << (type & 7);
-            sets.insert(sets.end(), {0, 0, 0, 1});
-            sets.insert(sets.end(), unit.begin(), unit.end());
-        }
-        begin = next;
     }
-    return kinds == AllKinds(codec) ? sets : std::vector<unsigned char>();
+    return sets;
+}
+
+std::size_t DropParameterSets(VideoCodec codec, unsigned char* pData, std::size_t size)
+{
+    const Prefix prefix = ReadPrefix(codec, Bytes(pData, size));
+    if (!prefix.complete) {
+        return 0;
+    }
+    std::vector<unsigned char> kept;
+    for (const Prefix::Unit& unit : prefix.units) {
+        if (!unit.isParameterSet) {
+            Append(kept, unit.payload);
+        }
+    }
+    const std::size_t dropped =
+        prefix.size - kept.size(); // a set with its start code is longer than the added zeros
+    std::memcpy(pData + dropped, kept.data(), kept.size());
+    return dropped;
 }

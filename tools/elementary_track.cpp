@@ -3,6 +3,7 @@
 #include "elementary_track.h"
 
 #include <cstring>
+#include <span>
 
 #include "shmfifo.h"
 
@@ -66,6 +67,17 @@ int VideoFlags(bool key, int pictureType)
     }
 }
 
+/// The filter's extra data with start codes. Encoders leave notes of their own in it, which may be longer
+/// than what a decoder needs; those stay in the key frames.
+std::vector<unsigned char> VideoExtra(const AVCodecParameters& params)
+{
+    const VideoCodec codec = params.codec_id == AV_CODEC_ID_H264 ? VideoCodec::H264 : VideoCodec::H265;
+    const std::span<const unsigned char> all(params.extradata,
+                                             static_cast<std::size_t>(params.extradata_size));
+    std::vector<unsigned char> sets = ParameterSets(codec, all.data(), all.size());
+    return sets.empty() ? std::vector<unsigned char>(all.begin(), all.end()) : sets;
+}
+
 Trouble Failed(const std::string& what, int error)
 {
     return {EXIT_FOUND, what + ": " + AvErrorText(error)};
@@ -94,7 +106,7 @@ Trouble ElementaryTrack::Open(const AVCodecParameters& params, AVRational timeBa
     if (format.isVideo) {
         format.width = params.width;
         format.height = params.height;
-        format.extra.assign(m_pParams->extradata, m_pParams->extradata + m_pParams->extradata_size);
+        format.extra = VideoExtra(*m_pParams);
     } else {
         format.extra = AudioExtra(*m_pParams);
     }
@@ -186,7 +198,7 @@ void ElementaryTrack::TakeNewExtra(const AVPacket& packet)
     std::memcpy(pParams->extradata, pExtra, size);
     if (!OpenFilter(*pParams)) {
         TrackFormat format = *m_pFormat;
-        format.extra.assign(m_pParams->extradata, m_pParams->extradata + m_pParams->extradata_size);
+        format.extra = VideoExtra(*m_pParams);
         Adopt(std::move(format));
     }
 }

@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "annexb.h"
+#include "fifo_follow.h"
 #include "sysv_shm.h"
 #include "trouble.h"
 
@@ -17,12 +18,6 @@ constexpr std::chrono::milliseconds LOOK_PERIOD{500};
 constexpr int AUDIO_FORMAT_PERIOD = 50; ///< frames between two looks at the format of sound
 
 } // namespace
-
-int FramesBetween(int fromId, int toId)
-{
-    const int distance = toId - fromId;
-    return distance >= 0 ? distance : distance + SHM_FIFO_MAX_FRAME_ID + 1;
-}
 
 FifoSubscription::FifoSubscription(int key, bool isVideo, FrameTrace* pTrace)
     : m_key(key), m_isVideo(isVideo), m_pTrace(pTrace)
@@ -149,7 +144,7 @@ bool FifoSubscription::Count(RecordFrame& frame)
 {
     const std::int64_t ns = MonotonicNs();
     const int missing =
-        m_lastId == SHM_FIFO_NO_FRAME_ID ? 0 : FramesBetween(m_lastId, m_frameId) - 1 + (m_torn ? 1 : 0);
+        m_lastId == SHM_FIFO_NO_FRAME_ID ? 0 : FramesBetween(m_lastId, m_frameId) + (m_torn ? 1 : 0);
     if (missing > 0) {
         ++m_counts.jumps;
         m_counts.lost += missing;

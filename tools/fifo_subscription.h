@@ -19,9 +19,6 @@ struct ReadCounts {
     int attached = 0;   ///< how often the FIFO was attached
 };
 
-/// Frames from one to the other: IDs run 0..10000.
-int FramesBetween(int fromId, int toId);
-
 /// One reader of one FIFO. One thread at a time.
 class FifoSubscription {
 public:

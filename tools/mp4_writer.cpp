@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "annexb.h"
+
 namespace {
 
 constexpr int IO_BUFFER = 64 * 1024;
@@ -28,6 +30,11 @@ AVCodecID CodecOf(const std::string& name)
     return name == "PCMA" ? AV_CODEC_ID_PCM_ALAW : AV_CODEC_ID_PCM_MULAW;
 }
 
+VideoCodec VideoCodecOf(AVCodecID codec)
+{
+    return codec == AV_CODEC_ID_H264 ? VideoCodec::H264 : VideoCodec::H265;
+}
+
 int SetExtra(AVCodecParameters& params, const std::vector<unsigned char>& extra)
 {
     params.extradata = static_cast<unsigned char*>(av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
@@ -43,6 +50,10 @@ int FillVideo(AVCodecParameters& params, const StreamFormat& format)
 {
     params.codec_type = AVMEDIA_TYPE_VIDEO;
     params.codec_id = CodecOf(format.codec);
+    if (params.codec_id == AV_CODEC_ID_HEVC) {
+        params.codec_tag =
+            MKTAG('h', 'v', 'c', '1'); // parameter sets in the header alone, as most players want it
+    }
     params.width = format.width;
     params.height = format.height;
     return SetExtra(params, format.extra);
@@ -102,11 +113,14 @@ Trouble Mp4Writer::Open(int fd, const std::string& path, const StreamFormat* pVi
         avio_alloc_context(pBuffer, IO_BUFFER, 1, this, nullptr, &Mp4Writer::WriteOut, &Mp4Writer::SeekOut);
     m_pOutput->pb = m_pIo;
     m_pOutput->flags |= AVFMT_FLAG_FLUSH_PACKETS;
+    m_pOutput->avoid_negative_ts =
+        AVFMT_AVOID_NEG_TS_DISABLED; // they are not negative; shifting would part the tracks
     if (Trouble trouble = AddStreams(pVideo, pAudio)) {
         return trouble;
     }
     AvOptions options;
-    options.Set("movflags", "frag_keyframe+empty_moov+default_base_moof");
+    options.Set("movflags", "frag_keyframe+empty_moov+default_base_moof+frag_discont");
+    options.Set("use_editlist", "0");           // together with frag_discont: each track keeps its own start
     options.Set("frag_duration", "900000");     // with one more frame still a second at most
     options.Set("min_frag_duration", "500000"); // a stream of key frames is not cut at each of them
     error = avformat_write_header(m_pOutput, options.Pointer());
@@ -138,6 +152,12 @@ Trouble Mp4Writer::Write(RecordFrame& frame, long long dtsUs, long long ptsUs)
         return {};
     }
     AVPacket& packet = *frame.packet;
+    if (frame.isVideo && frame.key) {
+        const std::size_t dropped = DropParameterSets(VideoCodecOf(pStream->codecpar->codec_id), packet.data,
+                                                      static_cast<std::size_t>(packet.size));
+        packet.data += dropped;
+        packet.size -= static_cast<int>(dropped);
+    }
     packet.stream_index = pStream->index;
     packet.flags = frame.key ? AV_PKT_FLAG_KEY : 0;
     std::int64_t& last = m_lastDts[pStream->index];
@@ -209,7 +229,7 @@ std::int64_t Mp4Writer::SeekOut(void* pWriter, std::int64_t offset, int whence)
     return result < 0 ? AVERROR(errno) : result;
 }
 
-int ReorderDepth(const StreamFormat& video)
+int ReorderDepth(const StreamFormat& video, const AVPacket& keyFrame)
 {
     const AVCodec* const pCodec = avcodec_find_decoder(CodecOf(video.codec));
     const AvCodec pContext(avcodec_alloc_context3(pCodec));
@@ -217,9 +237,17 @@ int ReorderDepth(const StreamFormat& video)
         return 0;
     }
     const AvParams pParams(avcodec_parameters_alloc());
+    const AvFrame pPicture(av_frame_alloc());
     if (FillVideo(*pParams, video) < 0 || avcodec_parameters_to_context(pContext.get(), pParams.get()) < 0) {
         return 0;
     }
     pContext->thread_count = 1;
-    return avcodec_open2(pContext.get(), pCodec, nullptr) < 0 ? 0 : std::max(pContext->has_b_frames, 0);
+    if (avcodec_open2(pContext.get(), pCodec, nullptr) < 0) {
+        return 0;
+    }
+    if (avcodec_send_packet(pContext.get(), &keyFrame) >= 0) {
+        static_cast<void>(
+            avcodec_receive_frame(pContext.get(), pPicture.get())); // may need more; its header is read
+    }
+    return std::max(pContext->has_b_frames, 0);
 }

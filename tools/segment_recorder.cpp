@@ -69,7 +69,7 @@ Trouble SegmentRecorder::AddVideo(RecordFrame&& frame)
         m_pVideoFormat = frame.format;
         m_segmentEpoch = frame.epoch;
         m_startUs = frame.ptsUs;
-        m_depth = ReorderDepth(*m_pVideoFormat);
+        m_depth = ReorderDepth(*m_pVideoFormat, *frame.packet);
     }
     if (!m_holding) {
         const long long dtsUs = m_clock.Next(frame.ptsUs);
