@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/notification/notificationwebhook_test.cpp - webhooks stored and checked.
+#include "notificationwebhook.h"
+
+#include <gtest/gtest.h>
+
+#include "package/db.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+
+namespace {
+
+class NotificationWebhookTest : public ::testing::Test {
+protected:
+    NotificationWebhookTest()
+    {
+        m_webhook.Get<WEBHOOK_INFO_NAME>() = "Gate 'A'; DROP TABLE webhook;--";
+        m_webhook.Get<WEBHOOK_INFO_URL>() = "https://hooks.example.net/a?b=c";
+        m_webhook.Get<WEBHOOK_INFO_TOKEN>() = "t'oken";
+    }
+
+    TempRoot m_root;
+    LogCapture m_log;
+    NotificationWebhook m_webhook;
+};
+
+// Catches: a record whose columns are not those of the table, or an id that is not stored back.
+TEST_F(NotificationWebhookTest, RecordIsInsertedOnceThenUpdatedAndDeleted)
+{
+    ASSERT_EQ(m_webhook.Save(), 0);
+    const int id = m_webhook.Id();
+    ASSERT_GT(id, 0);
+    m_webhook.Get<WEBHOOK_INFO_ENABLED>() = false;
+    m_webhook.Get<WEBHOOK_INFO_HEADERS>() = "X-A: 1\nX-B: 2";
+    ASSERT_EQ(m_webhook.Save(), 0);
+
+    std::list<NotificationWebhook> all;
+    ASSERT_EQ(NotificationWebhook::GetAll(all), 0);
+    ASSERT_EQ(all.size(), 1u) << "the second Save() must not insert";
+    EXPECT_EQ(all.front().GetJson(), m_webhook.GetJson());
+    NotificationWebhook loaded;
+    ASSERT_EQ(loaded.Load(id), 0);
+    EXPECT_EQ(loaded.GetJson(), m_webhook.GetJson());
+
+    NotificationWebhook other = m_webhook;
+    other.Get<WEBHOOK_INFO_ID>() = -1;
+    ASSERT_EQ(other.Save(), 0);
+    ASSERT_EQ(m_webhook.Delete(), 0);
+    EXPECT_EQ(m_webhook.Id(), -1);
+    EXPECT_EQ(loaded.Load(id), -1);
+    EXPECT_EQ(m_log.TakeText("include/"), "include/dbmapping SetFieldsFromSQL: Failed to get result.\n");
+    EXPECT_EQ(loaded.Load(other.Id()), 0) << "only one row is deleted";
+}
+
+// Catches: a failed insert that gives the record an id, as if it were stored.
+TEST_F(NotificationWebhookTest, FailedSaveLeavesTheRecordUnstored)
+{
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "DROP TABLE webhook"), 0);
+    std::list<NotificationWebhook> all;
+    EXPECT_EQ(m_webhook.Save(), -1);
+    EXPECT_EQ(m_webhook.Id(), -1);
+    EXPECT_EQ(NotificationWebhook::GetAll(all), -1);
+    m_webhook.Get<WEBHOOK_INFO_ID>() = 3;
+    EXPECT_EQ(m_webhook.Save(), -1);
+    EXPECT_NE(m_log.TakeText("include/")
+                  .find("ExecuteSQL: Failed to execute command: UPDATE webhook SET name = "
+                        "'Gate ''A''; DROP TABLE webhook;--',provider = 0,"),
+              std::string::npos);
+}
+
+// Catches: JSON that moves a record to another row.
+TEST_F(NotificationWebhookTest, JsonNeverSetsTheId)
+{
+    Json::Value json = m_webhook.GetJson();
+    json["id"] = 99;
+    json["name"] = "other";
+    EXPECT_EQ(m_webhook.SetByJson(json), 0);
+    EXPECT_EQ(m_webhook.Id(), -1);
+    EXPECT_EQ(m_webhook.Get<WEBHOOK_INFO_NAME>(), "other");
+}
+
+struct CheckCase {
+    const char* what;
+    const char* column;
+    Json::Value value;
+    const char* complaint; ///< start of it; empty: the value is fine
+};
+class WebhookCheckTest : public NotificationWebhookTest, public ::testing::WithParamInterface<CheckCase> {};
+
+// Catches: a value that no request can be made of and that is accepted, or a good one that is refused.
+TEST_P(WebhookCheckTest, ValueIsJudged)
+{
+    Json::Value json(Json::objectValue);
+    json[GetParam().column] = GetParam().value;
+    ASSERT_EQ(m_webhook.SetByJson(json), 0);
+    const std::string complaint = m_webhook.Check();
+    EXPECT_EQ(complaint.empty(), GetParam().complaint[0] == '\0') << complaint;
+    EXPECT_TRUE(complaint.starts_with(GetParam().complaint)) << complaint;
+}
+INSTANTIATE_TEST_SUITE_P(
+    Webhook, WebhookCheckTest,
+    ::testing::Values(CheckCase{"AsMade", "enabled", true, ""},
+                      CheckCase{"BlankName", "name", " \t", "name [ \t]: "},
+                      CheckCase{"UpperCaseScheme", "webhook_url", "HTTP://h", ""},
+                      CheckCase{"OtherScheme", "webhook_url", "ftp://h/", "webhook_url [ftp://h/]: "},
+                      CheckCase{"NoHost", "webhook_url", "http:///x", "webhook_url [http:///x]: "},
+                      CheckCase{"SchemeOnly", "webhook_url", "https://", "webhook_url [https://]: "},
+                      CheckCase{"UrlWithLineFeed", "webhook_url", "http://h/\nHost: evil", "webhook_url ["},
+                      CheckCase{"NoHostUrl", "host_access_url", "", ""},
+                      CheckCase{"BadHostUrl", "host_access_url", "h:80", "host_access_url [h:80]: "},
+                      CheckCase{"UnknownMethod", "webhook_req_method", 4, "webhook_req_method [4]: "},
+                      CheckCase{"UnknownType", "http_content_type", -1, "http_content_type [-1]: "},
+                      CheckCase{"UnknownProvider", "provider", 2, "provider [2]: "},
+                      CheckCase{"Headers", "headers", "A-b: c: d\nE:\n", ""},
+                      CheckCase{"HeaderWithoutColon", "headers", "A: b\nnonsense", "headers ["},
+                      CheckCase{"HeaderWithReturn", "headers", "A: b\r\nC: d", "headers ["}),
+    [](const auto& testCase) { return std::string(testCase.param.what); });
+
+} // namespace
