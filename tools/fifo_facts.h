@@ -3,7 +3,6 @@
 // says. Everything here looks only; a scribbled header gives odd numbers, never a crash.
 #pragma once
 
-
 #include <string>
 #include <vector>
 

@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/fifo_read_test.cpp - vx fifo tail and cat on a FIFO that flows, jumps, closes and comes back.
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "support/ipc_keys.h"
+#include "support/temp_root.h"
+#include "test_writer.h"
+#include "vx_process.h"
+
+namespace {
+
+class FifoReadTest : public ::testing::Test {
+protected:
+    std::string Key() const { return std::to_string(m_keys.First()); }
+
+    /// Writes frames 0 to count-1 once a reader is there, with 30 slots and a pace that a reader on a busy
+    /// machine can follow, and removes the FIFO.
+    std::function<int(Channel&)> PacedWriter(int count) const
+    {
+        const auto work = [count](ShmStreamFifo& fifo, Channel& channel) {
+            channel.Send('R');
+            AwaitReaders(fifo, 1);
+            for (int n = 0; n < count; ++n) {
+                WriteTestFrame(fifo, n);
+                ::usleep(n == 0 ? SETTLE_US
+                                : 8000); // a reader that is late for its first frame starts with another
+            }
+            ::usleep(SETTLE_US); // the reader takes the last ones before the FIFO closes
+        };
+        return TestWriter(m_keys.First(), work, 30);
+    }
+
+    static constexpr int SETTLE_US = 300000;
+
+    static std::vector<Json::Value> Lines(const std::string& text)
+    {
+        std::vector<Json::Value> lines;
+        std::istringstream in(text);
+        std::string line;
+        while (std::getline(in, line)) {
+            std::istringstream one(line);
+            lines.emplace_back();
+            std::string problem;
+            EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), one, &lines.back(), &problem))
+                << line;
+        }
+        return lines;
+    }
+
+    static std::vector<Json::Value> Events(const std::string& text, const std::string& name)
+    {
+        std::vector<Json::Value> events = Lines(text);
+        std::erase_if(events, [&name](const Json::Value& line) { return line["event"] != name; });
+        return events;
+    }
+
+    TempRoot m_root;
+    IpcKeys m_keys;
+};
+
+// Catches: a frame left out, given twice, or shown with another frame's numbers; a tail that outlives the
+// FIFO.
+TEST_F(FifoReadTest, TailGivesEveryFrameOnceAndEndsWithTheFifo)
+{
+    ChildProcess writer(PacedWriter(40));
+    ASSERT_EQ(writer.Receive(), 'R');
+    const std::string trace = (m_root.Path() / "trace").string();
+    VxProcess tail({"fifo", "tail", Key(), "--once", "--json", "--trace", trace});
+    const VxResult result = tail.Finish();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    int next = 0;
+    for (const Json::Value& line : Lines(result.out)) {
+        if (line.isMember("id")) {
+            EXPECT_EQ(line["id"].asInt(), next);
+            EXPECT_EQ(line["size"].asUInt(), TestFrame(next).size());
+            EXPECT_EQ(line["timestamp"].asInt(), next * 40000);
+            EXPECT_EQ(line["type"].asString(), next % TEST_GOP == 0 ? "I" : "P");
+            ++next;
+        }
+    }
+    EXPECT_EQ(next, 40);
+    EXPECT_EQ(Events(result.out, "closed").size(), 1u);
+    std::ifstream in(trace);
+    EXPECT_EQ(std::count(std::istreambuf_iterator<char>(in), {}, '\n'), 40);
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+// Catches: a joiner that waits for the next key frame although the newest one is kept for it.
+TEST_F(FifoReadTest, LateJoinerHasAKeyFrameAtOnce)
+{
+    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+        for (int n = 0; n < 17; ++n) {
+            WriteTestFrame(fifo, n);
+        }
+        channel.Send('W');
+        AwaitReaders(fifo, 1);
+        ::usleep(300000); // the FIFO stays while the reader reads
+    }));
+    ASSERT_EQ(writer.Receive(), 'W');
+    const VxResult result = RunVx({"fifo", "tail", Key(), "--from-key", "-n7", "--json"});
+    const std::vector<Json::Value> lines = Lines(result.out);
+    ASSERT_EQ(lines.size(), 9u) << result.out << result.err; // attached, frames 10 to 16, end
+    EXPECT_EQ(lines[1]["id"], 10);
+    EXPECT_EQ(lines[7]["id"], 16);
+    EXPECT_TRUE(lines[8]["firstIsKey"].asBool());
+    EXPECT_LE(lines[8]["firstFrameMs"].asDouble(), 50.0);
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+// Catches: a jump that is not told, a wrong count of lost frames, a reader that stays behind after it was
+// frozen.
+TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
+{
+    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+        channel.Send('R');
+        AwaitReaders(fifo, 1);
+        for (int n = 0; n < 200; ++n) {
+            WriteTestFrame(fifo, n);
+            ::usleep(n == 0 ? SETTLE_US : 4000);
+            if (n == 20) {
+                channel.Send('F');
+                AwaitReaders(fifo, 2); // until it is frozen
+            }
+            if (n == 120) {
+                channel.Send('G');
+            }
+        }
+        ::usleep(SETTLE_US);
+    }));
+    ASSERT_EQ(writer.Receive(), 'R');
+    VxProcess tail({"fifo", "tail", Key(), "--once", "--json"});
+    ASSERT_EQ(writer.Receive(), 'F');
+    tail.Signal(SIGSTOP);
+    TellWriter(m_keys.First());
+    ASSERT_EQ(writer.Receive(), 'G');
+    tail.Signal(SIGCONT);
+    const VxResult result = tail.Finish();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    const std::vector<Json::Value> jumps = Events(result.out, "jump");
+    ASSERT_GE(jumps.size(), 1u);
+    EXPECT_GE(jumps[0]["lost"].asInt(), 80);
+    EXPECT_EQ(jumps[0]["to"].asInt() - jumps[0]["from"].asInt() - 1, jumps[0]["lost"].asInt());
+    const Json::Value end = Events(result.out, "end").at(0);
+    EXPECT_EQ(end["frames"].asInt() + end["lost"].asInt(), 200) << "every frame is read or counted as lost";
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+// Catches: a tail that goes on looking at the segment of a writer that was killed and replaced.
+TEST_F(FifoReadTest, TailFollowsToTheNextWriter)
+{
+    const auto writerOf = [this](int first) {
+        return TestWriter(m_keys.First(), [first](ShmStreamFifo& fifo, Channel& channel) {
+            channel.Send('R');
+            AwaitReaders(fifo, 1);
+            WriteTestFrame(fifo, first);
+            Forever();
+        });
+    };
+    ChildProcess dead(writerOf(7));
+    ASSERT_EQ(dead.Receive(), 'R');
+    VxProcess tail({"fifo", "tail", Key(), "-n2", "--json"});
+    ASSERT_TRUE(tail.WaitForOutput("280000")); // the timestamp of frame number 7
+    dead.Kill(SIGKILL);
+    ChildProcess next(writerOf(8));
+    const VxResult result = tail.Finish();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(Events(result.out, "attached").size(), 2u);
+    EXPECT_NE(result.out.find("320000"), std::string::npos) << result.out;
+    next.Kill(SIGKILL);
+    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+}
+
+// Catches: bytes lost, doubled or changed on the way to the pipe, parameter sets missing in front.
+TEST_F(FifoReadTest, CatGivesTheStreamByteForByte)
+{
+    ChildProcess writer(PacedWriter(60));
+    ASSERT_EQ(writer.Receive(), 'R');
+    const VxResult result = VxProcess({"fifo", "cat", Key(), "--once"}).Finish();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    std::string expected = TEST_PARAMETER_SETS;
+    for (int n = 0; n < 60; ++n) {
+        expected += TestFrame(n);
+    }
+    EXPECT_EQ(result.out.size(), expected.size());
+    EXPECT_TRUE(result.out == expected);
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+// Catches: pictures behind a gap whose references a decoder never got; changed parameter sets that are left
+// out.
+TEST_F(FifoReadTest, CatGoesOnAtAKeyFrameAfterAJump)
+{
+    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+        channel.Send('R');
+        AwaitReaders(fifo, 1);
+        WriteTestFrame(fifo, 0);
+        AwaitReaders(fifo, 2); // until it is frozen
+        for (int n = 1; n < 35; ++n) {
+            WriteTestFrame(fifo, n);
+        }
+        fifo.SetExtra(reinterpret_cast<const unsigned char*>("new"), 3);
+        channel.Send('C');
+        for (int n = 35; n < 45; ++n) {
+            ::usleep(50000);
+            WriteTestFrame(fifo, n);
+        }
+        ::usleep(SETTLE_US);
+    }));
+    ASSERT_EQ(writer.Receive(), 'R');
+    VxProcess cat({"fifo", "cat", Key(), "--once"});
+    ASSERT_TRUE(cat.WaitForOutput(TestFrame(0)));
+    cat.Signal(SIGSTOP);
+    TellWriter(m_keys.First());
+    ASSERT_EQ(writer.Receive(), 'C');
+    cat.Signal(SIGCONT);
+    const VxResult result = cat.Finish();
+    std::string expected = TEST_PARAMETER_SETS + TestFrame(0) + "new";
+    for (int n = 40; n < 45; ++n) {
+        expected += TestFrame(n);
+    }
+    EXPECT_TRUE(result.out == expected) << result.out.size() << " bytes for " << expected.size();
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+// Catches: transport headers with a wrong length or rate, which no decoder finds its way through.
+TEST_F(FifoReadTest, CatGivesAacWithTransportHeaders)
+{
+    ChildProcess writer([this](Channel& channel) {
+        ShmFifoHandler handler;
+        ShmStreamFifo* const pFifo = handler.GetStreamFifo(m_keys.First(), 4096, 10);
+        if (pFifo == nullptr) {
+            return 1;
+        }
+        pFifo->SetCodec("MPEG4-GENERIC");
+        pFifo->SetExtra(reinterpret_cast<const unsigned char*>("48000|2|\x11\x90"), 10);
+        channel.Send('R');
+        AwaitReaders(*pFifo, 1);
+        std::vector<unsigned char> frame(100, 0xAB);
+        pFifo->WriteData(frame.data(), 100, 0, MEDIA_ES_AUDIO, FRAME_I, 1);
+        ::usleep(SETTLE_US);
+        return 0;
+    });
+    ASSERT_EQ(writer.Receive(), 'R');
+    const VxResult result = RunVx({"fifo", "cat", Key(), "-n1"});
+    // Low complexity, index 3 (48000 Hz), two channels, 107 bytes with the header.
+    EXPECT_EQ(result.out.substr(0, 7), std::string("\xFF\xF1\x4C\x80\x0D\x7F\xFC", 7));
+    EXPECT_EQ(result.out.substr(7), std::string(100, '\xAB')) << result.err;
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+// Catches: a player that is closed and makes cat fail or die of a signal; a stream poured over a terminal.
+TEST_F(FifoReadTest, CatEndsQuietlyWithItsReaderAndSparesTerminals)
+{
+    ChildProcess writer(PacedWriter(60));
+    ASSERT_EQ(writer.Receive(), 'R');
+    VxProcess cat({"fifo", "cat", Key()});
+    ASSERT_TRUE(cat.WaitForOutput(TEST_PARAMETER_SETS));
+    cat.CloseOutput();
+    const VxResult closed = cat.Finish();
+    EXPECT_EQ(closed.exitCode, 0) << "signal " << closed.signal;
+    EXPECT_EQ(closed.err, "");
+
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_TRUE(terminal >= 0 && ::grantpt(terminal) == 0 && ::unlockpt(terminal) == 0);
+    const int side = ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(side, 0);
+    EXPECT_EQ(VxProcess({"fifo", "cat", Key()}, side).Finish().exitCode, 4);
+    ::close(side);
+    ::close(terminal);
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
+} // namespace
