@@ -49,6 +49,7 @@ bool AddResults(const std::string& path, Results& results)
     std::ifstream file(path);
     Json::Value root;
     Json::CharReaderBuilder builder;
+    builder["allowSpecialFloats"] = true; // the spread of a counter that is always 0
     std::string errors;
     if (!file || !Json::parseFromStream(builder, file, &root, &errors)) {
         std::fprintf(stderr, "benchreport: %s: not a result file: %s\n", path.c_str(), errors.c_str());
