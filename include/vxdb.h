@@ -175,7 +175,10 @@ void SqlExpr::Append(const auto& operand)
     static_assert(IS_BARE_TEXT || SqlOperand<T>,
                   "an SQL expression takes const char*, integers, bool, enumerations, wrapped strings, "
                   "and adaptors and other expressions that are moved into it");
-    if constexpr (std::is_pointer_v<T>) {
+    if constexpr (std::is_same_v<decltype(operand), const char(&)[2]>) {
+        m_segments.Append(
+            std::string_view(operand, operand[0] == '\0' ? 0 : 1)); // a separator: no call for it
+    } else if constexpr (std::is_pointer_v<T>) {
         AppendText(operand);
     } else if constexpr (std::same_as<T, bool>) {
         m_segments.Append(operand ? "1" : "0");
