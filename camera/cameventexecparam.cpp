@@ -297,17 +297,27 @@ bool CamEventExecParam::IsAppTrig(int index) const noexcept
 
 // ---- door, time-lapse
 
+bool CamEventExecParam::IsDoorTime(std::time_t time, std::time_t now) noexcept
+{
+    return std::fabs(std::difftime(now, time)) <= DOOR_TIME_SEC;
+}
+
 bool CamEventExecParam::IsWithinDoorTime(std::time_t time) noexcept
 {
-    return std::fabs(std::difftime(GetWallTimeSec(), time)) <= DOOR_TIME_SEC;
+    return IsDoorTime(time, GetWallTimeSec());
 }
 
 void CamEventExecParam::UpdateDoorActTime(int port) noexcept
 {
+    UpdateDoorActTimeAt(port, GetWallTimeSec());
+}
+
+void CamEventExecParam::UpdateDoorActTimeAt(int port, std::time_t now) noexcept
+{
     if (DOBecomeActivate(port - 1)) {
-        m_doorUnlockTime = GetWallTimeSec();
+        m_doorUnlockTime = now;
     } else if (DOBecomeInactivate(port - 1)) {
-        m_doorLockTime = GetWallTimeSec();
+        m_doorLockTime = now;
     }
 }
 

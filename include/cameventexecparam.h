@@ -148,6 +148,13 @@ public:
     void SetDoorAcsTime(std::time_t time) noexcept { m_doorAcsTime = time; }
     /// Output port-1 moved: its activation unlocked the door now, its release locked it now.
     void UpdateDoorActTime(int port) noexcept;
+    /// The same at a time that is given, for a day that is replayed.
+    void UpdateDoorActTimeAt(int port, std::time_t now) noexcept;
+    std::time_t GetDoorAcsTime() const noexcept { return m_doorAcsTime; }
+    std::time_t GetDoorLockTime() const noexcept { return m_doorLockTime; }
+    std::time_t GetDoorUnlockTime() const noexcept { return m_doorUnlockTime; }
+    /// Whether a door time counts as now: at most three seconds before or after.
+    static bool IsDoorTime(std::time_t time, std::time_t now) noexcept;
     bool IsDoorAcsTrig() const noexcept { return IsWithinDoorTime(m_doorAcsTime); }
     bool IsDoorLockTrig() const noexcept { return IsWithinDoorTime(m_doorLockTime); }
     bool IsDoorUnlockTrig() const noexcept { return IsWithinDoorTime(m_doorUnlockTime); }
