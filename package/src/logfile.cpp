@@ -62,6 +62,11 @@ int AboveStandard(int fd) noexcept
     return higher;
 }
 
+int OpenForAppending(const char* path) noexcept
+{
+    return AboveStandard(::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0640));
+}
+
 ssize_t WriteOnce(int fd, bool endTornLine, std::string_view line) noexcept
 {
     static constexpr char NEWLINE[] = "\n";
@@ -132,8 +137,9 @@ void LogFile::Open(std::int64_t second) noexcept
     }
     m_checkedSecond = second;
     m_target = Target::STANDARD_ERROR;
-    m_fd = STDERR_FILENO;
+    m_fd = -1;
     if (SettingOf("VX_LOG_STDERR") != nullptr || OpenFile() != 0) {
+        m_fd = STDERR_FILENO;
         return;
     }
     m_target = Target::LOG_FILE;
@@ -147,6 +153,7 @@ try {
     if (logDir.empty() || std::max(logDir.size(), runDir.size()) > PATH_SIZE - 32) {
         return -1;
     }
+    std::snprintf(m_folder, PATH_SIZE, "%s", logDir.c_str());
     std::snprintf(m_path, PATH_SIZE, "%s/vx.log", logDir.c_str());
     std::snprintf(m_lockPath, PATH_SIZE, "%s/vx.log.lock", logDir.c_str());
     m_maxBytes = NumberSetting("VX_LOG_MAX_BYTES", DEFAULT_MAX_BYTES, SMALLEST_MAX_BYTES, LARGEST_MAX_BYTES);
@@ -154,7 +161,6 @@ try {
     if (m_pShare == nullptr && !runDir.empty()) {
         OpenShare();
     }
-    m_fd = -1;
     return Reopen();
 } catch (const std::exception&) {
     return -1;
@@ -179,7 +185,11 @@ int LogFile::Reopen() noexcept
 {
     // Read first: a rotation between here and open() only makes the next line open once more.
     const std::uint32_t generation = Word(Share().generation).load(std::memory_order_acquire);
-    const int fd = AboveStandard(::open(m_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0640));
+    int fd = OpenForAppending(m_path);
+    if (fd < 0 && errno == ENOENT) { // the folder was removed by hand
+        ::mkdir(m_folder, 0750);
+        fd = OpenForAppending(m_path);
+    }
     if (fd < 0) {
         return m_fd >= 0 ? 0 : -1; // the rotated file still takes lines
     }

@@ -73,6 +73,7 @@ private:
     std::int64_t m_rotateFailedSecond = -1;
     LogShare* m_pShare = nullptr; // null: the share could not be mapped, and every line looks at the file
     LogShare m_ownShare{};
+    char m_folder[PATH_SIZE] = {};
     char m_path[PATH_SIZE] = {};
     char m_lockPath[PATH_SIZE] = {};
 };

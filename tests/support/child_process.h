@@ -55,6 +55,8 @@ public:
         return ::poll(&waited, 1, timeoutMs) == 1 && ::read(m_fd, &letter, 1) == 1 ? letter : '\0';
     }
 
+    pid_t Pid() const noexcept { return m_pid; }
+
     void Signal(int signal) const noexcept
     {
         if (m_pid > 0) {

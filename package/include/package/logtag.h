@@ -11,7 +11,8 @@
 ///   path as the compiler has it                  tag
 ///   a header below a folder named include        include/NAME, wherever it is installed
 ///   relative (the build strips the project root) the path itself
-///   absolute, or starting with ../               the last folder and the name (three levels below dva/)
+///   absolute, or starting with ../               the last folder and the name (and the one above src and
+///   below dva)
 ///
 /// A structural type, so that one path has one copy in a program.
 template <std::size_t N>
@@ -69,16 +70,23 @@ private:
 
     static consteval std::string_view LastFolders(std::string_view path)
     {
-        std::size_t cut = path.rfind('/');
-        for (int level = 1; level < 3 && cut != path.npos && cut != 0; ++level) {
-            const std::size_t above = path.rfind('/', cut - 1);
-            if (level == 2 && path.substr(above + 1, cut - above - 1) != "dva") {
-                return path.substr(cut + 1);
-            }
-            cut = above;
+        std::string_view above = Folder(path);
+        const std::string_view folder = Name(above);
+        above = Folder(above);
+        if (folder == "src" || Name(above) == "dva") {
+            above = Folder(above);
         }
-        return path.substr(cut + 1);
+        const std::size_t cut = above.empty() ? 0 : above.size() + 1;
+        return path.starts_with('/') && cut == 0 ? path.substr(1) : path.substr(cut);
     }
+
+    static consteval std::string_view Folder(std::string_view path)
+    {
+        const std::size_t slash = path.rfind('/');
+        return slash == path.npos ? std::string_view() : path.substr(0, slash);
+    }
+
+    static consteval std::string_view Name(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 };
 
 /// The tag of the file in which this macro is written; a NUL-terminated text that lives as long as the

@@ -1,0 +1,321 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/package/logprocess_test.cpp - many processes, one configuration and one log.
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <set>
+
+#include "package/dbglogctl.h"
+#include "support/child_process.h"
+#include "support/log_root.h"
+#include "vxlog.h"
+
+namespace {
+
+/// Words that all processes of a test see.
+struct SharedWords {
+    std::atomic<int> step{0};
+    std::atomic<int> written[32]{};
+};
+class Shared {
+public:
+    Shared()
+        : m_pWords(new (::mmap(nullptr, sizeof(SharedWords), PROT_READ | PROT_WRITE,
+                               MAP_SHARED | MAP_ANONYMOUS, -1, 0)) SharedWords)
+    {}
+    ~Shared() { ::munmap(m_pWords, sizeof(SharedWords)); }
+    Shared(const Shared&) = delete;
+    Shared& operator=(const Shared&) = delete;
+    SharedWords* operator->() const { return m_pWords; }
+    void WaitForStep(int step) const
+    {
+        while (m_pWords->step.load() < step) {
+            ::usleep(200);
+        }
+    }
+
+private:
+    SharedWords* m_pWords;
+};
+
+bool Wanted(int level)
+{
+    return VxLogWanted(LOG_CATEG_SHMFIFO, static_cast<LOG_LEVEL>(level));
+}
+
+using Children = std::vector<std::unique_ptr<ChildProcess>>;
+
+// Catches: a process that goes on with old thresholds, or with an old pid list, until it is started again.
+TEST(DbgLogCfgTest, FiftyRunningProcessesObeyAtTheirNextCall)
+{
+    LogRoot root;
+    ASSERT_EQ(CreateDbgLogCfg(3), 0);
+    Shared shared;
+    Children children;
+    for (int i = 0; i < 50; ++i) {
+        children.push_back(std::make_unique<ChildProcess>([&](Channel& toParent) {
+            for (int step = 0; step < 5; ++step) {
+                shared.WaitForStep(step);
+                toParent.Send(Wanted(5) ? 'y' : 'n');
+            }
+            return 0;
+        }));
+    }
+    std::string answers(children.size(), ' ');
+    const auto all = [&] {
+        std::transform(children.begin(), children.end(), answers.begin(),
+                       [](auto& child) { return child->Receive(); });
+        return answers;
+    };
+    EXPECT_EQ(all(), std::string(50, 'n'));
+    ASSERT_EQ(SetDbgLogThreshold(LOG_CATEG_SHMFIFO, 5), 0);
+    shared->step = 1;
+    EXPECT_EQ(all(), std::string(50, 'y'));
+    ASSERT_EQ(SetDbgLogThreshold(DBGLOG_ALL_CATEGS, 4), 0);
+    shared->step = 2;
+    EXPECT_EQ(all(), std::string(50, 'n'));
+    const std::int32_t first = children[0]->Pid();
+    ASSERT_EQ(SetDbgLogPids(&first, 1), 0);
+    shared->step = 3;
+    EXPECT_EQ(all(), "n" + std::string(49, 'y'));
+    ASSERT_EQ(SetDbgLogPids(nullptr, 0), 0);
+    shared->step = 4;
+    EXPECT_EQ(all(), std::string(50, 'n'));
+}
+
+// Catches: a moment between two pid lists in which a process that is in neither is silenced.
+TEST(DbgLogCfgTest, ListIsNeverEmptyOrForeignWhileItChanges)
+{
+    LogRoot root;
+    ASSERT_EQ(CreateDbgLogCfg(0), 0);
+    const std::int32_t lists[2][5] = {{1, 2, 3, 4, 5}, {6, 7, 8, 9, 10}};
+    ASSERT_EQ(SetDbgLogPids(lists[0], 1), 0);
+    Shared shared;
+    ChildProcess bystander([&](Channel& toParent) {
+        ReinitDbgLogCfg();
+        toParent.Send('r');
+        while (shared->step.load() == 0) {
+            if (!Wanted(7)) {
+                return 1;
+            }
+        }
+        return 0;
+    });
+    ASSERT_EQ(bystander.Receive(), 'r');
+    for (int i = 0; i < 5000; ++i) {
+        ASSERT_EQ(SetDbgLogPids(lists[i % 2], 1 + i % 5), 0);
+    }
+    shared->step = 1;
+    EXPECT_EQ(bystander.Wait(), 0);
+}
+
+// Catches: arguments that would damage the record; an existing record overwritten; a useless one kept.
+TEST(DbgLogCfgTest, RecordIsMadeOnceAndGuarded)
+{
+    LogRoot root;
+    EXPECT_EQ(SetDbgLogThreshold(62, 3), -1);
+    EXPECT_EQ(errno, ENOENT);
+    std::filesystem::create_directories(root.CfgPath().parent_path());
+    std::ofstream(root.CfgPath()) << "short";
+    Children children;
+    for (int i = 0; i < 8; ++i) {
+        children.push_back(std::make_unique<ChildProcess>([i](Channel&) {
+            return CreateDbgLogCfg(i % 8) == 0 && SetDbgLogThreshold(100 + i, 7) == 0 ? 0 : 1;
+        }));
+    }
+    for (auto& child : children) {
+        EXPECT_EQ(child->Wait(), 0);
+    }
+    ReinitDbgLogCfg();
+    ASSERT_NE(g_pDbgLogCfg, nullptr);
+    EXPECT_EQ(std::filesystem::file_size(root.CfgPath()), sizeof(DbgLogCfg));
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(g_pDbgLogCfg->threshold[100 + i], 7) << i; // set in the one record, not in a lost one
+    }
+    const DbgLogCfg before = *g_pDbgLogCfg;
+    const std::int32_t bad[] = {1, 0};
+    EXPECT_EQ(SetDbgLogThreshold(512, 3), -1);
+    EXPECT_EQ(SetDbgLogThreshold(-2, 3), -1);
+    EXPECT_EQ(SetDbgLogThreshold(62, 8), -1);
+    EXPECT_EQ(SetDbgLogPids(bad, 2), -1);
+    EXPECT_EQ(SetDbgLogPids(bad, 511), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(std::memcmp(&before, g_pDbgLogCfg, sizeof before), 0);
+}
+
+/// The numbers that each of the writers wrote, over all files of the log; a line of any other form is a
+/// failure.
+using Numbers = std::map<int, std::set<int>>;
+void CollectNumbers(const LogRoot& root, Numbers& numbers)
+{
+    std::set<std::pair<int, int>> here;
+    for (const auto& entry : std::filesystem::directory_iterator(root.LogPath().parent_path())) {
+        for (const std::string& line : LinesOf(entry.path())) {
+            int writer = -1;
+            int number = -1;
+            char end = 0;
+            const auto text = line.find("Write: ");
+            const bool whole =
+                text != line.npos && line.back() == '>' &&
+                std::sscanf(line.c_str() + text, "Write: <%d %d%c", &writer, &number, &end) == 3;
+            EXPECT_TRUE(whole && end == '>') << entry.path() << ": " << line;
+            EXPECT_TRUE(here.emplace(writer, number).second) << "doubled: " << line;
+            numbers[writer].insert(number);
+        }
+    }
+}
+
+void Write(int writer, int number)
+{
+    VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "<%d %d>\n", writer, number);
+}
+
+// Catches: lines lost, doubled or mixed while many processes write and whoever fills the file rotates it.
+TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
+{
+    constexpr int WRITERS = 4;
+    constexpr int ROUNDS = 1000;
+    constexpr int LINES = 14; // of each writer in a round: more than one file, less than two
+    LogRoot root("4096", "2");
+    ASSERT_EQ(CreateDbgLogCfg(7), 0);
+    Shared shared;
+    Children children;
+    for (int writer = 0; writer < WRITERS; ++writer) {
+        children.push_back(std::make_unique<ChildProcess>([&shared, writer](Channel& toParent) {
+            for (int round = 0; round < ROUNDS; ++round) {
+                while (shared->step.load() <= round) {
+                    ::sched_yield();
+                }
+                for (int i = 0; i < LINES; ++i) {
+                    Write(writer, round * LINES + i);
+                }
+                toParent.Send('d');
+            }
+            return 0;
+        }));
+    }
+    Numbers numbers;
+    for (int round = 0; round < ROUNDS && !HasFailure(); ++round) {
+        shared->step = round + 1;
+        for (auto& child : children) {
+            ASSERT_EQ(child->Receive(), 'd');
+        }
+        CollectNumbers(root, numbers);
+        EXPECT_LE(std::filesystem::file_size(root.LogPath()), 4096u);
+    }
+    for (int writer = 0; writer < WRITERS; ++writer) {
+        EXPECT_EQ(numbers[writer].size(), static_cast<std::size_t>(ROUNDS * LINES)) << "lost";
+    }
+}
+
+// Catches: a process killed in the middle of a line or a rotation that stops the others or takes their lines
+// along.
+TEST(LogRotationTest, KilledWriterHarmsNobodyElse)
+{
+    LogRoot root("4096", "9999");
+    ASSERT_EQ(CreateDbgLogCfg(7), 0);
+    Shared shared;
+    const auto writeOn = [&shared](int writer) {
+        return [&shared, writer](Channel&) {
+            for (int i = 0; shared->step.load() == 0; ++i) {
+                Write(writer, i);
+                shared->written[writer] = i + 1;
+                ::usleep(20);
+            }
+            return 0;
+        };
+    };
+    ChildProcess survivor(writeOn(0));
+    for (int i = 1; i <= 30; ++i) {
+        ChildProcess victim(writeOn(i));
+        ::usleep(10'000);
+        victim.Kill(SIGKILL);
+    }
+    shared->step = 1;
+    EXPECT_EQ(survivor.Wait(), 0);
+    Numbers numbers;
+    CollectNumbers(root, numbers);
+    for (int writer = 0; writer <= 30; ++writer) {
+        const auto written = static_cast<std::size_t>(shared->written[writer]);
+        EXPECT_TRUE(numbers[writer].size() == written || numbers[writer].size() == written + 1) << writer;
+    }
+    EXPECT_TRUE(std::filesystem::exists(root.LogPath().string() + ".10"));
+}
+
+// Catches: a log that grows beyond its cap and its one old file.
+TEST(LogRotationTest, TwoFilesOfTheCapAreAllThatIsKept)
+{
+    LogRoot root("10000");
+    for (int i = 0; i < 2000; ++i) {
+        Write(0, i);
+    }
+    std::uintmax_t total = 0;
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(root.LogPath().parent_path())) {
+        names.insert(entry.path().filename());
+        total += entry.file_size();
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"vx.log", "vx.log.1", "vx.log.lock"}));
+    EXPECT_LE(total, 20'000u);
+    Numbers numbers;
+    CollectNumbers(root, numbers);
+    EXPECT_EQ(*numbers[0].rbegin(), 1999);
+    EXPECT_EQ(static_cast<std::size_t>(2000 - *numbers[0].begin()), numbers[0].size());
+}
+
+// Catches: a process that is stopped or killed by a full disk; lines that are lost without a word; a line
+// that is glued to the piece of another one.
+TEST(LogRotationTest, FullDiskIsSurvivedAndTold)
+{
+    LogRoot root;
+    ChildProcess child([&](Channel&) {
+        // A small volume that only this child sees.
+        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+            return 77;
+        }
+        std::filesystem::create_directories(root.LogPath().parent_path());
+        const std::string folder = root.LogPath().parent_path();
+        if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0) {
+            return 77;
+        }
+        const std::string ballast = folder + "/ballast";
+        std::ofstream(ballast) << std::string(32 * 1024, 'x');
+        for (int i = 0; i < 1000; ++i) {
+            Write(0, i);
+        }
+        const std::size_t whenFull = LinesOf(root.LogPath()).size();
+        std::filesystem::remove(ballast);
+        for (int i = 1000; i < 1010; ++i) {
+            Write(0, i);
+        }
+        const std::vector<std::string> lines = root.Lines();
+        int dropped = 0;
+        int good = 0;
+        int other = 0;
+        for (const std::string& line : lines) {
+            const auto at = line.find("dropped ");
+            dropped += at != line.npos ? std::atoi(line.c_str() + at + 8) : 0;
+            const bool whole = line.ends_with(">") && line.find("Write: <0 ") != line.npos;
+            good += whole ? 1 : 0;
+            other += !whole && at == line.npos ? 1 : 0;
+        }
+        return whenFull < 1000 && good + dropped == 1010 && dropped > 0 && other <= 1 &&
+                       lines.back().ends_with("<0 1009>")
+                   ? 0
+                   : 1;
+    });
+    const int result = child.Wait();
+    if (result == 77) {
+        GTEST_SKIP() << "no mount namespace here";
+    }
+    EXPECT_EQ(result, 0);
+}
+
+} // namespace
