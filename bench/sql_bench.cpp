@@ -48,15 +48,15 @@ struct Record {
 #define SQL_BENCH_FORMAT                                                                                     \
     "INSERT INTO actionrule (" SQL_BENCH_COLUMNS                                                             \
     ")VALUES({},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},"                                            \
-    "{},{},{},{},{},{},{},{},{},{},{},'{}','{}','{}','{}','{}','{}','{}','{}','{}','{}','{}','{}',"    \
+    "{},{},{},{},{},{},{},{},{},{},{},'{}','{}','{}','{}','{}','{}','{}','{}','{}','{}','{}','{}',"          \
     "'{}','{}','{}','{}','{}','{}') RETURNING id;"
 #define SQL_BENCH_VALUES(r)                                                                                  \
     r.number[0], r.number[1], r.number[2], r.number[3], r.number[4], r.number[5], r.number[6], r.number[7],  \
         r.number[8], r.number[9], r.number[10], r.number[11], r.number[12], r.number[13], r.number[14],      \
         r.number[15], r.number[16], r.number[17], r.number[18], r.number[19], r.number[20], r.number[21],    \
-        r.number[22], r.number[23], r.number[24], int{r.flag[0]}, int{r.flag[1]}, int{r.flag[2]}, r.text[0], r.text[1],     \
-        r.text[2], r.text[3], r.text[4], r.text[5], r.text[6], r.text[7], r.text[8], r.text[9], r.text[10],  \
-        r.text[11], r.text[12], r.text[13], r.text[14], r.text[15], r.text[16], r.text[17]
+        r.number[22], r.number[23], r.number[24], int{r.flag[0]}, int{r.flag[1]}, int{r.flag[2]}, r.text[0], \
+        r.text[1], r.text[2], r.text[3], r.text[4], r.text[5], r.text[6], r.text[7], r.text[8], r.text[9],   \
+        r.text[10], r.text[11], r.text[12], r.text[13], r.text[14], r.text[15], r.text[16], r.text[17]
 
 std::string BuildWithBuilder(const Record& r)
 {

@@ -51,7 +51,8 @@ enum FAILOVER_RESTORE_TYPE : int {
 ///
 /// @return the text, "unknown" for a value that the table lacks; valid for the life of the process.
 /// Thread-safety: any thread; the table is built once, on first use.
-template <typename T> const char* Enum2String(T value)
+template <typename T>
+const char* Enum2String(T value)
 {
     static constinit std::atomic<bool> gone{false};
     struct Farewell {
@@ -69,10 +70,14 @@ template <typename T> const char* Enum2String(T value)
     return found->second;
 }
 
-template <> VX_API VxEnum2StrMap<FAILOVER_STATUS>::VxEnum2StrMap();
-template <> VX_API VxEnum2StrMap<FAILOVER_REASON>::VxEnum2StrMap();
-template <> VX_API VxEnum2StrMap<FAILOVERD_CMD_TYPE>::VxEnum2StrMap();
-template <> VX_API VxEnum2StrMap<FAILOVER_RESTORE_TYPE>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<FAILOVER_STATUS>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<FAILOVER_REASON>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<FAILOVERD_CMD_TYPE>::VxEnum2StrMap();
+template <>
+VX_API VxEnum2StrMap<FAILOVER_RESTORE_TYPE>::VxEnum2StrMap();
 
 extern template VX_API const char* Enum2String<LOG_CATEG>(LOG_CATEG);
 extern template VX_API const char* Enum2String<LOG_LEVEL>(LOG_LEVEL);

@@ -59,6 +59,6 @@ private:
     std::int64_t m_lastDts[2] = {-1, -1};
 };
 
-/// How many pictures a stream may reorder, as its parameter sets announce it; 0 if they do not. The key frame is
-/// decoded for that, once a segment.
+/// How many pictures a stream may reorder, as its parameter sets announce it; 0 if they do not. The key frame
+/// is decoded for that, once a segment.
 int ReorderDepth(const StreamFormat& video, const AVPacket& keyFrame);

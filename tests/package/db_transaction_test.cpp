@@ -13,12 +13,14 @@ class DbTransactionTest : public ::testing::Test {
 protected:
     static int Add(const char* name)
     {
-        return VxDB::Execute(VxDB::DB_SYSTEM, "INSERT INTO camera (name) VALUES (" + VxDB::QuoteEscape(name) + ");");
+        return VxDB::Execute(VxDB::DB_SYSTEM,
+                             "INSERT INTO camera (name) VALUES (" + VxDB::QuoteEscape(name) + ");");
     }
     static std::string Names()
     {
         std::string names;
-        EXPECT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, "SELECT group_concat(name) FROM camera", names), 0);
+        EXPECT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, "SELECT group_concat(name) FROM camera", names),
+                  0);
         return names;
     }
 

@@ -90,7 +90,7 @@ TEST_F(VxRbMutexTest, OverwrittenMutexIsRefusedInTime)
         EXPECT_FALSE(VxRbGuard(*m_pMutex).Held());
     }
     ASSERT_EQ(m_pMutex->Init(), 0);
-    const int nobody = 0x3FFFFFF0; // above every process id
+    const int nobody = 0x3FFFFFF0;                                      // above every process id
     std::memcpy(static_cast<void*>(m_pMutex), &nobody, sizeof(nobody)); // the lock word comes first
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(VxRbGuard(*m_pMutex).Held());
