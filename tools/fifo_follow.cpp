@@ -8,7 +8,7 @@
 #include "frame_trace.h"
 #include "sysv_shm.h"
 
-int LostBetween(int from, int to)
+int FramesBetween(int from, int to)
 {
     constexpr int ID_CNT = SHM_FIFO_MAX_FRAME_ID + 1;
     return ((to - from - 1) % ID_CNT + ID_CNT) % ID_CNT;
@@ -70,7 +70,7 @@ FifoFollower::Step FifoFollower::Next(FollowedFrame& frame)
     }
     m_wantKeyFrame = false;
     frame.previousId = m_previousId;
-    frame.lost = m_previousId == SHM_FIFO_NO_FRAME_ID ? 0 : LostBetween(m_previousId, frame.id);
+    frame.lost = m_previousId == SHM_FIFO_NO_FRAME_ID ? 0 : FramesBetween(m_previousId, frame.id);
     m_previousId = frame.id;
     return Step::FRAME;
 }
