@@ -189,10 +189,12 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
     for (int i = 0; i < READERS; ++i) {
         readers.push_back(NewReader());
     }
-    const auto deadline = Clock::now() + std::chrono::seconds(90);
-    while ((m_pTally->accepted < WANTED_READS || m_pTally->written < WANTED_READS / 20) &&
+    const auto start = Clock::now();
+    const auto enough = start + std::chrono::seconds(8);
+    const auto deadline = start + std::chrono::seconds(90);
+    while ((m_pTally->accepted < WANTED_READS || m_pTally->written < WANTED_READS / 20 ||
+            Clock::now() < enough) &&
            m_pTally->torn == 0 && Clock::now() < deadline) {
-        Child& victim = readers[m_random() % READERS];
         switch (m_random() % 50) {
         case 0:
             writer->Kill(SIGKILL);
@@ -203,8 +205,7 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
         case 2:
         case 3:
         case 4:
-            victim->Kill(SIGKILL);
-            victim = NewReader();
+            readers[m_random() % READERS] = NewReader();
             break;
         case 5:
             writer->Signal(SIGSTOP);
@@ -212,9 +213,15 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
             writer->Signal(SIGCONT);
             break;
         default:
-            victim->Signal(SIGSTOP);
-            ::usleep(m_random() % 3000);
-            victim->Signal(SIGCONT);
+            for (const Child& reader :
+                 readers) { // wherever each is; the writer goes on, up to taking slots by force
+                reader->Signal(SIGSTOP);
+            }
+            ::usleep(m_random() % 5000);
+            for (const Child& reader : readers) {
+                reader->Signal(SIGCONT);
+            }
+            ::usleep(m_random() % 1000);
         }
     }
     readers.clear();
