@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/webhook_test.cpp - vx webhook, run as its users run it.
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+#include <fstream>
+
+#include "package/json.h"
+#include "support/temp_root.h"
+#include "vx_process.h"
+
+namespace {
+
+constexpr const char* NASTY_NAME = "Gate 'A'; DROP TABLE webhook;--";
+
+class WebhookToolTest : public ::testing::Test {
+protected:
+    void Add(const std::string& name)
+    {
+        const VxResult result =
+            RunVx({"webhook", "add", "--name", name, "--url", "https://h.example/x", "--token", "s3cret"});
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+    }
+    Json::Value List()
+    {
+        Json::Value json;
+        std::string error;
+        EXPECT_TRUE(JsonRead(RunVx({"webhook", "list", "--json", "--show-secrets"}).out, json, error))
+            << error;
+        return json;
+    }
+
+    TempRoot m_root;
+};
+
+// Catches: a name that ends the statement, or that is listed as another.
+TEST_F(WebhookToolTest, NameIsStoredAndListedToTheLetter)
+{
+    Add(NASTY_NAME);
+    Add("two\nlines");
+    const Json::Value all = List();
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[0]["name"], NASTY_NAME);
+    EXPECT_EQ(all[1]["name"], "two\nlines");
+    const std::string table = RunVx({"webhook", "list"}).out;
+    EXPECT_NE(table.find(std::string(" 1  ") + NASTY_NAME), std::string::npos) << table;
+    EXPECT_NE(table.find("two\\x0alines"), std::string::npos)
+        << "a control character would reach the terminal";
+    EXPECT_EQ(table.find("s3cret"), std::string::npos);
+}
+
+// Catches: a masked token that is stored as the token, a number or name of a method that is not understood.
+TEST_F(WebhookToolTest, MaskedTokenSurvivesARoundTrip)
+{
+    Add("one");
+    const VxResult shown = RunVx({"webhook", "show", "1", "--json"});
+    const std::string path = (m_root.Path() / "record.json").string();
+    std::ofstream(path) << shown.out;
+    EXPECT_EQ(RunVx({"webhook", "edit", "1", "--from", path, "--method", "put", "--disable"}).exitCode, 0);
+    const Json::Value row = List()[0];
+    EXPECT_EQ(row["token"], "s3cret");
+    EXPECT_EQ(row["webhook_req_method"], 2);
+    EXPECT_EQ(row["enabled"], false);
+    EXPECT_EQ(row["name"], "one");
+}
+
+// Catches: input that is stored although it cannot be used, a message without field and value, a wrong exit
+// code.
+TEST_F(WebhookToolTest, BadInputIsNamedAndNothingIsStored)
+{
+    const struct {
+        std::vector<std::string> args;
+        int exitCode;
+        const char* message;
+    } cases[] = {
+        {{"add", "--name", "a", "--url", "ftp://b"}, 2, "vx webhook add: webhook_url [ftp://b]: "},
+        {{"add", "--url", "http://b"}, 2, "vx webhook add: name []: "},
+        {{"add", "--name", "a", "--url", "http://b", "--method", "FOO"},
+         2,
+         "webhook_req_method [FOO]: one of GET, "},
+        {{"add", "--record", R"({"name":{}})"}, 2, "name [{}]: "},
+        {{"add", "--record", R"({"nme":3})"}, 2, "nme [3]: a webhook has no such column"},
+        {{"add", "--record", "{"}, 2, "--record: not JSON: "},
+        {{"add", "--from", "/no/such/file"}, 3, "/no/such/file: cannot be read"},
+        {{"edit", "9", "--name", "a"}, 1, "9: there is no such webhook"},
+        {{"show", "9"}, 1, "9: there is no such webhook"},
+        {{"rm", "9", "--yes"}, 1, "9: there is no such webhook"},
+    };
+    for (const auto& bad : cases) {
+        std::vector<std::string> args{"webhook"};
+        args.insert(args.end(), bad.args.begin(), bad.args.end());
+        const VxResult result = RunVx(args);
+        EXPECT_EQ(result.exitCode, bad.exitCode) << result.err;
+        EXPECT_NE(result.err.find(bad.message), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(List().size(), 0u);
+}
+
+// Catches: a webhook that goes without consent, or stays.
+TEST_F(WebhookToolTest, RemovalNeedsConsent)
+{
+    Add("one");
+    EXPECT_EQ(RunVx({"webhook", "rm", "1"}).exitCode, 4) << "nobody can be asked";
+    EXPECT_EQ(RunVx({"webhook", "rm", "1", "--dry-run"}).exitCode, 0);
+    EXPECT_EQ(RunVx({"webhook", "add", "--name", "b", "--url", "http://b", "--dry-run"}).exitCode, 0);
+    ASSERT_EQ(List().size(), 1u);
+    EXPECT_EQ(RunVx({"webhook", "rm", "1", "--yes"}).exitCode, 0);
+    EXPECT_EQ(List().size(), 0u);
+}
+
+// Catches: a database that cannot be read and that looks like an empty one.
+TEST_F(WebhookToolTest, UnreadableDatabaseIsNotAnEmptyList)
+{
+    ::setenv("VX_ROOT", "/proc/nowhere", 1);
+    const VxResult result = RunVx({"webhook", "list"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_NE(result.err.find("/proc/nowhere/db/system.db: the webhooks cannot be read"), std::string::npos)
+        << result.err;
+    ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
+}
+
+} // namespace
