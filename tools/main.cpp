@@ -27,6 +27,7 @@ int Run(int argc, char** argv)
     AddCaptureNoun(vx);
     AddRecordNoun(vx);
 #endif
+    AddDbNoun(vx);
     AddFifoNoun(vx);
     AddLogNoun(vx);
     AddWebhookNoun(vx);

@@ -18,6 +18,7 @@ enum ExitCode : int {
 void AddCaptureNoun(CLI::App& vx);
 void AddRecordNoun(CLI::App& vx);
 #endif
+void AddDbNoun(CLI::App& vx);
 void AddFifoNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
 void AddWebhookNoun(CLI::App& vx);

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "package/root.h"
+
 namespace {
 
 constexpr std::size_t MAX_CONNECTIONS = 16; ///< of one thread; the one not used for longest is closed
@@ -148,6 +150,9 @@ DbOutcome Connect(std::vector<Entry>& entries, const DbOpenSpec& spec)
             return outcome;
         }
     } else {
+        if (spec.path.starts_with(GetPackageRoot() + "/db/")) {
+            static_cast<void>(GetPackageDir(PackageDir::DB)); // when it cannot be made, opening says so
+        }
         std::unique_ptr<DbConnection> pConnection;
         if (DbOutcome outcome = OpenDatabase(spec, pConnection); !outcome.Ok()) {
             return outcome;
@@ -225,11 +230,10 @@ DbOutcome EndOnPath(const std::string& path, bool isCommit)
     return isCommit && isGone ? TransactionGone(path) : outcome;
 }
 
-void CloseConnection(const std::string& path)
+DbOutcome RunApart(const DbOpenSpec& spec, const std::function<DbOutcome(DbConnection&)>& work)
 {
-    ThreadCache& cache = Cache();
     const GateHold hold;
-    if (FindEntry(cache.m_entries, path) != nullptr) {
-        cache.m_entries.erase(cache.m_entries.begin());
-    }
+    std::unique_ptr<DbConnection> pConnection;
+    DbOutcome outcome = OpenDatabase(spec, pConnection);
+    return outcome.Ok() ? work(*pConnection) : outcome;
 }

@@ -2,6 +2,7 @@
 // package/src/db/connections_internal.h - the open connections of this process.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "driver.h"
@@ -20,5 +21,5 @@ DbOutcome BeginOnPath(const std::string& path, const DbSchema* pSchema);
 /// Ends it.
 DbOutcome EndOnPath(const std::string& path, bool isCommit);
 
-/// Closes this thread's connection to `path`, if there is one.
-void CloseConnection(const std::string& path);
+/// Opens a connection apart from the cached ones, hands it to `work` and closes it. Throws std::bad_alloc.
+DbOutcome RunApart(const DbOpenSpec& spec, const std::function<DbOutcome(DbConnection&)>& work);

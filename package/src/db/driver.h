@@ -72,13 +72,25 @@ public:
 struct DbOpenSpec {
     std::string path;
     const DbSchema* pSchema = nullptr; ///< null: any database, as it is
-    bool mayChange = true;             ///< false: neither make nor migrate
+    bool mayChange = true; ///< false: neither make nor migrate; any version but a later one will do
 };
 
 /// Opens a database, makes it when missing and allowed, and brings it to its schema.
 ///
 /// @param connection  set on success
 DbOutcome OpenDatabase(const DbOpenSpec& spec, std::unique_ptr<DbConnection>& connection);
+
+/// Statements of the operator's questions.
+enum class DbChore {
+    TABLES,     ///< a row with the name of each table
+    VERSION,    ///< the schema's version
+    UNUSED,     ///< bytes of the file that hold nothing
+    INTEGRITY,  ///< a row for each damage, or "ok"
+    REFERENCES, ///< a row for each broken reference
+    COMPACT,    ///< write the database anew
+    FLUSH,      ///< move the write-ahead log into the database
+};
+const char* DialectChore(DbChore chore) noexcept;
 
 /// Dialect: RETURNING clause of INSERT and UPDATE.
 std::string DialectReturnColumns(std::initializer_list<std::string_view> columns);

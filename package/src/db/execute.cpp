@@ -58,9 +58,6 @@ try {
     if (result != nullptr) {
         *result = nullptr;
     }
-    if (path.starts_with(GetPackageRoot() + "/db/")) {
-        static_cast<void>(GetPackageDir(PackageDir::DB)); // when it cannot be made, opening says so
-    }
     return RunAndLog(path, SchemaOfPath(path), sql, result);
 } catch (const std::exception& e) {
     PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to execute sql on database [%s]: %s.\n", path.c_str(),

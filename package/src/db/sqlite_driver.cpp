@@ -155,6 +155,7 @@ private:
     DbOutcome CheckOwner(const DbSchema& schema, int& version);
     DbOutcome Migrate(const DbSchema& schema);
     DbOutcome RunInTransaction(const std::string& sql, DbRowSink* rows);
+    DbOutcome Inspect(const DbSchema* pSchema);
     DbOutcome RunOnce(const std::string& sql, DbRowSink* rows, bool& isCommitted);
     DbOutcome RunStatement(sqlite3_stmt* pStmt, DbRowSink* rows);
     DbOutcome Exec(const char* sql);
@@ -293,6 +294,14 @@ DbOutcome SqliteConnection::Migrate(const DbSchema& schema)
     return outcome;
 }
 
+/// What opening without changing anything looks at.
+DbOutcome SqliteConnection::Inspect(const DbSchema* pSchema)
+{
+    int version = 0;
+    long long ignored = 0;
+    return pSchema != nullptr ? CheckOwner(*pSchema, version) : QueryNumber("PRAGMA schema_version", ignored);
+}
+
 DbOutcome SqliteConnection::Open(const DbOpenSpec& spec)
 {
     const bool mayMake = spec.pSchema != nullptr && spec.mayChange;
@@ -302,8 +311,7 @@ DbOutcome SqliteConnection::Open(const DbOpenSpec& spec)
         return outcome;
     }
     for (int tries = 0;; ++tries) {
-        long long ignored = 0;
-        outcome = mayMake ? Migrate(*spec.pSchema) : QueryNumber("PRAGMA schema_version", ignored);
+        outcome = mayMake ? Migrate(*spec.pSchema) : Inspect(spec.pSchema);
         if (outcome.fault != DbFault::BUSY || !PauseBeforeRetry(tries, m_deadline)) {
             return outcome;
         }
@@ -485,6 +493,29 @@ DbOutcome OpenDatabase(const DbOpenSpec& spec, std::unique_ptr<DbConnection>& co
         connection = std::move(opened);
     }
     return outcome;
+}
+
+const char* DialectChore(DbChore chore) noexcept
+{
+    switch (chore) {
+    case DbChore::TABLES:
+        return "SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' "
+               "ORDER BY name";
+    case DbChore::VERSION:
+        return "PRAGMA user_version";
+    case DbChore::UNUSED:
+        return "SELECT freelist_count * page_size FROM pragma_freelist_count, pragma_page_size";
+    case DbChore::INTEGRITY:
+        return "PRAGMA integrity_check";
+    case DbChore::REFERENCES:
+        return "SELECT 'row ' || rowid || ' of ' || \"table\" || ' refers to nothing in ' || parent "
+               "FROM pragma_foreign_key_check";
+    case DbChore::COMPACT:
+        return "VACUUM";
+    case DbChore::FLUSH:
+        break;
+    }
+    return "PRAGMA wal_checkpoint(TRUNCATE)";
 }
 
 std::string DialectReturnColumns(std::initializer_list<std::string_view> columns)
