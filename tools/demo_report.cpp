@@ -79,6 +79,7 @@ Row RowOf(const std::string& name, const Trace& trace, int key,
     Row row;
     row.name = name;
     int previous = -1;
+    const long long firstNs = trace.empty() ? 0 : trace.front().ns;
     for (const Line& line : trace) {
         if (line.key != key) {
             continue;
@@ -96,6 +97,9 @@ Row RowOf(const std::string& name, const Trace& trace, int key,
         if (found == pWritten->end() || found->second->hash != line.hash) {
             ++row.torn;
             continue;
+        }
+        if (found->second->ns < firstNs) {
+            continue; // was there before this reader: its age is no delay
         }
         row.latencyUs.push_back(static_cast<double>(line.ns - found->second->ns) / 1000.0);
     }
