@@ -172,6 +172,7 @@ TEST_F(DBWrapperTest, SettingsOfTasksAreStoredLoadedReplacedAndDeleted)
     first.Get<DVA_SETTING_ROT_DAYS>() = 30;
     first.Get<DVA_SETTING_ROT_SIZE_MB>() = INT_MAX;
     DvaSetting second = first;
+    EXPECT_EQ(second.GetJson(), first.GetJson()) << "a copy holds the values, too";
     ASSERT_EQ(Store(first), 0);
     ASSERT_EQ(Store(second), 0);
     EXPECT_NE(first.Get<DVA_SETTING_ID>(), second.Get<DVA_SETTING_ID>());
