@@ -128,6 +128,7 @@ void AddRecordNoun(CLI::App& vx)
         ->add_option("--wait", record.waitSec,
                      "Wait SECONDS for a FIFO that is not there, or whose writer has gone; -1 = for ever")
         ->capture_default_str();
+    pVerb->add_flag("--once", record.once, "End when the FIFOs have gone, instead of waiting for new ones");
     pVerb->add_option("--trace", record.tracePath,
                       "Write one line a frame to FILE: key, ID, time stamp, size, flags, hash, monotonic ns");
     pVerb->add_flag("--json", pArguments->json, "Print the summary as JSON");

@@ -108,6 +108,7 @@ void RecordRun::ReadFrames()
     while (!m_stop.Stopped() && !m_writerDone.load(std::memory_order_relaxed)) {
         if (PollAll()) {
             m_orphanedNs = 0;
+            m_attached = true;
             continue;
         }
         if (WaitIsOver()) {
@@ -145,7 +146,7 @@ void RecordRun::Push(RecordFrame&& frame)
 bool RecordRun::WaitIsOver()
 {
     const std::int64_t now = MonotonicNs();
-    if (m_options.waitSec < 0 || now < m_nextLookNs) {
+    if (now < m_nextLookNs) {
         return false;
     }
     m_nextLookNs = now + LOOK_NS;
@@ -155,8 +156,12 @@ bool RecordRun::WaitIsOver()
             return false;
         }
     }
+    if (m_options.once && m_attached) {
+        return true;
+    }
     m_orphanedNs = m_orphanedNs == 0 ? now : m_orphanedNs;
-    return static_cast<double>(now - m_orphanedNs) / NS_PER_SEC >= m_options.waitSec;
+    return m_options.waitSec >= 0 &&
+           static_cast<double>(now - m_orphanedNs) / NS_PER_SEC >= m_options.waitSec;
 }
 
 void RecordRun::WriteFrames()

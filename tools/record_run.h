@@ -14,6 +14,7 @@ struct RecordOptions {
     std::optional<int> keys[2]; ///< video, audio
     RecorderOptions recorder;
     double waitSec = 30; ///< for a FIFO that is not there, or whose writer has gone; negative = for ever
+    bool once = false;   ///< end when the FIFOs that were recorded have gone
     std::string tracePath;
 };
 
@@ -50,4 +51,5 @@ private:
     long long m_overrun = 0; ///< frames that the full queue did not take
     std::int64_t m_orphanedNs = 0;
     std::int64_t m_nextLookNs = 0;
+    bool m_attached = false; ///< a frame has come
 };
