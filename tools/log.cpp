@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <memory>
 
 #include "fail.h"
@@ -63,11 +64,22 @@ std::vector<int> ListedPids(DbgLogCfg& cfg)
     return pids;
 }
 
+/// The threshold that most categories have.
+int UsualThreshold(DbgLogCfg& cfg)
+{
+    std::map<int, int> counts;
+    for (std::int32_t& threshold : cfg.threshold) {
+        ++counts[VxLogLoad(threshold)];
+    }
+    const auto more = [](const auto& a, const auto& b) { return a.second < b.second; };
+    return std::max_element(counts.begin(), counts.end(), more)->first;
+}
+
 /// Categories with a name, and those without one whose threshold was set apart from all others.
 std::vector<int> ShownCategories(DbgLogCfg& cfg, bool all)
 {
     std::vector<int> shown = NamedCategories();
-    const int usual = VxLogLoad(cfg.threshold[DbgLogCfg::CATEG_COUNT - 1]);
+    const int usual = UsualThreshold(cfg);
     for (int i = 0; i < DbgLogCfg::CATEG_COUNT; ++i) {
         if (all || VxLogLoad(cfg.threshold[i]) != usual) {
             shown.push_back(i);

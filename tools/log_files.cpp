@@ -28,11 +28,11 @@ int OpenLog(const std::string& path)
 }
 
 /// Whole lines of one file from its end; a piece behind the last newline is still being written.
-bool ReadFileBackwards(int fd, const LineSink& sink)
+bool ReadFileBackwards(int fd, off_t end, const LineSink& sink)
 {
     std::string text; // what has been read, minus the lines that were given
     bool atTail = true;
-    off_t position = ::lseek(fd, 0, SEEK_END);
+    off_t position = end;
     while (position > 0) {
         const auto size = std::min<off_t>(position, static_cast<off_t>(CHUNK_SIZE));
         std::string chunk(static_cast<std::size_t>(size), '\0');
@@ -54,21 +54,26 @@ bool ReadFileBackwards(int fd, const LineSink& sink)
 
 } // namespace
 
-bool ReadLogBackwards(const std::string& path, const LineSink& sink)
+bool ReadLogBackwards(const std::string& path, const LogPosition* before, const LineSink& sink)
 {
+    bool found = false;
     for (int number = 0;; ++number) {
         const int fd = OpenLog(NumberedPath(path, number));
         if (fd < 0 && number > 0) {
-            return true;
+            return found;
         }
-        // The newest is missing for a moment while it is rotated.
-        const bool more = fd < 0 || ReadFileBackwards(fd, sink);
-        if (fd < 0 && ::access(NumberedPath(path, 1).c_str(), F_OK) != 0) {
-            return false;
+        struct stat info {};
+        if (fd < 0 || ::fstat(fd, &info) != 0) {
+            continue; // the newest is missing for a moment while it is rotated
         }
-        if (fd >= 0) {
-            ::close(fd);
-        }
+        found = true;
+        const bool isPlace =
+            before != nullptr && before->device == info.st_dev && before->inode == info.st_ino;
+        const off_t end = isPlace ? before->offset : info.st_size;
+        const bool isNewer = before != nullptr && !isPlace;
+        before = isPlace ? nullptr : before;
+        const bool more = isNewer || ReadFileBackwards(fd, end, sink);
+        ::close(fd);
         if (!more) {
             return true;
         }
@@ -84,8 +89,8 @@ LogFollower::LogFollower(std::string path) : m_path(std::move(path))
         ::close(std::exchange(m_watchFd, -1));
     }
     FindNewer();
-    for (Followed& file : m_files) {
-        ::lseek(file.fd, 0, SEEK_END);
+    for (const Followed& file : m_files) {
+        m_start = {file.device, file.inode, ::lseek(file.fd, 0, SEEK_END)};
     }
 }
 

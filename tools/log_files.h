@@ -7,6 +7,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,11 +15,19 @@
 /// Gets one line without its newline. @return false to be given no more.
 using LineSink = std::function<bool(std::string_view line)>;
 
+/// A place in one of the log's files.
+struct LogPosition {
+    dev_t device;
+    ino_t inode;
+    off_t offset;
+};
+
 /// Gives the lines of the log from the newest to the oldest, through the rotated files, until the sink has
 /// enough.
 ///
+/// @param before  null, or a place: only what stands before it is given
 /// @return false if there is no log at all.
-bool ReadLogBackwards(const std::string& path, const LineSink& sink);
+bool ReadLogBackwards(const std::string& path, const LogPosition* before, const LineSink& sink);
 
 /// Reads on at the end of a log that is being written, also through rotations.
 ///
@@ -30,6 +39,9 @@ public:
     ~LogFollower();
     LogFollower(const LogFollower&) = delete;
     LogFollower& operator=(const LogFollower&) = delete;
+
+    /// Where reading begins: the end of the log at the time of construction; nothing if there was no log.
+    [[nodiscard]] const std::optional<LogPosition>& Start() const noexcept { return m_start; }
 
     /// Gives what was written since the last call, file by file.
     ///
@@ -56,5 +68,6 @@ private:
 
     std::string m_path;
     std::deque<Followed> m_files; // the newest last
+    std::optional<LogPosition> m_start;
     int m_watchFd = -1;
 };

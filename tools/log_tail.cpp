@@ -128,22 +128,20 @@ void PrintLine(std::string_view line, bool json)
     PrintJsonLine(out);
 }
 
-void PrintLast(const TailOptions& options, const LineFilter& filter, const std::string& path)
+bool PrintLast(const TailOptions& options, const LineFilter& filter, const std::string& path,
+               const LogPosition* before)
 {
     std::vector<std::string> last;
-    const bool found = ReadLogBackwards(path, [&](std::string_view line) {
+    const bool found = ReadLogBackwards(path, before, [&](std::string_view line) {
         if (last.size() < options.lines && filter.Lets(line)) {
             last.emplace_back(line);
         }
         return last.size() < options.lines;
     });
-    if (!found && !options.follow) {
-        Fail(EXIT_UNREACHABLE, "log tail",
-             "there is no log at {}; set VX_ROOT to the recorder's folder, or wait with -f", path);
-    }
     for (auto line = last.rbegin(); line != last.rend(); ++line) {
         PrintLine(*line, options.json);
     }
+    return found;
 }
 
 void Follow(LogFollower& follower, const TailOptions& options, const LineFilter& filter,
@@ -176,12 +174,17 @@ void Tail(const TailOptions& options)
     const LineFilter filter(options);
     const std::string path = GetPackageRoot() + "/log/vx.log";
     if (!options.follow) {
-        PrintLast(options, filter, path);
+        if (!PrintLast(options, filter, path, nullptr)) {
+            Fail(EXIT_UNREACHABLE, "log tail",
+                 "there is no log at {}; set VX_ROOT to the recorder's folder, or wait with -f", path);
+        }
         return;
     }
     const StopSignal stop;
-    LogFollower follower(path); // first: a line that comes meanwhile is shown twice at worst, never missed
-    PrintLast(options, filter, path);
+    LogFollower follower(path);
+    if (follower.Start()) {
+        PrintLast(options, filter, path, &*follower.Start());
+    }
     Follow(follower, options, filter, stop);
 }
 

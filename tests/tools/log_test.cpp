@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/log_test.cpp - vx log, as an operator uses it.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "support/log_root.h"
+#include "tools/vx_process.h"
+#include "vxlog.h"
+
+namespace {
+
+struct VerbCase {
+    std::vector<std::string> args;
+    int exitCode;
+    const char* printed; // somewhere in what is printed, on either stream
+};
+
+class VxLogTest : public ::testing::Test {
+protected:
+    LogRoot m_root{"4096", "99"};
+};
+
+// Catches: wrong input that is taken, or refused without saying what was wrong; a change that is not made.
+TEST_F(VxLogTest, VerbsDoAsToldOrSayWhyNot)
+{
+    const VerbCase cases[] = {
+        {{"log", "show"}, 0, "every process writes everything"},
+        {{"log", "tail"}, 3, "there is no log at "},
+        {{"log", "set", "shmfifo", "off"}, 0, "shmfifo: threshold 0 (off)"},
+        {{"log", "set", "nothing", "3"}, 2, "'nothing' is no category"},
+        {{"log", "set", "512", "3"}, 2, "'512' is no category"},
+        {{"log", "set", "sms", "8"}, 2, "'8' is no level"},
+        {{"log", "set", "sms", "-1"}, 2, ""},
+        {{"log", "set", "sms"}, 2, ""},
+        {{"log", "set", "unknown", "3"}, 2, "'unknown' is no category"},
+        {{"log", "set", "511", "Trace"}, 0, "511: threshold 6 (TRACE)"},
+        {{"log", "filter", "1", "12x"}, 2, "'12x' is no process id"},
+        {{"log", "filter", "0"}, 2, "'0' is no process id"},
+        {{"log", "filter", "--clear", "1"}, 2, "--clear takes no process ids"},
+        {{"log", "filter", "1", "1"}, 0, "apply to 1 process;"},
+        {{"log", "show"}, 0, " 511          6  TRACE"},
+        {{"log", "show", "--json"}, 0, "\"pids\" : \n  [\n    1\n  ]"},
+        {{"log", "filter"}, 0, "Pid list cleared"},
+        {{"log", "tail", "-l", "9"}, 2, "'9' is no level"},
+        {{"log", "tail", "-c", "x"}, 2, "'x' is no category"},
+        {{"log"}, 2, ""},
+    };
+    for (const VerbCase& verb : cases) {
+        const VxResult result = RunVx(verb.args);
+        EXPECT_EQ(result.exitCode, verb.exitCode) << verb.args.back();
+        EXPECT_NE((result.out + result.err).find(verb.printed), std::string::npos)
+            << result.out << result.err;
+    }
+    ReinitDbgLogCfg();
+    ASSERT_NE(g_pDbgLogCfg, nullptr);
+    EXPECT_FALSE(VxLogWanted(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR));
+    EXPECT_TRUE(
+        VxLogWanted(LOG_CATEG_SMS, LOG_LEVEL_ALL)); // goes on being written, as without a configuration
+    EXPECT_EQ(g_pDbgLogCfg->pidCount, 0);
+    std::ofstream(m_root.CfgPath().string() + ".short") << "x";
+    std::filesystem::rename(m_root.CfgPath().string() + ".short", m_root.CfgPath());
+    EXPECT_EQ(RunVx({"log", "show"}).exitCode, 3);
+}
+
+// Catches: a tail that ends at the newest file, counts lines before it filters them, or turns them round.
+TEST_F(VxLogTest, TailGivesTheLastLinesThatPass)
+{
+    for (int i = 0; i < 200; ++i) {
+        VX_LOG(i % 2 == 0 ? LOG_CATEG_SHMFIFO : LOG_CATEG_SMS, i % 4 < 2 ? LOG_LEVEL_ERR : LOG_LEVEL_INFO,
+               "<%d>\n", i);
+    }
+    const auto numbers = [](const std::vector<std::string>& args) {
+        std::string all;
+        std::istringstream out(RunVx(args).out);
+        for (std::string line; std::getline(out, line);) {
+            const auto begin = line.find('<');
+            all += line.substr(begin, line.find('>') - begin + 1);
+        }
+        return all;
+    };
+    EXPECT_EQ(numbers({"log", "tail", "-n", "3"}), "<197><198><199>");
+    EXPECT_EQ(numbers({"log", "tail", "-n", "2", "-c", "62"}), "<196><198>");
+    EXPECT_EQ(numbers({"log", "tail", "-n", "3", "-l", "warn", "--json"}), "<193><196><197>");
+    EXPECT_EQ(numbers({"log", "tail", "-n", "2", "-c", "shmfifo", "-l", "1"}), "<192><196>");
+    const std::string all = numbers({"log", "tail", "-n", "1000"});
+    EXPECT_EQ(std::count(all.begin(), all.end(), '<'), 200); // from all files
+    EXPECT_TRUE(all.starts_with("<0><1>"));
+    EXPECT_EQ(numbers({"log", "tail", "-n", "0"}), "");
+}
+
+// Catches: lines that a follower misses or shows twice when the log is rotated under it; a follower that
+// cannot be stopped cleanly.
+TEST_F(VxLogTest, FollowerSeesEveryLineThroughRotation)
+{
+    VxProcess tail({"log", "tail", "-f", "-n", "1000"}); // starts somewhere between the first lines
+    std::string expected;
+    for (int i = 0; i < 1000; ++i) {
+        VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "<%d>\n", i);
+        expected += "<" + std::to_string(i) + ">";
+        if (i % 200 == 10) {
+            EXPECT_TRUE(tail.WaitForOutput("<" + std::to_string(i) + ">"));
+        }
+    }
+    EXPECT_TRUE(tail.WaitForOutput("<999>"));
+    tail.Signal(SIGINT);
+    const VxResult result = tail.Finish();
+    EXPECT_EQ(result.exitCode, 0) << result.signal;
+    EXPECT_EQ(result.err, "");
+    std::string seen;
+    std::istringstream out(result.out);
+    for (std::string line; std::getline(out, line);) {
+        seen += line.substr(line.find('<'));
+    }
+    EXPECT_EQ(seen, expected);
+    EXPECT_TRUE(std::filesystem::exists(m_root.LogPath().string() + ".10"));
+}
+
+} // namespace
