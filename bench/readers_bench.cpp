@@ -20,8 +20,8 @@ namespace {
 
 constexpr std::size_t FRAME_SIZE = 64 << 10;
 constexpr unsigned DEPTH = 10;
-constexpr std::int64_t PACE_NS = 400'000;
-constexpr std::uint64_t MEASURED_FRAMES = 400;
+constexpr std::int64_t PACE_NS = 250'000;
+constexpr std::uint64_t MEASURED_FRAMES = 800;
 constexpr std::int64_t START_LIMIT_NS = 10'000'000'000;
 
 enum class Fate { KEEP_UP, STOP, KILL };

@@ -16,6 +16,7 @@
 
 class BoostQueue {
 public:
+    static constexpr bool OWN_THREADS = false;
 #ifdef VX_HAVE_BOOST
     static const char* Missing() noexcept
     {

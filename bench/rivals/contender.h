@@ -4,6 +4,7 @@
 //
 //   explicit X(const Setup&)              in the parent, before it forks
 //   ~X()                                  in the parent, after both have ended: names are removed
+//   static constexpr bool OWN_THREADS     it works with threads of its own: not bound to one processor
 //   static const char* Missing()          why it cannot run here; null when it can
 //   int  OpenWriter(); void CloseWriter() in the writer process; 0 or -1
 //   int  OpenReader(); void CloseReader() in the reader process, once the writer is open

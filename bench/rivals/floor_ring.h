@@ -12,6 +12,7 @@
 
 class FloorRing {
 public:
+    static constexpr bool OWN_THREADS = false;
     static const char* Missing() noexcept { return nullptr; }
 
     explicit FloorRing(const Setup& setup)

@@ -21,6 +21,7 @@
 
 class Iceoryx {
 public:
+    static constexpr bool OWN_THREADS = false;
 #ifdef VX_HAVE_ICEORYX
     static const char* Missing()
     {

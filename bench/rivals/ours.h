@@ -22,6 +22,7 @@ inline int BenchKey() noexcept
 
 class Ours {
 public:
+    static constexpr bool OWN_THREADS = false;
     static const char* Missing() noexcept { return nullptr; }
 
     explicit Ours(const Setup& setup) : m_setup(setup), m_key(BenchKey()) {}

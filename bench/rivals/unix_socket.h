@@ -13,6 +13,7 @@
 
 class UnixSocket {
 public:
+    static constexpr bool OWN_THREADS = false;
     static const char* Missing() noexcept { return nullptr; }
 
     explicit UnixSocket(const Setup& setup) : m_received(setup.frameSize)

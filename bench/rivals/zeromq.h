@@ -14,6 +14,7 @@
 
 class ZeroMq {
 public:
+    static constexpr bool OWN_THREADS = true;
 #ifdef VX_HAVE_ZMQ
     static const char* Missing() noexcept
     {

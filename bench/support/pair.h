@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // bench/support/pair.h - one writer process, one reader process, every frame delivered and checked.
-// The writer keeps to the first processor and the reader to the second, for every contender alike.
+// The writer keeps to the first processor and the reader to the second, but for contenders with threads of
+// their own, which would wait for a processor that is spinning.
 #pragma once
 
 #include <string>
@@ -30,7 +31,9 @@ inline constexpr std::int64_t PACE_GAP_NS = 3'000;
 template <typename Contender>
 int PairWriter(Contender& contender, const PairPlan& plan, RunPage& page)
 {
-    PinTo(0);
+    if constexpr (!Contender::OWN_THREADS) {
+        PinTo(0);
+    }
     SourceFrame frame(plan.frameSize);
     if (contender.OpenWriter() != 0) {
         return 1;
@@ -70,7 +73,9 @@ int PairWriter(Contender& contender, const PairPlan& plan, RunPage& page)
 template <typename Contender>
 int PairReader(Contender& contender, const PairPlan& plan, RunPage& page)
 {
-    PinTo(1);
+    if constexpr (!Contender::OWN_THREADS) {
+        PinTo(1);
+    }
     while (page.writerReady == 0) {
         SpinTurn();
     }
