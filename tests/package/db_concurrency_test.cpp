@@ -37,8 +37,8 @@ int RunWriter(int writer, Clock::time_point end)
             return 1;
         }
     }
-    return VxDB::Execute(DB_SYSTEM, "INSERT INTO done (writer,count) VALUES (" + std::to_string(writer) + "," +
-                                        std::to_string(number) + ")") == 0
+    return VxDB::Execute(DB_SYSTEM, "INSERT INTO done (writer,count) VALUES (" + std::to_string(writer) +
+                                        "," + std::to_string(number) + ")") == 0
                ? 0
                : 1;
 }
@@ -47,7 +47,8 @@ int RunReader(Clock::time_point end)
 {
     while (Clock::now() < end) {
         std::string difference;
-        if (VxDB::LoadFirstFieldFromDB(DB_SYSTEM, "SELECT (SELECT COUNT(*) FROM pair) - (SELECT COUNT(*) FROM twin)",
+        if (VxDB::LoadFirstFieldFromDB(DB_SYSTEM,
+                                       "SELECT (SELECT COUNT(*) FROM pair) - (SELECT COUNT(*) FROM twin)",
                                        difference) != 0 ||
             difference != "0") {
             return 1;
@@ -59,14 +60,16 @@ int RunReader(Clock::time_point end)
 
 } // namespace
 
-// Catches: an error "locked" that reaches a caller, a lost or half-seen batch, a writer that starves. A minute
-// with VX_LONG=1.
+// Catches: an error "locked" that reaches a caller, a lost or half-seen batch, a writer that starves. A
+// minute with VX_LONG=1.
 TEST(DbConcurrencyTest, EightWritersAndThirtyTwoReaders)
 {
     const TempRoot root;
-    ASSERT_EQ(VxDB::Execute(DB_SYSTEM, "CREATE TABLE pair (writer INT, number INT);CREATE TABLE twin (writer INT, number INT);"
-                                       "CREATE TABLE done (writer INT, count INT)"),
-              0);
+    ASSERT_EQ(
+        VxDB::Execute(DB_SYSTEM,
+                      "CREATE TABLE pair (writer INT, number INT);CREATE TABLE twin (writer INT, number INT);"
+                      "CREATE TABLE done (writer INT, count INT)"),
+        0);
     const auto end = Clock::now() + std::chrono::seconds(std::getenv("VX_LONG") != nullptr ? 60 : 5);
     std::vector<std::unique_ptr<ChildProcess>> children;
     for (int i = 0; i < WRITERS + READERS; ++i) {
@@ -77,10 +80,12 @@ TEST(DbConcurrencyTest, EightWritersAndThirtyTwoReaders)
         EXPECT_EQ(child->Wait(), 0);
     }
     DBResult_tag* pResult = nullptr;
-    ASSERT_EQ(VxDB::Execute(DB_SYSTEM,
-                            "SELECT count, (SELECT COUNT(*) FROM twin WHERE twin.writer = done.writer) AS stored FROM done",
-                            &pResult),
-              0);
+    ASSERT_EQ(
+        VxDB::Execute(
+            DB_SYSTEM,
+            "SELECT count, (SELECT COUNT(*) FROM twin WHERE twin.writer = done.writer) AS stored FROM done",
+            &pResult),
+        0);
     EXPECT_EQ(VxDBNumRows(pResult), WRITERS);
     unsigned int row = 0;
     while (VxDBFetchRow(pResult, &row) == 0) {

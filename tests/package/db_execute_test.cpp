@@ -27,7 +27,9 @@ protected:
     static std::string Values()
     {
         std::string values;
-        EXPECT_EQ(VxDB::LoadFirstFieldFromDB(DB_SYSTEM, "SELECT group_concat(v) FROM (SELECT v FROM t ORDER BY id)", values), 0);
+        EXPECT_EQ(VxDB::LoadFirstFieldFromDB(
+                      DB_SYSTEM, "SELECT group_concat(v) FROM (SELECT v FROM t ORDER BY id)", values),
+                  0);
         return values;
     }
     std::string Field(unsigned int row, const char* column)
@@ -43,8 +45,8 @@ protected:
 
 } // namespace
 
-// Catches: half of a batch that stays, a connection that is stuck in a transaction after a failure, text behind
-// a NUL byte that is dropped without a word.
+// Catches: half of a batch that stays, a connection that is stuck in a transaction after a failure, text
+// behind a NUL byte that is dropped without a word.
 TEST_F(DbExecuteTest, FailedTextLeavesNothingAndOneLogLine)
 {
     for (const std::string& sql :
@@ -79,8 +81,8 @@ TEST_F(DbExecuteTest, ScriptsOfEachForm)
 // that inserted nothing.
 TEST_F(DbExecuteTest, ResultIsOfTheLastStatementThatReturnsRows)
 {
-    ASSERT_EQ(Ask("SELECT 1 AS a, 2 AS b; INSERT INTO t (v) VALUES ('x') " + VxDB::GetReturnColumnsStatement("id", "v") +
-                  "; DELETE FROM t WHERE v='none'"),
+    ASSERT_EQ(Ask("SELECT 1 AS a, 2 AS b; INSERT INTO t (v) VALUES ('x') " +
+                  VxDB::GetReturnColumnsStatement("id", "v") + "; DELETE FROM t WHERE v='none'"),
               0);
     EXPECT_EQ(VxDBNumRows(m_pResult), 1);
     EXPECT_EQ(Field(0, "id") + Field(0, "v") + Field(0, "a"), "1xNULL");
@@ -102,16 +104,18 @@ TEST_F(DbExecuteTest, ResultIsOfTheLastStatementThatReturnsRows)
 // Catches: NULL and "" taken for each other, a field of the neighbour, columns found in declared order only.
 TEST_F(DbExecuteTest, FieldsByNameInAnyOrder)
 {
-    ASSERT_EQ(Ask("SELECT NULL AS a, '' AS b, -9223372036854775808 AS c, 1.5 AS d, x'41' AS e, NULL AS f UNION ALL "
-                  "SELECT 'long' , NULL, 0, NULL, 'z', 'true'"),
-              0);
+    ASSERT_EQ(
+        Ask("SELECT NULL AS a, '' AS b, -9223372036854775808 AS c, 1.5 AS d, x'41' AS e, NULL AS f UNION ALL "
+            "SELECT 'long' , NULL, 0, NULL, 'z', 'true'"),
+        0);
     for (unsigned int row = 0; row < 2; ++row) { // the second row goes the way that the first one taught
-        for (const std::string& order : {"abcdef", "fedcba", "cafeBD", "aaxcb"}) {
+        for (const std::string order : {"abcdef", "fedcba", "cafeBD", "aaxcb"}) {
             for (const char column : order) {
                 const char name[2] = {column, '\0'};
-                const std::string expected = std::string_view("aA").find(column) != std::string::npos ? (row == 0 ? "NULL" : "long")
+                const std::string expected = std::string_view("aA").find(column) != std::string::npos
+                                                 ? (row == 0 ? "NULL" : "long")
                                              : column == 'b' || column == 'B' ? (row == 0 ? "" : "NULL")
-                                             : column == 'c'                  ? (row == 0 ? "-9223372036854775808" : "0")
+                                             : column == 'c' ? (row == 0 ? "-9223372036854775808" : "0")
                                              : column == 'd' || column == 'D' ? (row == 0 ? "1.5" : "NULL")
                                              : column == 'e'                  ? (row == 0 ? "A" : "z")
                                              : column == 'f'                  ? (row == 0 ? "NULL" : "true")
@@ -137,10 +141,12 @@ TEST_F(DbExecuteTest, FilesAreTheOwnersAloneAndReferencesHold)
         ASSERT_EQ(::stat((m_root.Path().string() + name).c_str(), &info), 0) << name;
         EXPECT_EQ(info.st_mode & 0077, 0U) << name;
     }
-    EXPECT_EQ(Run("CREATE TABLE child (parent INTEGER REFERENCES t (id)); INSERT INTO child VALUES (99)"), -1);
+    EXPECT_EQ(Run("CREATE TABLE child (parent INTEGER REFERENCES t (id)); INSERT INTO child VALUES (99)"),
+              -1);
 }
 
-// Catches: an archive task's database without the tables of its kind, paths that are made by a typing mistake.
+// Catches: an archive task's database without the tables of its kind, paths that are made by a typing
+// mistake.
 TEST_F(DbExecuteTest, PathsOfArchiveTasksAndStrangers)
 {
     EXPECT_EQ(VxDB::GetDBPath(VxDB::DB_EVENT, 7), m_root.Path().string() + "/db/event_7.db");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// tests/package/db_faults_test.cpp - databases that are locked, damaged, foreign, full, read-only or gone, and
-// processes that die or fork in the middle.
+// tests/package/db_faults_test.cpp - databases that are locked, damaged, foreign, full, read-only or gone,
+// and processes that die or fork in the middle.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -61,7 +61,8 @@ bool MountSmallVolume(const std::string& path)
 
 constexpr int CANNOT_MOUNT = 77;
 
-/// Fills the database up to the last page. @return how many rows went in before the first was refused; -1: none was.
+/// Fills the database up to the last page. @return how many rows went in before the first was refused; -1:
+/// none was.
 int FillVolume()
 {
     const std::string sql = "INSERT INTO webhook (name) VALUES ('" + std::string(20000, 'x') + "')";
@@ -86,7 +87,7 @@ TEST_F(DbFaultsTest, FileOfSomebodyElseIsLeftAlone)
     std::ofstream(Path()).close(); // empty: as good as new
     EXPECT_EQ(Add(), 0);
     const std::string log = m_root.Path().string() + "/db/log.db";
-    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "SELECT 1"), 0);
+    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "PRAGMA wal_checkpoint(TRUNCATE)"), 0);
     std::filesystem::rename(log, Path()); // a database of ours, but another one
     ExpectRefused("another file is in its place");
     ExpectRefused("not the system database");
@@ -104,7 +105,9 @@ TEST_F(DbFaultsTest, LaterVersionIsRefused)
 TEST_F(DbFaultsTest, DamageIsTold)
 {
     for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(VxDB::Execute(DB_SYSTEM, "INSERT INTO webhook (name) VALUES ('" + std::string(50000, 'x') + "')"), 0);
+        ASSERT_EQ(
+            VxDB::Execute(DB_SYSTEM, "INSERT INTO webhook (name) VALUES ('" + std::string(50000, 'x') + "')"),
+            0);
     }
     ASSERT_EQ(VxDB::Execute(DB_SYSTEM, "PRAGMA wal_checkpoint(TRUNCATE)"), 0);
     const auto size = std::filesystem::file_size(Path());
@@ -112,7 +115,8 @@ TEST_F(DbFaultsTest, DamageIsTold)
         std::fstream file(Path(), std::ios::in | std::ios::out | std::ios::binary);
         file.seekp(4096);
         file << std::string(size - 4096, '\x5A');
-    }).join();
+    })
+        .join();
     std::thread([&] { ExpectRefused("damaged"); }).join();
 }
 
@@ -135,7 +139,8 @@ TEST_F(DbFaultsTest, MissingVolumeIsNotMade)
     EXPECT_FALSE(std::filesystem::exists(m_root.Path() / "volume9"));
 }
 
-// Catches: a full or read-only volume that damages the database, is not named, or leaves the connection unusable.
+// Catches: a full or read-only volume that damages the database, is not named, or leaves the connection
+// unusable.
 TEST_F(DbFaultsTest, FullAndReadOnlyVolume)
 {
     ChildProcess child([this](Channel&) {
@@ -191,7 +196,8 @@ TEST_F(DbFaultsTest, KilledInsideATransaction)
         VxDB::Transaction transaction(DB_SYSTEM);
         static_cast<void>(transaction.Begin());
         for (int i = 0; i < 2000; ++i) { // enough to reach the file before the end
-            static_cast<void>(VxDB::Execute(DB_SYSTEM, "INSERT INTO webhook (name) VALUES ('" + std::string(4000, 'x') + "')"));
+            static_cast<void>(VxDB::Execute(DB_SYSTEM, "INSERT INTO webhook (name) VALUES ('" +
+                                                           std::string(4000, 'x') + "')"));
         }
         toParent.Send('L');
         ::pause();

@@ -22,7 +22,8 @@ protected:
     /// Bytes that are mostly those that matter: quotes, NUL, backslash, wildcards, separators, invalid UTF-8.
     std::string Generate(std::size_t maxSize)
     {
-        static constexpr char SPECIAL[] = {'\'', '\0', '\\', '%', '_', ';', '"', '-', '\n', '\xC3', '\xFF', '\x80', 'a', 'A'};
+        static constexpr char SPECIAL[] = {'\'', '\0', '\\',   '%',    '_',    ';', '"',
+                                           '-',  '\n', '\xC3', '\xFF', '\x80', 'a', 'A'};
         std::string text(m_random() % (maxSize + 1), '\0');
         for (char& c : text) {
             const auto number = m_random();
@@ -41,7 +42,9 @@ protected:
             script += insert.Expr().str();
         }
         DBResult_tag* pResult = nullptr;
-        EXPECT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "DELETE FROM round;" + script + "SELECT v FROM round ORDER BY n", &pResult), 0);
+        EXPECT_EQ(VxDB::Execute(VxDB::DB_SYSTEM,
+                                "DELETE FROM round;" + script + "SELECT v FROM round ORDER BY n", &pResult),
+                  0);
         std::vector<std::string> back;
         unsigned int row = 0;
         while (VxDBFetchRow(pResult, &row) == 0) {
@@ -50,7 +53,6 @@ protected:
         VxDBFreeResult(pResult);
         return back;
     }
-
 
     TempRoot m_root;
     std::mt19937 m_random{20240229};
@@ -72,8 +74,9 @@ TEST_F(SqlRoundTripTest, EveryTextComesBackAsItWas)
 // Catches: a limit on the length of a statement or a row, and ends of fields kept in too few bits.
 TEST_F(SqlRoundTripTest, MegabyteTexts)
 {
-    std::vector<std::string> texts{std::string(65534, 'x'), std::string(65535, 'y'), std::string(65536, '\''),
-                                   std::string(5 << 20, 'z'), Generate(3 << 20), ""};
+    std::vector<std::string> texts{std::string(65534, 'x'),  std::string(65535, 'y'),
+                                   std::string(65536, '\''), std::string(5 << 20, 'z'),
+                                   Generate(3 << 20),        ""};
     EXPECT_EQ(ThereAndBack(texts), texts);
 }
 
@@ -91,7 +94,8 @@ TEST_F(SqlRoundTripTest, LikePatternMatchesItselfOnly)
         const std::string pattern = generate(1 + m_random() % 3);
         VxDB::SqlExpr query;
         query << "SELECT ";
-        query << VxDB::SqlExprAdapt::LikeImpl<VxDB::SqlExpr>(VxDB::QuoteEscape(text).c_str(), "%", pattern, "%", false);
+        query << VxDB::SqlExprAdapt::LikeImpl<VxDB::SqlExpr>(VxDB::QuoteEscape(text).c_str(), "%", pattern,
+                                                             "%", false);
         std::string answer;
         ASSERT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, query.str(), answer), 0) << query.str();
         ASSERT_EQ(answer == "1", text.find(pattern) != std::string::npos) << query.str();

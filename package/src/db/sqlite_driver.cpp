@@ -91,8 +91,7 @@ DbFault FaultOf(int code, int systemErrno, const std::string& path) noexcept
         if (::access(path.c_str(), F_OK) != 0) {
             return DbFault::MISSING;
         }
-        return systemErrno == EACCES || systemErrno == EROFS || systemErrno == EPERM ? DbFault::READ_ONLY
-                                                                                     : DbFault::IO;
+        return systemErrno == EACCES || ::access(path.c_str(), W_OK) != 0 ? DbFault::READ_ONLY : DbFault::IO;
     case SQLITE_IOERR:
         return systemErrno == ENOSPC || systemErrno == EDQUOT || code == SQLITE_IOERR_SHMSIZE ? DbFault::FULL
                                                                                               : DbFault::IO;
