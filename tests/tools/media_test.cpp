@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/media_test.cpp - real clips through vx capture and vx record, and what they refuse.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <sys/shm.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "media_clip.h"
+#include "support/ipc_keys.h"
+#include "support/temp_root.h"
+#include "vx_process.h"
+
+namespace {
+
+class MediaTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!HasFfmpeg()) {
+            GTEST_SKIP() << "ffmpeg and ffprobe make and judge the clips; script/bootstrap installs them";
+        }
+    }
+
+    std::string Path(const std::string& name) const { return (m_root.Path() / name).string(); }
+    std::string VideoKey() const { return std::to_string(m_videoKeys.First()); }
+    std::string AudioKey() const { return std::to_string(m_audioKeys.First()); }
+
+    std::string Clip(const std::string& arguments, const std::string& name) const
+    {
+        EXPECT_EQ(MakeClip(arguments, Path(name)), "");
+        return Path(name);
+    }
+    std::string ShortClip() const
+    {
+        return Clip("-f lavfi -i testsrc2=size=320x240:rate=25 -t 3 -c:v libx264 -preset ultrafast -g 25",
+                    "short.mp4");
+    }
+
+    static Json::Value Parse(const std::string& text)
+    {
+        std::istringstream in(text);
+        Json::Value value;
+        std::string problem;
+        EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &problem)) << text;
+        return value;
+    }
+
+    TempRoot m_root;
+    IpcKeys m_videoKeys;
+    IpcKeys m_audioKeys;
+};
+
+/// Largest difference between the distances of two lists of times: 0 if one is the other, moved.
+double Drift(const std::string& a, const std::string& b)
+{
+    std::istringstream inA(a);
+    std::istringstream inB(b);
+    std::string lineA;
+    std::string lineB;
+    double first[2] = {NAN, NAN};
+    double drift = 0;
+    while (std::getline(inA, lineA) && std::getline(inB, lineB)) {
+        double timesA[2] = {NAN, NAN};
+        double timesB[2] = {NAN, NAN};
+        std::sscanf(lineA.c_str(), "%lf,%lf", &timesA[0], &timesA[1]);
+        std::sscanf(lineB.c_str(), "%lf,%lf", &timesB[0], &timesB[1]);
+        for (int i = 0; i < 2; ++i) {
+            first[i] = std::isnan(first[i]) ? timesB[i] - timesA[i] : first[i];
+            drift = std::max(drift, std::abs(timesB[i] - timesA[i] - first[i]));
+        }
+    }
+    return drift;
+}
+
+struct RoundTripCase {
+    const char* what;
+    const char* arguments;
+    const char* clip;
+    const char* codec;
+    bool audio;
+    const char* out;
+};
+
+class RoundTripTest : public MediaTest, public ::testing::WithParamInterface<RoundTripCase> {};
+
+// Catches: a packet that is lost, doubled or changed between the source and the recording; time stamps that
+// are not the source's (reordered pictures above all); files that a decoder complains of.
+TEST_P(RoundTripTest, RecordingHasTheSourcesPacketsAndTimes)
+{
+    const RoundTripCase& what = GetParam();
+    const std::string source = Clip(what.arguments, what.clip);
+    const std::string out = Path(what.out);
+    std::vector<std::string> record = {"record", out, "--key", VideoKey(), "--once", "--json"};
+    std::vector<std::string> capture = {"capture",        source, "--key", VideoKey(),
+                                        "--wait-readers", "1",    "--json"};
+    if (what.audio) {
+        record.insert(record.end(), {"--audio-key", AudioKey()});
+        capture.insert(capture.end(), {"--audio-key", AudioKey()});
+    }
+    VxProcess recorder(record);
+    VxProcess writer(capture);
+    const VxResult written = writer.Finish(60000);
+    const VxResult recorded = recorder.Finish(30000);
+    ASSERT_EQ(written.exitCode, 0) << written.err;
+    ASSERT_EQ(recorded.exitCode, 0) << recorded.err;
+    EXPECT_EQ(Parse(written.out)["video"]["frames"], Parse(recorded.out)["video"]["written"]) << recorded.err;
+    EXPECT_EQ(PacketHashes(source, "v", what.codec), PacketHashes(out, "v", what.codec));
+    EXPECT_LT(Drift(PacketTimes(source, "v"), PacketTimes(out, "v")), 0.0001);
+    if (what.audio) {
+        EXPECT_EQ(PacketHashes(source, "a"), PacketHashes(out, "a"));
+        EXPECT_LT(Drift(PacketTimes(source, "a"), PacketTimes(out, "a")), 0.0002);
+    }
+    EXPECT_EQ(DecodeComplaints(out), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, RoundTripTest,
+    ::testing::Values(
+        RoundTripCase{
+            "H264ReorderedWithAac",
+            "-f lavfi -i testsrc2=size=320x240:rate=25 -f lavfi -i sine -t 3 -c:v libx264 -preset veryfast "
+            "-bf 3 -g 25 -c:a aac",
+            "a.mp4", "h264", true, "a.out.mp4"},
+        RoundTripCase{
+            "H265WithoutSound",
+            "-f lavfi -i testsrc2=size=320x240:rate=30 -t 2 -c:v libx265 -preset ultrafast -x265-params "
+            "log-level=none:keyint=15:bframes=3",
+            "b.mp4", "hevc", false, "b.out.mp4"},
+        RoundTripCase{
+            "AlawInQuickTime",
+            "-f lavfi -i testsrc2=size=320x240:rate=15 -f lavfi -i sine=sample_rate=8000 -t 2 -c:v libx264 "
+            "-preset ultrafast -g 15 -c:a pcm_alaw",
+            "c.mov", "h264", true, "c.out.mov"},
+        RoundTripCase{
+            "FramesAboveOneMebibyte",
+            "-f lavfi -i nullsrc=size=1920x1080:rate=4,geq='random(1)*255:128:128' -t 1 -c:v libx264 "
+            "-preset ultrafast -qp 10 -g 2 -pix_fmt yuv420p",
+            "d.mp4", "h264", false, "d.out.mp4"}),
+    [](const auto& kind) { return std::string(kind.param.what); });
+
+// Catches: a recording that needs its end to be playable; leftovers of a killed capture that stop the next
+// one; segments that a clean end leaves behind.
+TEST_F(MediaTest, KilledAtAnyMomentTheRecordingPlaysAndARestartWorks)
+{
+    const std::string source = ShortClip();
+    const std::string out = Path("killed.mp4");
+    VxProcess recorder({"record", out, "--key", VideoKey()});
+    VxProcess writer({"capture", source, "--key", VideoKey(), "--loop", "--wait-readers", "1"});
+    for (int i = 0; i < 3000 && (!std::filesystem::exists(out) || std::filesystem::file_size(out) < 60000);
+         ++i) {
+        ::usleep(10000); // the file grows by a fragment a second: its size is the message
+    }
+    recorder.Signal(SIGKILL);
+    writer.Signal(SIGKILL);
+    EXPECT_EQ(writer.Finish().signal, SIGKILL);
+    recorder.Finish();
+    EXPECT_EQ(DecodeComplaints(out), "");
+    EXPECT_GT(std::stoi(Shell("ffprobe -v error -count_packets -select_streams v -show_entries "
+                              "stream=nb_read_packets -of csv=p=0 " +
+                              out)),
+              20);
+    EXPECT_GT(m_videoKeys.Used(false), 0);
+
+    VxProcess again({"capture", source, "--key", VideoKey(), "--loop"});
+    VxProcess reader({"record", Path("again.mp4"), "--key", VideoKey(), "--duration", "1"});
+    EXPECT_EQ(reader.Finish().exitCode, 0);
+    again.Signal(SIGTERM);
+    const VxResult ended = again.Finish();
+    EXPECT_EQ(ended.exitCode, 0) << ended.err;
+    EXPECT_EQ(m_videoKeys.Used(false), 0);
+}
+
+// Catches: segments that do not start at a key frame or share a name; frames lost or doubled at a cut.
+TEST_F(MediaTest, SegmentsAreCutAtKeyFramesAndLoseNothing)
+{
+    const std::string source = ShortClip();
+    std::filesystem::create_directory(Path("rec"));
+    VxProcess recorder(
+        {"record", "--dir", Path("rec"), "--segment", "1", "--key", VideoKey(), "--once", "--json"});
+    VxProcess writer({"capture", source, "--key", VideoKey(), "--wait-readers", "1"});
+    EXPECT_EQ(writer.Finish(30000).exitCode, 0);
+    const VxResult recorded = recorder.Finish(30000);
+    EXPECT_EQ(recorded.exitCode, 0) << recorded.err;
+    EXPECT_EQ(Parse(recorded.out)["segments"].asInt(), 3);
+    std::string hashes;
+    std::istringstream names(Shell("ls " + Path("rec") + " | sort -V"));
+    for (std::string name; std::getline(names, name);) {
+        hashes += PacketHashes(Path("rec") + "/" + name, "v", "h264");
+        EXPECT_EQ(DecodeComplaints(Path("rec") + "/" + name), "");
+    }
+    EXPECT_EQ(hashes, PacketHashes(source, "v", "h264"));
+}
+
+// Catches: a server that goes away ending the capture, or costing its readers their FIFO.
+TEST_F(MediaTest, ReconnectsWithoutItsReadersAttachingAgain)
+{
+    const std::string source = Clip(
+        "-f lavfi -i testsrc2=size=320x240:rate=25 -t 2 -c:v libx264 -preset ultrafast -g 25", "live.ts");
+    const std::string port = std::to_string(20000 + ::getpid() % 20000);
+    const std::string address = "http://127.0.0.1:" + port + "/live.ts";
+    // Two sessions of the server, one after another: the stream ends, and comes back.
+    VxProcess recorder({"record", Path("net.mp4"), "--key", VideoKey(), "--wait", "60", "--json"});
+    const std::string serve = "sh -c 'for i in 1 2; do ffmpeg -nostdin -v quiet -re -i " + source +
+                              " -c copy -f mpegts -listen 1 " + address + "; done' >/dev/null 2>&1 & echo $!";
+    const std::string pid = Shell(serve);
+    std::string tries;
+    for (int i = 0; i < 200 && tries.empty(); ++i) {
+        ::usleep(20000); // until the server listens; connecting would use its only session up
+        tries =
+            Shell("grep -il ':" + Shell("printf %04X " + port) + " 00000000:0000 0A' /proc/net/tcp | cat");
+    }
+    VxProcess writer({"capture", address, "--key", VideoKey(), "--json"});
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+    while (::kill(std::stoi(pid), 0) == 0 && std::chrono::steady_clock::now() < limit) {
+        ::usleep(50000); // the end of the second session
+    }
+    writer.Signal(SIGTERM);
+    const VxResult written = writer.Finish();
+    recorder.Signal(SIGTERM);
+    const VxResult recorded = recorder.Finish();
+    EXPECT_EQ(written.exitCode, 0) << written.err;
+    EXPECT_GE(Parse(written.out)["reconnects"].asInt(), 1) << written.err;
+    EXPECT_GT(Parse(written.out)["video"]["frames"].asInt(), 60) << written.err;
+    EXPECT_EQ(Parse(recorded.out)["video"]["attached"].asInt(), 1) << recorded.err;
+    EXPECT_EQ(Parse(recorded.out)["segments"].asInt(), 1) << recorded.err;
+}
+
+// Catches: a change of the resolution that readers never learn of, or that ends up in one file with the old
+// one.
+TEST_F(MediaTest, ANewResolutionIsAnnouncedAndStartsANewFile)
+{
+    const std::string large =
+        Clip("-f lavfi -i testsrc2=size=320x240:rate=25 -t 1 -c:v libx264 -preset ultrafast", "l.h264");
+    const std::string small =
+        Clip("-f lavfi -i testsrc2=size=160x120:rate=25 -t 1 -c:v libx264 -preset ultrafast", "s.h264");
+    Shell("cat " + large + " " + small + " > " + Path("both.h264"));
+    VxProcess recorder({"record", Path("res.mp4"), "--key", VideoKey(), "--once"});
+    VxProcess writer({"capture", Path("both.h264"), "--key", VideoKey(), "--wait-readers", "1"});
+    EXPECT_EQ(writer.Finish().exitCode, 0);
+    EXPECT_EQ(recorder.Finish().exitCode, 0);
+    const std::string size =
+        "ffprobe -v error -show_entries stream=width,height,nb_read_packets -count_packets -of csv=p=0 ";
+    EXPECT_EQ(Shell(size + Path("res.mp4")), "320,240,25\n");
+    EXPECT_EQ(Shell(size + Path("res-1.mp4")), "160,120,25\n");
+}
+
+// Catches: a refusal that hangs (the library tries without limit), says nothing useful, or has the wrong exit
+// code.
+TEST_F(MediaTest, RefusesWhatCannotWork)
+{
+    const std::string source = ShortClip();
+    const std::string sound = Clip("-f lavfi -i sine -t 1 -c:a libmp3lame", "sound.mp3");
+    const std::string odd = Clip("-f lavfi -i testsrc2=size=64x64:rate=5 -t 1 -c:v mpeg4", "odd.mp4");
+    std::ofstream(Path("text.mp4")) << "no media at all\n";
+    const struct {
+        std::vector<std::string> args;
+        int exitCode;
+        const char* says;
+    } cases[] = {
+        {{"capture", Path("missing.mp4"), "--key", VideoKey()}, 3, "No such file"},
+        {{"capture", m_root.Path().string(), "--key", VideoKey()}, 3, "is a folder"},
+        {{"capture", Path("text.mp4"), "--key", VideoKey()}, 1, "cannot open"},
+        {{"capture", sound, "--key", VideoKey()}, 1, "no video track"},
+        {{"capture", odd, "--key", VideoKey()}, 1, "it can name H.264"},
+        {{"capture", sound, "--audio-key", AudioKey()}, 1, "is mp3"},
+        {{"capture", source}, 2, "--key"},
+        {{"capture", source, "--key", "-5"}, 2, "negative"},
+        {{"capture", source, "--key", "1000", "--audio-key", "1030"}, 2, "31 apart"},
+        {{"capture", "http://127.0.0.1:9/none", "--key", VideoKey()}, 3, "check the address"},
+        {{"record", source, "--key", VideoKey()}, 4, "exists"},
+        {{"record", Path("none.mp4"), "--key", VideoKey(), "--wait", "0"}, 3, "no frame"},
+        {{"record", Path("no/such/out.mp4"), "--key", VideoKey()}, 3, "cannot be made"},
+    };
+    for (const auto& refused : cases) {
+        const VxResult result = RunVx(refused.args);
+        EXPECT_EQ(result.exitCode, refused.exitCode) << refused.args[1] << ": " << result.err;
+        EXPECT_NE(result.err.find(refused.says), std::string::npos) << result.err;
+        EXPECT_EQ(m_videoKeys.Used(false) + m_audioKeys.Used(false), 0) << refused.args[1];
+    }
+}
+
+// Catches: a capture that removes the segments of a stranger or of a live capture, and one that goes on with
+// half a FIFO when the kernel gives no more segments.
+TEST_F(MediaTest, LeavesAloneWhatIsNotItsOwn)
+{
+    const std::string source = ShortClip();
+    const int foreign = ::shmget(m_videoKeys.First() + 3, 12345, IPC_CREAT | IPC_EXCL | 0600);
+    ASSERT_GE(foreign, 0);
+    const VxResult stranger = RunVx({"capture", source, "--key", VideoKey()});
+    EXPECT_EQ(stranger.exitCode, 4) << stranger.err;
+    EXPECT_NE(stranger.err.find("ipcrm"), std::string::npos) << stranger.err;
+    EXPECT_EQ(::shmget(m_videoKeys.First() + 3, 0, 0), foreign);
+    ::shmctl(foreign, IPC_RMID, nullptr);
+
+    VxProcess live({"capture", source, "--key", VideoKey(), "--loop"});
+    for (int i = 0; i < 500 && ::shmget(m_videoKeys.First() + 30, 0, 0) < 0; ++i) {
+        ::usleep(10000); // its last slot is there
+    }
+    const VxResult second = RunVx({"capture", source, "--key", VideoKey()});
+    EXPECT_EQ(second.exitCode, 4) << second.err;
+    EXPECT_NE(second.err.find("is written by process"), std::string::npos) << second.err;
+    live.Signal(SIGTERM);
+    EXPECT_EQ(live.Finish().exitCode, 0);
+}
+
+} // namespace
