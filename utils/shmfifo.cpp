@@ -506,33 +506,6 @@ int ShmStreamFifo::WriteData(unsigned char* data, int size, long long timestamp,
 
 // --- header -----------------------------------------------------------------------------------------------
 
-ShmStreamFifo::CodecName ShmStreamFifo::CodecText() const noexcept
-{
-    CodecName name{};
-    for (int i = 0; i < SHM_FIFO_CODEC_SIZE - 1; ++i) {
-        name.text[i] = ShmLoad(m_codec[i]);
-    }
-    return name;
-}
-
-void ShmStreamFifo::SetCodec(const std::string& codec) noexcept
-{
-    CodecName name{};
-    std::snprintf(name.text, sizeof(name.text), "%s", codec.c_str());
-    const VxRbGuard guard(m_lock);
-    if (guard.Held()) {
-        for (int i = 0; i < SHM_FIFO_CODEC_SIZE; ++i) {
-            ShmStore(m_codec[i], name.text[i]);
-        }
-    }
-}
-
-std::string ShmStreamFifo::GetCodec() noexcept
-{
-    const VxRbGuard guard(m_lock);
-    return guard.Held() ? CodecText().text : ""; // at most 19 letters
-}
-
 void ShmStreamFifo::SetExtra(const unsigned char* data, int size) noexcept
 {
     if (data == nullptr || size <= 0) {
@@ -565,50 +538,4 @@ void ShmStreamFifo::GetExtra(unsigned char* buf, int& size) noexcept
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Input buffer size is not enough\n");
     }
     std::memcpy(buf, m_extra, static_cast<std::size_t>(size));
-}
-
-void ShmStreamFifo::SetResolution(int width, int height) noexcept
-{
-    ShmStore(m_width, width);
-    ShmStore(m_height, height);
-}
-
-int ShmStreamFifo::GetWidth() const noexcept
-{
-    return ShmLoad(m_width);
-}
-
-int ShmStreamFifo::GetHeight() const noexcept
-{
-    return ShmLoad(m_height);
-}
-
-void ShmStreamFifo::AccConnectCnt() noexcept
-{
-    static_cast<void>(ShmAdd(m_connectCnt, 1));
-}
-
-int ShmStreamFifo::GetConnectCnt() const noexcept
-{
-    return ShmLoad(m_connectCnt);
-}
-
-void ShmStreamFifo::ClearLatestIframeIdx() noexcept
-{
-    ShmStore(m_latestIframeIdx, -1);
-}
-
-bool ShmStreamFifo::IsIFrameReady() const noexcept
-{
-    return ShmLoad(m_latestIframeIdx) >= 0;
-}
-
-int ShmStreamFifo::GetFifoCnt() const noexcept
-{
-    return ShmLoad(m_fifoCnt);
-}
-
-bool ShmStreamFifo::IsAttached() const noexcept
-{
-    return ShmLoad(m_attached) != 0;
 }

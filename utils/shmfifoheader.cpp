@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+// utils/shmfifoheader.cpp - the words in the header that describe the stream.
+#include <cstdio>
+
+#include "shm_sync.h"
+#include "shmfifo.h"
+
+ShmStreamFifo::CodecName ShmStreamFifo::CodecText() const noexcept
+{
+    CodecName name{};
+    for (int i = 0; i < SHM_FIFO_CODEC_SIZE - 1; ++i) {
+        name.text[i] = ShmLoad(m_codec[i]);
+    }
+    return name;
+}
+
+void ShmStreamFifo::SetCodec(const std::string& codec) noexcept
+{
+    CodecName name{};
+    std::snprintf(name.text, sizeof(name.text), "%s", codec.c_str());
+    const VxRbGuard guard(m_lock);
+    if (guard.Held()) {
+        for (int i = 0; i < SHM_FIFO_CODEC_SIZE; ++i) {
+            ShmStore(m_codec[i], name.text[i]);
+        }
+    }
+}
+
+std::string ShmStreamFifo::GetCodec() noexcept
+{
+    const VxRbGuard guard(m_lock);
+    return guard.Held() ? CodecText().text : ""; // at most 19 letters
+}
+
+void ShmStreamFifo::SetResolution(int width, int height) noexcept
+{
+    ShmStore(m_width, width);
+    ShmStore(m_height, height);
+}
+
+int ShmStreamFifo::GetWidth() const noexcept
+{
+    return ShmLoad(m_width);
+}
+
+int ShmStreamFifo::GetHeight() const noexcept
+{
+    return ShmLoad(m_height);
+}
+
+void ShmStreamFifo::AccConnectCnt() noexcept
+{
+    static_cast<void>(ShmAdd(m_connectCnt, 1));
+}
+
+int ShmStreamFifo::GetConnectCnt() const noexcept
+{
+    return ShmLoad(m_connectCnt);
+}
+
+void ShmStreamFifo::ClearLatestIframeIdx() noexcept
+{
+    ShmStore(m_latestIframeIdx, -1);
+}
+
+bool ShmStreamFifo::IsIFrameReady() const noexcept
+{
+    return ShmLoad(m_latestIframeIdx) >= 0;
+}
+
+int ShmStreamFifo::GetFifoCnt() const noexcept
+{
+    return ShmLoad(m_fifoCnt);
+}
+
+bool ShmStreamFifo::IsAttached() const noexcept
+{
+    return ShmLoad(m_attached) != 0;
+}
