@@ -69,6 +69,7 @@ ShmEntryHandler::~ShmEntryHandler()
 DataEntry* ShmEntryHandler::GetDataEntry(int size, int idx) noexcept
 {
     const std::size_t bytes = static_cast<std::size_t>(size) + sizeof(DataEntry);
+    m_shmId = -1; // nothing is under the key
     const int shmId = CreateSegment(m_key, bytes);
     if (shmId < 0) {
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR,

@@ -159,6 +159,11 @@ TEST_F(ShmFifoFaultTest, SlotThatCouldNotGrowIsMadeAtTheNextTry)
     ASSERT_EQ(m_pFifo->ReadLatest(copy.data, copy.size), 0);
     EXPECT_EQ(copy.data[499], 3);
     EXPECT_EQ(Look()[0].capacity, 500);
+    g_fault = {"create", 1, 1, ENOSPC};
+    EXPECT_EQ(Write(FRAME_P, 2000), -1);
+    TakeLog();
+    m_handler.FreeMem();
+    EXPECT_EQ(TakeLog(), "") << "a slot that is not there is not missed at the end";
 }
 
 // Catches: a reader that keeps its claim, its mapping or a half-attached FIFO when the system refuses
