@@ -352,6 +352,7 @@ private:
     DataEntry* EntryForWrite(int idx, int size) noexcept;
     void SearchNearIdx(int lastId, Candidates& out) noexcept;
     DataEntry* ClaimSlot(int idx, int lastId, DATA_ENTRY_INFO* table) noexcept;
+    DataEntry* AttachSlot(int idx) noexcept;
     void UpdateEntryIfChanged(int idx, DATA_ENTRY_INFO& record) noexcept;
     bool StillHolds(int idx, const DataEntry* pEntry, int id, int generation) noexcept;
     void Release(int idx, DataEntry* pEntry, int id, int generation, DATA_ENTRY_INFO* table) noexcept;

@@ -55,6 +55,7 @@ void ShmStreamFifo::SearchNearIdx(int lastId, Candidates& out) noexcept
 {
     const int count = SafeFifoCnt();
     const int lastIdx = ShmLoad(m_lastIdx);
+    ShmFullBarrier(); // pairs with TryStopWrite(): the slot's ID is as new as the index
     if (lastIdx < 0 || lastIdx >= count) {
         return;
     }
@@ -111,7 +112,18 @@ int ShmStreamFifo::GetReadableEntryIdx(int lastId) noexcept
 
 // --- attaching a claimed slot -----------------------------------------------------------------------------
 
-/// The key of a slot is the only word of its handle that a reader uses.
+/// Attaches a slot by its key, the only word of its handle that a reader uses. Once a FIFO is closed, the
+/// next one's segments are under its keys, which nobody marks here: asked after the attachment, since a FIFO
+/// is closed before the next one is made.
+DataEntry* ShmStreamFifo::AttachSlot(int idx) noexcept
+{
+    DataEntry* pEntry = m_handlerArr[idx].GetDataEntry();
+    if (!IsAttached()) {
+        ShmEntryHandler::DtDataEntry(pEntry);
+    }
+    return pEntry;
+}
+
 void ShmStreamFifo::UpdateEntryIfChanged(int idx, DATA_ENTRY_INFO& record) noexcept
 {
     const int generation = ShmLoad(m_entryArr[idx].generation);
@@ -120,7 +132,7 @@ void ShmStreamFifo::UpdateEntryIfChanged(int idx, DATA_ENTRY_INFO& record) noexc
     }
     record.generation = generation;
     ShmEntryHandler::DtDataEntry(record.entry);
-    record.entry = m_handlerArr[idx].GetDataEntry();
+    record.entry = AttachSlot(idx);
 }
 
 DataEntry* ShmStreamFifo::GetDataEntryForRead(int idx, DATA_ENTRY_INFO* table) noexcept
@@ -134,7 +146,7 @@ DataEntry* ShmStreamFifo::GetDataEntryForRead(int idx, DATA_ENTRY_INFO* table) n
         UpdateEntryIfChanged(idx, table[idx]);
         pEntry = table[idx].entry;
     } else {
-        pEntry = m_handlerArr[idx].GetDataEntry();
+        pEntry = AttachSlot(idx);
     }
     if (pEntry == nullptr) {
         MarkWord(pSlot->mark).DropReader();
@@ -163,6 +175,7 @@ DataEntry* ShmStreamFifo::GetDataEntryForRead(int idx, DATA_ENTRY_INFO* table) n
 /// Claims one certain slot, unless its frame is the one that the reader has.
 DataEntry* ShmStreamFifo::ClaimSlot(int idx, int lastId, DATA_ENTRY_INFO* table) noexcept
 {
+    ShmFullBarrier(); // between the index, which came first, and the slot's ID
     DATA_ENTRY_INFO* const pSlot = SlotAt(idx);
     if (pSlot == nullptr || ShmLoad(pSlot->id) == lastId || MarkRead(*pSlot) != 0) {
         return nullptr;
@@ -236,6 +249,8 @@ int ShmFifoReader::Init(int key, bool updateStat) noexcept
         return -1;
     }
     m_key = key;
+    m_lastReadValid = false;
+    m_noDataSinceSec = 0; // this FIFO has not been waited for yet
     m_pFifo->StartRead(m_table);
     return 0;
 }

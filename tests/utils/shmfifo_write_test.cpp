@@ -199,7 +199,9 @@ TEST_F(ShmFifoWriteTest, CodecAndExtraDataAreCutToTheirFields)
     int size = 1024;
     m_pFifo->GetExtra(out, size);
     EXPECT_EQ(size, 0);
+    TakeLog();
     m_pFifo->SetExtra(extra.data(), 2000);
+    EXPECT_NE(TakeLog().find(" shmfifo ERR: Exceed max extra data size[1024].\n"), std::string::npos);
     size = 1024;
     m_pFifo->GetExtra(out, size);
     EXPECT_EQ(size, 1024);
@@ -208,6 +210,7 @@ TEST_F(ShmFifoWriteTest, CodecAndExtraDataAreCutToTheirFields)
     unsigned char few[11] = {};
     size = 10;
     m_pFifo->GetExtra(few, size);
+    EXPECT_NE(TakeLog().find(" shmfifo ERR: Input buffer size is not enough\n"), std::string::npos);
     EXPECT_EQ(size, 10) << "cut, and the size stays the caller's";
     EXPECT_EQ(few[9], 3);
     EXPECT_EQ(few[10], 0);
@@ -216,12 +219,31 @@ TEST_F(ShmFifoWriteTest, CodecAndExtraDataAreCutToTheirFields)
     EXPECT_EQ(size, 0);
 }
 
+// Catches: a line in the log of every frame that names the wrong kind, slot or ID.
+TEST_F(ShmFifoWriteTest, EachWriteIsTracedWithItsKindAndPlace)
+{
+    Make();
+    m_pFifo->SetCodec("H265");
+    TakeLog();
+    const std::string before = "utils/shmfifo TryStopWrite shmfifo TRACE: [H265]: Write '";
+    int idx = 0;
+    for (const auto& [flags, kind] :
+         {std::pair(0x9E, "I-frame"), std::pair(0x9C, "P-frame"), std::pair(0x98, "B-frame"),
+          std::pair(0x90, "PB-frame"), std::pair(0x81, "Non-key-frame"), std::pair(0x61, "Unknown")}) {
+        Write(flags);
+        const std::string at = std::to_string(idx);
+        EXPECT_EQ(TakeLog(), before + kind + "'(" + std::to_string(flags) + ") at idx[" + at + "] of ID[" +
+                                 at + "], I-Idx[0].\n");
+        ++idx;
+    }
+}
+
 // Catches: what a killed capture process left behind and stops the next one, or keeps its readers waiting.
 TEST_F(ShmFifoWriteTest, RestartReplacesWhatAKilledWriterLeft)
 {
     ChildProcess killed([&](const Channel& toParent) {
-        ShmFifoHandler handler;
-        toParent.Send(handler.GetStreamFifo(m_keys.First(), 1000, 30) != nullptr ? 'y' : 'n');
+        m_pFifo = m_handler.GetStreamFifo(m_keys.First(), 1000, 30);
+        toParent.Send(m_pFifo != nullptr && Write(FRAME_I) == 0 ? 'y' : 'n');
         for (;;) {
             ::pause();
         }
@@ -236,6 +258,7 @@ TEST_F(ShmFifoWriteTest, RestartReplacesWhatAKilledWriterLeft)
     EXPECT_TRUE(reader.IsClose()) << "its FIFO is the old one";
     EXPECT_EQ(m_keys.Used(false), 11) << "slots that the new one does not use are gone as well";
     EXPECT_EQ(Write(FRAME_I), 0);
+    EXPECT_EQ(reader.GetFifo()->ReadLatest(), nullptr) << "what is under the keys now is the new FIFO's";
     reader.Free();
     m_handler.FreeMem();
     EXPECT_EQ(IpcKeys::Attached(), 0);

@@ -96,6 +96,14 @@ TEST_F(ShmFifoReaderTest, SilenceOfMoreThanTenSecondsIsNoData)
     EXPECT_EQ(m_reader.GetFifo(), pFifo);
     EXPECT_TRUE(ReadOne()) << "starts anew with the newest frame";
     EXPECT_EQ(m_got, "0:1 1:1 1:1 ");
+    EXPECT_FALSE(ReadOne());
+    EXPECT_FALSE(m_reader.IsNoData());
+    g_fakeMonoSec += 11;
+    EXPECT_TRUE(m_reader.IsNoData());
+    m_reader.Free();
+    EXPECT_TRUE(m_reader.IsNoData()) << "closed";
+    ASSERT_EQ(m_reader.Init(m_keys.First(), false), 0);
+    EXPECT_FALSE(m_reader.IsNoData()) << "attached anew: the time starts again";
 }
 
 // Catches: frames that are handed out while the package holds them back, and a claim kept on one that was
