@@ -34,17 +34,20 @@ std::string KeyProblem(const std::string& text, int& key)
 
 void AddKeyArgument(CLI::App& verb, int& key)
 {
-    verb.add_option_function<std::string>(
-            "KEY",
-            [&key](const std::string& text) {
-                const std::string problem = KeyProblem(text, key);
-                if (!problem.empty()) {
-                    throw CLI::ValidationError("KEY", problem);
-                }
-            },
-            "Key of the FIFO, in decimal or with 0x in front")
+    AddKeyOption(verb, "KEY", key, "Key of the FIFO, in decimal or with 0x in front")
         ->required()
         ->type_name("");
+}
+
+CLI::Option* AddKeyOption(CLI::App& verb, const std::string& name, int& key, const std::string& description)
+{
+    const auto parse = [&key, name](const std::string& text) {
+        const std::string problem = KeyProblem(text, key);
+        if (!problem.empty()) {
+            throw CLI::ValidationError(name, problem);
+        }
+    };
+    return verb.add_option_function<std::string>(name, parse, description);
 }
 
 std::string KeyText(int key)

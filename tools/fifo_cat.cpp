@@ -9,6 +9,7 @@
 
 #include "elementary_stream.h"
 #include "fail.h"
+#include "fifo_cat_ts.h"
 #include "fifo_common.h"
 #include "fifo_follow.h"
 #include "stop_signal.h"
@@ -20,14 +21,16 @@ struct Options {
     long long count = 0;
     bool once = false;
     bool wait = false;
+    bool ts = false;
+    int audioKey = 0;
 };
 
 /// @return false if nobody reads any more.
-bool WriteAll(const std::vector<unsigned char>& bytes, const StopSignal& stop)
+bool WriteAll(const unsigned char* pData, std::size_t size, const StopSignal& stop)
 {
     std::size_t done = 0;
-    while (done < bytes.size() && !stop.Stopped()) {
-        const ssize_t written = ::write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
+    while (done < size && !stop.Stopped()) {
+        const ssize_t written = ::write(STDOUT_FILENO, pData + done, size - done);
         if (written >= 0) {
             done += static_cast<std::size_t>(written);
         } else if (errno == EPIPE) {
@@ -114,7 +117,8 @@ private:
             return true;
         }
         ++m_frames;
-        return WriteAll(bytes, m_stop) && (m_options.count == 0 || m_frames < m_options.count);
+        return WriteAll(bytes.data(), bytes.size(), m_stop) &&
+               (m_options.count == 0 || m_frames < m_options.count);
     }
 
     const Options& m_options;
@@ -133,6 +137,14 @@ void Run(const Options& options)
              options.key);
     }
     std::signal(SIGPIPE, SIG_IGN); // write() tells
+#ifdef VX_WITH_MEDIA
+    if (options.ts) {
+        const StopSignal stop;
+        CatTs({options.key, options.audioKey, options.count, options.wait}, stop,
+              [&stop](const unsigned char* pData, std::size_t size) { return WriteAll(pData, size, stop); });
+        return;
+    }
+#endif
     Cat(options).Run();
 }
 
@@ -148,5 +160,11 @@ void AddFifoCat(CLI::App& fifo)
     verb->add_option("-n,--count", options->count, "End after so many frames")->check(CLI::PositiveNumber);
     verb->add_flag("--wait", options->wait, "Wait for the FIFO if it is not there yet");
     verb->add_flag("--once", options->once, "End when the FIFO closes, instead of waiting for its return");
+#ifdef VX_WITH_MEDIA
+    CLI::Option* const pTs =
+        verb->add_flag("--ts", options->ts, "As MPEG transport stream; ends when the FIFO goes");
+    AddKeyOption(*verb, "--audio-key", options->audioKey, "With --ts: key of the FIFO with the sound")
+        ->needs(pTs);
+#endif
     verb->callback([options] { Run(*options); });
 }

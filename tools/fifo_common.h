@@ -10,6 +10,8 @@
 
 /// The key of a verb, in decimal or with 0x in front.
 void AddKeyArgument(CLI::App& verb, int& key);
+/// A further key, as an option.
+CLI::Option* AddKeyOption(CLI::App& verb, const std::string& name, int& key, const std::string& description);
 
 /// "4711 (0x1267)", as messages name a key.
 std::string KeyText(int key);

@@ -10,6 +10,7 @@ target_sources(vx PRIVATE
     capture_run.cpp
     decode_clock.cpp
     elementary_track.cpp
+    fifo_cat_ts.cpp
     fifo_keys.cpp
     fifo_publisher.cpp
     fifo_subscription.cpp
@@ -21,6 +22,7 @@ target_sources(vx PRIVATE
     record_run.cpp
     segment_files.cpp
     segment_recorder.cpp
+    ts_output.cpp
 )
 target_compile_definitions(vx PRIVATE VX_WITH_MEDIA)
 target_link_libraries(vx PRIVATE PkgConfig::VX_FFMPEG)
