@@ -2,6 +2,7 @@
 // tools/fifo_cat_ts.cpp - one or two FIFOs as a transport stream.
 #include "fifo_cat_ts.h"
 
+#include <array>
 #include <memory>
 
 #include "elementary_stream.h"
@@ -18,12 +19,21 @@ struct TsTrack {
     const int key;
     FifoFollower follower;
     ElementaryStream stream;
-    std::string codec;
+    TsOutput::Track format;
 };
 
 [[noreturn]] void Give(const std::string& problem, ExitCode exitCode = EXIT_FOUND)
 {
     Fail(exitCode, "fifo cat", "{}", problem);
+}
+
+void AddSound(TsTrack& track)
+{
+    ESFormat format;
+    if (!track.stream.IsVideo() && track.follower.Reader().FillAdoFmt(format) == 0) {
+        track.format.sampleRate = format.sampleRate;
+        track.format.channels = format.channels;
+    }
 }
 
 /// @return false if a stop was asked for first.
@@ -33,13 +43,14 @@ bool Attach(TsTrack& track, bool wait, const StopSignal& stop)
         ExitCode exitCode = EXIT_DONE;
         std::string problem = track.follower.Attach(exitCode);
         if (problem.empty()) {
-            track.codec = track.follower.Fifo().GetCodec();
-            problem = track.codec.empty()
+            track.format.codec = track.follower.Fifo().GetCodec();
+            problem = track.format.codec.empty()
                           ? "key " + KeyText(track.key) + ": its writer has not named the codec yet"
                           : track.stream.Open(track.follower);
             exitCode = EXIT_FOUND;
         }
         if (problem.empty()) {
+            AddSound(track);
             return true;
         }
         if (!wait) {
@@ -77,7 +88,7 @@ void CatTs(const CatTsOptions& options, const StopSignal& stop,
            const std::function<bool(const unsigned char* pData, std::size_t size)>& sink)
 {
     std::vector<std::unique_ptr<TsTrack>> tracks;
-    std::vector<std::string> codecs(2);
+    std::array<TsOutput::Track, 2> formats;
     for (const int key : {options.key, options.audioKey}) {
         if (key == 0) {
             continue;
@@ -86,14 +97,14 @@ void CatTs(const CatTsOptions& options, const StopSignal& stop,
         if (!Attach(*tracks.back(), options.wait, stop)) {
             return;
         }
-        std::string& codec = codecs[tracks.back()->stream.IsVideo() ? 0 : 1];
-        if (!codec.empty()) {
+        TsOutput::Track& format = formats[tracks.back()->stream.IsVideo() ? 0 : 1];
+        if (!format.codec.empty()) {
             Give("key " + KeyText(key) + ": is of the same kind as the other FIFO", EXIT_USAGE);
         }
-        codec = tracks.back()->codec;
+        format = tracks.back()->format;
     }
     TsOutput output(sink);
-    std::string problem = output.Open(codecs);
+    std::string problem = output.Open(formats);
     FollowedFrame frame;
     long long counts[2] = {0, 0};
     bool goOn = problem.empty();

@@ -41,8 +41,9 @@ int TsOutput::OnBytes(void* pThis, unsigned char* pData, int size)
     return self.m_ended ? AVERROR_EOF : size;
 }
 
-std::string TsOutput::AddStream(int track, const std::string& codec)
+std::string TsOutput::AddStream(int track, const Track& format)
 {
+    const std::string& codec = format.codec;
     if (codec.empty()) {
         return {};
     }
@@ -54,14 +55,19 @@ std::string TsOutput::AddStream(int track, const std::string& codec)
     }
     pStream->codecpar->codec_id = id;
     pStream->codecpar->codec_type = track == 0 ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO;
+    pStream->codecpar->sample_rate = format.sampleRate;
+    if (format.channels > 0) {
+        av_channel_layout_default(&pStream->codecpar->ch_layout, format.channels);
+    }
     pStream->time_base = MICROSECONDS;
     m_streams[track] = pStream->index;
     return {};
 }
 
-std::string TsOutput::Open(const std::vector<std::string>& codecs)
+std::string TsOutput::Open(const std::array<Track, 2>& tracks)
 {
     constexpr int BUFFER_SIZE = 188 * 7 * 16;
+    QuietAvLog();
     AVFormatContext* pContext = nullptr;
     int error = avformat_alloc_output_context2(&pContext, nullptr, "mpegts", nullptr);
     m_pContext.reset(pContext);
@@ -69,7 +75,7 @@ std::string TsOutput::Open(const std::vector<std::string>& codecs)
         return ErrorText("cannot be made", error);
     }
     for (int track = 0; track < 2; ++track) {
-        std::string problem = AddStream(track, codecs[static_cast<std::size_t>(track)]);
+        std::string problem = AddStream(track, tracks[static_cast<std::size_t>(track)]);
         if (!problem.empty()) {
             return problem;
         }

@@ -2,6 +2,7 @@
 // tools/ts_output.h - elementary streams as one MPEG transport stream.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,9 +23,16 @@ public:
     TsOutput(const TsOutput&) = delete;
     TsOutput& operator=(const TsOutput&) = delete;
 
-    /// @param codecs names as in a FIFO's header: video first, audio second, either may be empty
+    /// What goes into it. An empty codec: there is no such stream.
+    struct Track {
+        std::string codec; ///< as in a FIFO's header
+        int sampleRate = 0;
+        int channels = 0;
+    };
+
+    /// @param tracks  video first, audio second
     /// @return an empty text; else what is wrong.
-    std::string Open(const std::vector<std::string>& codecs);
+    std::string Open(const std::array<Track, 2>& tracks);
 
     /// @param track   0 video, 1 audio
     /// @param bytes   Annex B or ADTS
@@ -47,7 +55,7 @@ private:
     };
 
     static int OnBytes(void* pThis, unsigned char* pData, int size);
-    std::string AddStream(int track, const std::string& codec);
+    std::string AddStream(int track, const Track& format);
     std::string Put(AvPacket packet, long long ptsUs, long long dtsUs);
     std::string PutPrimed();
 
