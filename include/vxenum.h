@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <new>
 
 #include "package/enum2str.h"
 #include "package/export.h"
@@ -46,14 +47,14 @@ enum FAILOVER_RESTORE_TYPE : int {
 
 /// The text of an enumeration value.
 ///
-/// A message may still be logged while the process is being taken down; once the table is gone every value is
-/// "unknown".
+/// A message may still be logged while the process is being taken down, or when there is no memory: as long
+/// as there is no table every value is "unknown".
 ///
 /// @return the text, "unknown" for a value that the table lacks; valid for the life of the process.
 /// Thread-safety: any thread; the table is built once, on first use.
 template <typename T>
-const char* Enum2String(T value)
-{
+const char* Enum2String(T value) noexcept
+try {
     static constinit std::atomic<bool> gone{false};
     struct Farewell {
         ~Farewell() { gone.store(true, std::memory_order_relaxed); }
@@ -68,6 +69,8 @@ const char* Enum2String(T value)
         return "unknown";
     }
     return found->second;
+} catch (const std::bad_alloc&) {
+    return "unknown"; // the next call makes the table
 }
 
 template <>

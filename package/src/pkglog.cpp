@@ -2,15 +2,19 @@
 // package/src/pkglog.cpp - texts and variable arguments behind PKG_LOG.
 #include "pkglog.h"
 
+#include <new>
+
 namespace {
 
 // The tables of this library; never destroyed, since destructors of others may log late.
 template <typename T>
-const char* TextOf(T value)
-{
+const char* TextOf(T value) noexcept
+try {
     static const VxEnum2StrMap<T>& table = *new VxEnum2StrMap<T>;
     const auto found = table.m_map.find(value);
     return found == table.m_map.end() ? "unknown" : found->second;
+} catch (const std::bad_alloc&) {
+    return "unknown"; // the next call makes the table
 }
 
 } // namespace

@@ -16,6 +16,7 @@
 namespace {
 int g_calls = 0;
 int g_allocations = 0;
+bool g_noMemory = false;
 DbgLogCfg* g_pClearedByGetpid = nullptr; // somebody clears the pid list just then
 } // namespace
 
@@ -46,7 +47,8 @@ int* __wrap___errno_location()
 [[gnu::noinline]] void* operator new(std::size_t size)
 {
     ++g_allocations;
-    if (void* const p = std::malloc(size)) {
+    void* const p = g_noMemory ? nullptr : std::malloc(size);
+    if (p != nullptr) {
         return p;
     }
     throw std::bad_alloc();
@@ -201,6 +203,26 @@ TEST_F(LogStepTest, UnknownValuesPrintAsUnknown)
     VX_LOG(static_cast<LOG_CATEG>(511), static_cast<LOG_LEVEL>(9), "x\n");
     ASSERT_EQ(m_root.Lines().size(), 1u);
     EXPECT_NE(m_root.Lines()[0].find(" unknown unknown "), std::string::npos);
+}
+
+enum class Fruit { PEAR };
+
+} // namespace
+
+template <>
+VxEnum2StrMap<Fruit>::VxEnum2StrMap() : m_map{{Fruit::PEAR, "pear"}}
+{}
+
+namespace {
+
+// Catches: a message about missing memory that ends the process, because its table needs some.
+TEST(Enum2StringTest, TableThatCannotBeMadeIsMadeLater)
+{
+    g_noMemory = true;
+    const std::string_view without = Enum2String(Fruit::PEAR);
+    g_noMemory = false;
+    EXPECT_EQ(without, "unknown");
+    EXPECT_STREQ(Enum2String(Fruit::PEAR), "pear");
 }
 
 template <typename T>
