@@ -114,7 +114,7 @@ TEST_F(DbFaultsTest, DamageIsTold)
     std::thread([&] { // a thread of its own has no page of it in memory
         std::fstream file(Path(), std::ios::in | std::ios::out | std::ios::binary);
         file.seekp(4096);
-        file << std::string(size - 4096, '\x5A');
+        file << std::string(static_cast<std::size_t>(size) - 4096, '\x5A');
     })
         .join();
     std::thread([&] { ExpectRefused("damaged"); }).join();
