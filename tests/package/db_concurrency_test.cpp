@@ -21,12 +21,14 @@ using Clock = std::chrono::steady_clock;
 constexpr int WRITERS = 8;
 constexpr int READERS = 32;
 
-/// One group and its event, in one batch; readers must see both or none.
+/// Two rows in one batch; readers must see both or none. It reads before it writes, so that another's commit
+/// may come in between; every other one brings its own transaction.
 int Write(int writer, int number)
 {
     const std::string key = std::to_string(writer) + "," + std::to_string(number);
-    return VxDB::Execute(DB_SYSTEM, "INSERT INTO pair (writer,number) VALUES (" + key +
-                                        ");INSERT INTO twin (writer,number) VALUES (" + key + ")");
+    const std::string sql = "SELECT COUNT(*) FROM done;INSERT INTO pair (writer,number) VALUES (" + key +
+                            ");INSERT INTO twin (writer,number) VALUES (" + key + ");";
+    return VxDB::Execute(DB_SYSTEM, number % 2 == 0 ? sql : "BEGIN;" + sql + "COMMIT;");
 }
 
 int RunWriter(int writer, Clock::time_point end)

@@ -55,7 +55,8 @@ TEST_F(DbExecuteTest, FailedTextLeavesNothingAndOneLogLine)
           std::string("INSERT INTO t (v) VALUES ('a'),('a')"),
           std::string("BEGIN EXCLUSIVE;INSERT INTO t (v) VALUES ('a');nonsense;COMMIT;"),
           std::string("BEGIN;INSERT INTO t (v) VALUES ('a');"), // never committed
-          std::string("INSERT INTO t (v) VALUES ('a\0');", 32), std::string("INSERT INTO t (v) VALUES (")}) {
+          std::string("INSERT INTO t (v) VALUES ('a');\0--", 34),
+          std::string("INSERT INTO t (v) VALUES (")}) {
         m_log.Take();
         EXPECT_EQ(Ask(sql), -1) << sql;
         EXPECT_EQ(m_pResult, nullptr);

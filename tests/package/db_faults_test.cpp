@@ -4,12 +4,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -209,6 +211,42 @@ TEST_F(DbFaultsTest, KilledInsideATransaction)
     EXPECT_EQ(Count(), "2");
     EXPECT_EQ(Ask("SELECT COUNT(*) FROM webhook"), "0");
     EXPECT_EQ(Integrity(), "ok");
+}
+
+// Catches: a child that believes to hold the locks that its parent holds: once the parent closes, the child's
+// rows go to a log that nobody reads.
+TEST_F(DbFaultsTest, ForkedChildHasLocksOfItsOwn)
+{
+    sigset_t go;
+    sigemptyset(&go);
+    sigaddset(&go, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &go, nullptr);
+    std::promise<void> isAdded;
+    std::promise<void> mayEnd;
+    std::thread other([&] {
+        EXPECT_EQ(Add(), 0);
+        isAdded.set_value();
+        mayEnd.get_future().wait();
+    });
+    isAdded.get_future().wait();
+    ChildProcess child([&go](Channel& toParent) {
+        int code = Add();
+        toParent.Send('A');
+        int signal = 0;
+        sigwait(&go, &signal);
+        code += Add();
+        toParent.Send('B');
+        ::pause();
+        return code;
+    });
+    ASSERT_EQ(child.Receive(), 'A');
+    mayEnd.set_value();
+    other.join(); // its connection closes
+    child.Signal(SIGUSR1);
+    ASSERT_EQ(child.Receive(), 'B');
+    child.Kill(SIGKILL);
+    EXPECT_EQ(Count(), "3");
+    pthread_sigmask(SIG_UNBLOCK, &go, nullptr);
 }
 
 // Catches: a child that goes on with its parent's locks, or hangs on a lock that a thread of it held.
