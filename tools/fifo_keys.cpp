@@ -68,27 +68,6 @@ Trouble CheckSegment(const FifoPlan& plan, const ShmRow& row, const ShmRow* pHea
     return {};
 }
 
-std::size_t AttachedOffset()
-{
-    std::size_t found = 0;
-    ShmLayout::ForEachField([&found](const char*, const char* pField, std::size_t offset, std::size_t) {
-        found = std::strcmp(pField, "m_attached") == 0 ? offset : found;
-    });
-    return found;
-}
-
-/// Tells readers that still have the header of a dead writer that it is gone, so that they come to the new
-/// one.
-void CloseForReaders(const ShmRow& header)
-{
-    void* const pMapped = ::shmat(header.shmId, nullptr, 0);
-    if (pMapped != reinterpret_cast<void*>(-1)) {
-        const std::uint8_t gone = 0;
-        std::memcpy(static_cast<unsigned char*>(pMapped) + AttachedOffset(), &gone, sizeof gone);
-        ::shmdt(pMapped);
-    }
-}
-
 Trouble OverLimit(const FifoPlan& plan, const std::string& what, const std::string& sysctl)
 {
     return {EXIT_UNREACHABLE,

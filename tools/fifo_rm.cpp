@@ -111,8 +111,11 @@ void PrintRemoved(const FifoFacts& facts, const std::vector<ShmRow>& segments, b
     PrintJson(json);
 }
 
-void Remove(const std::vector<ShmRow>& segments)
+void Remove(const FifoFacts& facts, const std::vector<ShmRow>& segments)
 {
+    if (!facts.headerGone) {
+        CloseForReaders(facts.header);
+    }
     for (const ShmRow& row : segments) {
         if (!RemoveShm(row.shmId)) {
             Fail(errno == EPERM ? EXIT_UNREACHABLE : EXIT_FOUND, "fifo rm",
@@ -133,7 +136,7 @@ void Run(const Options& options)
     }
     const bool go = !options.dryRun && Agreed(options, segments);
     if (go) {
-        Remove(segments);
+        Remove(facts, segments);
     }
     if (options.json) {
         PrintRemoved(facts, segments, go);

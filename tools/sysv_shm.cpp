@@ -15,6 +15,8 @@
 #include <memory>
 #include <sstream>
 
+#include "shmfifo.h"
+
 namespace {
 
 std::string ReadAll(const std::string& path)
@@ -99,6 +101,15 @@ bool MapsSegment(const std::string& maps, int shmId)
     return false;
 }
 
+std::size_t AttachedOffset()
+{
+    std::size_t found = 0;
+    ShmLayout::ForEachField([&found](const char*, const char* pField, std::size_t offset, std::size_t) {
+        found = std::strcmp(pField, "m_attached") == 0 ? offset : found;
+    });
+    return found;
+}
+
 } // namespace
 
 std::vector<ShmRow> ParseShmTable(const std::string& text)
@@ -175,6 +186,17 @@ bool PeekSegment(int shmId, void* into, std::size_t size)
     std::memcpy(into, pAddr, size);
     ::shmdt(pAddr);
     return true;
+}
+
+void CloseForReaders(const ShmRow& header)
+{
+    void* const pMapped = header.bytes == sizeof(ShmStreamFifo) ? ::shmat(header.shmId, nullptr, 0)
+                                                                : reinterpret_cast<void*>(-1);
+    if (pMapped != reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr): as above
+        const std::uint8_t gone = 0;
+        std::memcpy(static_cast<unsigned char*>(pMapped) + AttachedOffset(), &gone, sizeof gone);
+        ::shmdt(pMapped);
+    }
 }
 
 bool RemoveShm(int shmId)

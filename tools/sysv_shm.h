@@ -49,6 +49,10 @@ std::vector<ShmHolder> HoldersOf(int shmId);
 /// @return false if the segment is shorter, gone, or not ours to read.
 bool PeekSegment(int shmId, void* into, std::size_t size);
 
+/// Tells readers that still have the header of a FIFO that its writer is gone, so that they come to the next
+/// one. A segment that is not as long as a header of this build is left alone.
+void CloseForReaders(const ShmRow& header);
+
 /// Removes one segment for everybody who comes later; who has it mapped keeps the mapping.
 /// @return false, with errno set, if it is still there.
 bool RemoveShm(int shmId);

@@ -131,6 +131,19 @@ TEST_F(FifoLookTest, OnlyWhatNobodyUsesIsRemoved)
     EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 3);
 }
 
+// Catches: readers that wait for ever on a FIFO that was removed under them.
+TEST_F(FifoLookTest, ForcedRemovalTellsTheReaders)
+{
+    ChildProcess writer(IdleWriter(12));
+    ASSERT_EQ(writer.Receive(), 'W');
+    ShmFifoReader reader;
+    ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
+    writer.Kill(SIGKILL);
+    EXPECT_FALSE(reader.IsClose());
+    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes", "--force"}).exitCode, 0);
+    EXPECT_TRUE(reader.IsClose());
+}
+
 // Catches: slots that stay for ever once their header is gone.
 TEST_F(FifoLookTest, SlotsWithoutHeaderAreFoundAndRemoved)
 {
