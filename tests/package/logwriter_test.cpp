@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <functional>
 #include <regex>
 #include <thread>
+#include <utility>
 
 #include "package/dbglog.h"
 #include "support/child_process.h"
@@ -15,7 +17,8 @@
 
 namespace {
 time_t g_clockAheadSec = 0;
-}
+std::function<void()> g_beforeNextWrite;
+} // namespace
 
 // The writer's clock, and everybody's in this program.
 extern "C" int clock_gettime(clockid_t clock, timespec* pTime) noexcept
@@ -23,6 +26,15 @@ extern "C" int clock_gettime(clockid_t clock, timespec* pTime) noexcept
     const long result = ::syscall(SYS_clock_gettime, clock, pTime);
     pTime->tv_sec += g_clockAheadSec;
     return static_cast<int>(result);
+}
+
+// What is about to be written may be overtaken.
+extern "C" ssize_t write(int fd, const void* data, size_t size)
+{
+    if (g_beforeNextWrite) {
+        std::exchange(g_beforeNextWrite, nullptr)();
+    }
+    return ::syscall(SYS_write, fd, data, size);
 }
 
 namespace {
@@ -87,6 +99,7 @@ TEST_F(LogWriterTest, LineCarriesTimeIdsPlaceAndText)
 TEST_F(LogWriterTest, AnyTextIsOneLine)
 {
     Say("a\nb\r\tc\x1b[31m\x7f end\n");
+    Say("a delete character \x7f alone\n");
     Say("%s", "");
     Say("no newline");
     Say("only the last newline goes\n\n");
@@ -96,18 +109,19 @@ TEST_F(LogWriterTest, AnyTextIsOneLine)
     }
     Say("%s\n", std::string(70'000, '\n').c_str());
     const Texts texts = TextsOf(m_root.Lines());
-    ASSERT_EQ(texts.size(), 11u);
+    ASSERT_EQ(texts.size(), 12u);
     EXPECT_EQ(texts[0], R"(a\nb\r\tc\x1B[31m\x7F end)");
-    EXPECT_EQ(texts[1], "");
-    EXPECT_EQ(texts[2], "no newline");
-    EXPECT_EQ(texts[3], R"(only the last newline goes\n)");
-    EXPECT_EQ(texts[4], "grüße");
-    EXPECT_EQ(texts[5], std::string(1900, 'x'));
-    EXPECT_EQ(texts[6], std::string(1960, 'x'));
-    EXPECT_EQ(texts[7], std::string(2048, 'x'));
-    EXPECT_EQ(texts[8], std::string(65535, 'x'));
-    EXPECT_EQ(texts[9], std::string(65536, 'x') + "[1 more bytes cut]"); // it was the newline
-    EXPECT_EQ(texts[10].size(), 2 * 65536u + std::string("[4465 more bytes cut]").size());
+    EXPECT_EQ(texts[1], R"(a delete character \x7F alone)");
+    EXPECT_EQ(texts[2], "");
+    EXPECT_EQ(texts[3], "no newline");
+    EXPECT_EQ(texts[4], R"(only the last newline goes\n)");
+    EXPECT_EQ(texts[5], "grüße");
+    EXPECT_EQ(texts[6], std::string(1900, 'x'));
+    EXPECT_EQ(texts[7], std::string(1960, 'x'));
+    EXPECT_EQ(texts[8], std::string(2048, 'x'));
+    EXPECT_EQ(texts[9], std::string(65535, 'x'));
+    EXPECT_EQ(texts[10], std::string(65536, 'x') + "[1 more bytes cut]"); // it was the newline
+    EXPECT_EQ(texts[11].size(), 2 * 65536u + std::string("[4465 more bytes cut]").size());
 }
 
 // Catches: repeats that fill the disk, hide what came between them, delay the first line or are never told.
@@ -162,6 +176,34 @@ TEST_F(LogWriterTest, MovedFileIsNoticedWithinASecond)
     g_clockAheadSec += 1;
     Say("four\n");
     EXPECT_EQ(TextsOf(m_root.Lines()).back(), "four");
+}
+
+// Catches: a line that goes down with its file, because others rotated it away twice just before it was
+// written.
+TEST_F(LogWriterTest, OvertakenLineIsWrittenAgain)
+{
+    ::setenv("VX_LOG_MAX_BYTES", "4096", 1);
+    ReopenDbgLog();
+    int start[2];
+    ASSERT_EQ(::pipe(start), 0);
+    ChildProcess other([&](Channel& toParent) {
+        char letter = 0;
+        static_cast<void>(!::read(start[0], &letter, 1));
+        for (int i = 0; i < 150; ++i) {
+            Say("other %d\n", i);
+        }
+        toParent.Send('d');
+        return 0;
+    });
+    Say("first\n");
+    g_beforeNextWrite = [&] {
+        static_cast<void>(!::write(start[1], "s", 1));
+        EXPECT_EQ(other.Receive(), 'd');
+    };
+    Say("precious\n");
+    EXPECT_EQ(TextsOf(m_root.Lines()).back(), "precious");
+    ::close(start[0]);
+    ::close(start[1]);
 }
 
 // Catches: lines in a file of the caller, which has closed all descriptors and got the log's number for its
