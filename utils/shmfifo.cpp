@@ -251,7 +251,7 @@ int ShmStreamFifo::MakeResident() noexcept
     const int count = SafeFifoCnt();
     for (int idx = 0; idx < count; ++idx) {
         if (TouchSegment(ShmLoad(m_entryArr[idx].entry)) != 0) {
-            VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_WARN, "Slot [%d] cannot be made resident: %m\n", idx);
+            VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_NOTICE, "Slot [%d] cannot be made resident: %m\n", idx);
             return -1;
         }
     }

@@ -27,9 +27,11 @@ void ShmStreamFifo::SetCodec(const std::string& codec) noexcept
 }
 
 std::string ShmStreamFifo::GetCodec() noexcept
-{
+try {
     const VxRbGuard guard(m_lock);
-    return guard.Held() ? CodecText().text : ""; // at most 19 letters
+    return guard.Held() ? CodecText().text : "";
+} catch (const std::bad_alloc&) {
+    return {}; // a name of 16 letters and more does not fit into the string itself
 }
 
 void ShmStreamFifo::SetResolution(int width, int height) noexcept
