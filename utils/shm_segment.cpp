@@ -127,12 +127,10 @@ int TouchSegment(const void* pAddr) noexcept
         return -1;
     }
     constexpr int POPULATE_WRITE = 23; // since Linux 5.14: says what a touch would end the process for
-    if (::madvise(const_cast<void*>(pAddr), bytes, POPULATE_WRITE) == 0) {
-        return 0;
-    }
-    if (errno != EINVAL) {
+    if (::madvise(const_cast<void*>(pAddr), bytes, POPULATE_WRITE) != 0 && errno != EINVAL) {
         return -1;
     }
+    // An older kernel refuses the advice, an emulator takes it and does nothing: touched all the same.
     auto* const pBytes = static_cast<unsigned char*>(const_cast<void*>(pAddr));
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     for (std::size_t at = 0; at < bytes; at += page) {
