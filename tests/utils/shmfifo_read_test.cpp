@@ -204,19 +204,19 @@ TEST_F(ShmFifoReadTest, SizeOutsideTheSegmentOrTheLimitsIsNoFrame)
 TEST_F(ShmFifoReadTest, RatesAreMeasuredOverMoreThanTenSeconds)
 {
     EXPECT_EQ(m_pFifo->GetWriteFPS(), -1);
-    for (int i = 0; i < 115; ++i) {
+    for (int i = 0; i < 117; ++i) {
         Write(FRAME_P, 300);
         DataEntry* const pEntry = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, m_table.data());
-        g_fakeMonoSec += i == 113 ? 11 : 0;
-        g_fakeWallSec += i == 113 ? 11 : 0;
+        g_fakeMonoSec += i == 115 ? 11 : 0;
+        g_fakeWallSec += i == 115 ? 11 : 0;
         m_pFifo->ReadFinish(pEntry, true, m_table.data());
     }
-    EXPECT_EQ(m_pFifo->GetWriteFPS(), 10) << "115 frames in 11 seconds";
-    EXPECT_EQ(m_pFifo->GetReadFPS(), 10);
-    EXPECT_EQ(m_pFifo->GetReadBPS(), 3109) << "114 frames of 300 bytes in 11 seconds";
+    EXPECT_EQ(m_pFifo->GetWriteFPS(), 11) << "117 frames in 11 seconds: 10.6";
+    EXPECT_EQ(m_pFifo->GetReadFPS(), 11) << "116 frames: 10.5";
+    EXPECT_EQ(m_pFifo->GetReadBPS(), 3164) << "116 frames of 300 bytes: 3163.6";
     g_fakeMonoSec += 19;
     g_fakeWallSec += 19;
-    EXPECT_EQ(m_pFifo->GetReadBPS(), 3109);
+    EXPECT_EQ(m_pFifo->GetReadBPS(), 3164);
     g_fakeMonoSec += 1;
     g_fakeWallSec += 1;
     EXPECT_EQ(m_pFifo->GetWriteFPS() + m_pFifo->GetReadFPS() + m_pFifo->GetReadBPS(), 0);

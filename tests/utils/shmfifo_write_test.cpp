@@ -58,6 +58,36 @@ TEST_F(ShmFifoWriteTest, SlotThatCannotBeMadeCostsAKeyAndNothingElse)
     EXPECT_EQ(Write(FRAME_I), 0);
 }
 
+// Catches: a segment that is made anew although it was large enough, or another's that is taken for one's
+// own.
+TEST_F(ShmFifoWriteTest, HandleUsesItsOwnSegmentAgainAndReplacesAnyOther)
+{
+    ShmEntryHandler handler;
+    EXPECT_EQ(handler.GetDataEntry(-1, 10, 0), nullptr);
+    EXPECT_EQ(handler.GetDataEntry(m_keys.First(), 0, 0), nullptr);
+    EXPECT_EQ(handler.GetDataEntry(m_keys.First(), 10, -1), nullptr);
+    DataEntry* pEntry = handler.GetDataEntry(m_keys.First(), 1000, 3);
+    ASSERT_NE(pEntry, nullptr);
+    pEntry->id = 42;
+    pEntry = handler.GetDataEntry(m_keys.First(), 900, 3);
+    ASSERT_NE(pEntry, nullptr);
+    EXPECT_EQ(std::make_pair(pEntry->id, pEntry->capacity), std::make_pair(42, 1000)) << "as it was";
+    pEntry = handler.GetDataEntry(m_keys.First(), 1001, 3);
+    ASSERT_NE(pEntry, nullptr);
+    EXPECT_EQ(std::make_pair(pEntry->id, pEntry->capacity), std::make_pair(0, 1001));
+
+    ShmEntryHandler other;
+    ASSERT_NE(other.GetDataEntry(m_keys.First(), 10, 4), nullptr);
+    DataEntry* pRead = handler.GetDataEntry();
+    ASSERT_NE(pRead, nullptr);
+    EXPECT_EQ(pRead->index, 4) << "what is under the key now";
+    ShmEntryHandler::DtDataEntry(pRead);
+    EXPECT_EQ(pRead, nullptr);
+    ShmEntryHandler::DtDataEntry(pRead);
+    handler.FreeMem();
+    EXPECT_EQ(m_keys.Used(false), 1) << "not its own to remove";
+}
+
 // Catches: a step of the marking protocol that gives the slot away, or keeps it for ever.
 TEST_F(ShmFifoWriteTest, MarkWordGoesThroughItsStates)
 {
