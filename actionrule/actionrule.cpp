@@ -128,6 +128,33 @@ try {
     return -1;
 }
 
+// ---- password
+
+std::string ActionRule::GetSealedPassword() const noexcept
+try {
+    std::string sealed = m_password.sealed;
+    if (sealed.empty() && EncryptDBPasswd(m_password.plain, sealed) != 0) {
+        sealed.clear(); // logged there
+    }
+    return sealed;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: [%s].\n", m_id, error.what());
+    return {};
+}
+
+int ActionRule::SetSealedPassword(const std::string& sealed) noexcept
+try {
+    RuleSecret taken{{}, sealed};
+    if (DecryptDBPasswd(sealed, taken.plain) != 0) {
+        return -1; // logged there
+    }
+    m_password = std::move(taken);
+    return 0;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: [%s].\n", m_id, error.what());
+    return -1;
+}
+
 // ---- row
 
 int ActionRule::Load(int id) noexcept

@@ -64,7 +64,12 @@ inline bool Read(std::map<int, int>& field, DBResult_tag* result, unsigned int r
 
 inline bool Read(RuleSecret& field, DBResult_tag* result, unsigned int row, const char* column)
 {
-    return DecryptDBPasswd(FieldText(result, row, column), field.plain) == 0;
+    const char* const sealed = FieldText(result, row, column);
+    if (DecryptDBPasswd(sealed, field.plain) != 0) {
+        return false;
+    }
+    field.sealed = sealed;
+    return true;
 }
 
 inline bool Read(RuleSchedule& field, DBResult_tag* result, unsigned int row, const char* column)
@@ -107,8 +112,8 @@ void Write(Builder& builder, const char* column, const std::map<int, int>& field
 template <typename Builder>
 void Write(Builder& builder, const char* column, const RuleSecret& field)
 {
-    std::string sealed;
-    if (EncryptDBPasswd(field.plain, sealed) != 0) {
+    std::string sealed = field.sealed;
+    if (sealed.empty() && EncryptDBPasswd(field.plain, sealed) != 0) {
         throw std::runtime_error("the password cannot be enciphered");
     }
     builder.Field(column, VxDB::Value(std::move(sealed)));
@@ -192,7 +197,12 @@ inline std::string FromJson(std::string& field, const Json::Value& json)
 
 inline std::string FromJson(RuleSecret& field, const Json::Value& json)
 {
-    return FromJson(field.plain, json);
+    RuleSecret changed;
+    std::string wrong = FromJson(changed.plain, json);
+    if (wrong.empty() && changed.plain != field.plain) {
+        field = std::move(changed);
+    }
+    return wrong;
 }
 
 inline std::string FromJson(RuleSchedule& field, const Json::Value& json)

@@ -264,6 +264,13 @@ bool CamEventExecParam::IsRexBtnTrig() const noexcept
     return m_rexBtnIdx >= 0 && m_rexBtnIdx < m_diCount && IsPortTrig(m_di, m_rexBtnIdx);
 }
 
+void CamEventExecParam::SetExtDIInput(int port, bool trigger) noexcept
+{
+    if (port >= 0 && port < MASK_BITS) {
+        m_extDi = trigger ? m_extDi | (1U << port) : m_extDi & ~(1U << port);
+    }
+}
+
 bool CamEventExecParam::IsExtDITrig(int port) const noexcept
 {
     return HasBit(m_extDi, port);

@@ -33,8 +33,9 @@ struct RuleSchedule {
 /// A text that is enciphered in its column and plain in memory.
 struct RuleSecret {
     std::string plain;
+    std::string sealed; ///< the column's text, while it says the same; empty: to be made
 
-    bool operator==(const RuleSecret& other) const noexcept = default;
+    bool operator==(const RuleSecret& other) const noexcept { return plain == other.plain; }
 };
 
 // The columns of table "actionrule" in their order. Member, loading, saving and JSON follow from this list:
@@ -146,8 +147,12 @@ public:
     }
     void SetPassword(const std::string& passwd)
     {
-        m_password.plain = passwd;
+        m_password = {passwd, {}};
     }
+    /// The password as it stands in its column; made when it was set since. Empty (logged) on failure.
+    std::string GetSealedPassword() const noexcept;
+    /// Takes such a text. @return 0; -1 (logged) when it was altered or sealed elsewhere: nothing changed.
+    [[nodiscard]] int SetSealedPassword(const std::string& sealed) noexcept;
     const std::string& GetActiveScheText() const noexcept
     {
         return m_activeSche.text;

@@ -75,6 +75,13 @@ VX_API Json::Value GetActRuleCnt(bool onlyEnabled) noexcept;
 [[nodiscard]] VX_API int SaveActRuleWhole(ActionRule& rule,
                                           const std::vector<ActionRuleEvent>& oldEvents) noexcept;
 
+/// Stores rules under the ids that they, their groups and their events have, as far as those are free; where
+/// one is taken, a new one is given. All rules, or none. Rules of one group stay together.
+///
+/// @param rules  take the ids that they are stored under
+/// @return 0; -1 (logged): neither the tables nor the rules have changed.
+[[nodiscard]] VX_API int RestoreActRules(std::list<ActionRule>& rules) noexcept;
+
 /// The keys of the digital inputs and outputs that a rule uses.
 VX_API std::set<std::string> CreateIOKeys(const ActionRule& rule);
 

@@ -129,6 +129,8 @@ public:
     bool IsRexBtnTrig() const noexcept;
     /// Inputs of a device outside the camera, bit n for input n.
     void SetExtDIStatus(std::uint32_t mask) noexcept { m_extDi = mask; }
+    /// One input alone; a port outside 0..31 is ignored.
+    void SetExtDIInput(int port, bool trigger) noexcept;
     bool IsExtDITrig() const noexcept { return m_extDi != 0; }
     bool IsExtDITrig(int port) const noexcept;
 

@@ -29,7 +29,10 @@ int Run(int argc, char** argv)
 #endif
     AddDbNoun(vx);
     AddFifoNoun(vx);
+    AddHistoryNoun(vx);
     AddLogNoun(vx);
+    AddMsgNoun(vx);
+    AddRuleNoun(vx);
     AddWebhookNoun(vx);
     try {
         vx.parse(argc, argv);

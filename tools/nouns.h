@@ -20,5 +20,8 @@ void AddRecordNoun(CLI::App& vx);
 #endif
 void AddDbNoun(CLI::App& vx);
 void AddFifoNoun(CLI::App& vx);
+void AddHistoryNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
+void AddMsgNoun(CLI::App& vx);
+void AddRuleNoun(CLI::App& vx);
 void AddWebhookNoun(CLI::App& vx);

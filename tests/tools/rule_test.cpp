@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/rule_test.cpp - vx rule and vx history, run as their users run them.
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "package/json.h"
+#include "support/temp_root.h"
+#include "vx_process.h"
+
+namespace {
+
+class RuleToolTest : public ::testing::Test {
+protected:
+    RuleToolTest() { ::setenv("TZ", "UTC", 1); }
+    ~RuleToolTest() override { ::unsetenv("TZ"); }
+
+    static std::string Out(const std::vector<std::string>& args)
+    {
+        const VxResult result = RunVx(args);
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return result.out;
+    }
+    std::string Write(const std::string& name, const std::string& text) const
+    {
+        const std::string path = (m_root.Path() / name).string();
+        std::ofstream(path) << text;
+        return path;
+    }
+    static void AddTwoRules()
+    {
+        EXPECT_EQ(Out({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item",
+                       "1", "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10"}),
+                  "1\n");
+        EXPECT_EQ(Out({"rule", "add", "--name", "Hall 'B'", "--event", "motion", "--camera", "-1", "--action",
+                       "27", "--record", R"({"password":"s3cret","act_dev_ids":[4,5]})"}),
+                  "2\n");
+    }
+
+    TempRoot m_root;
+};
+
+constexpr const char* DAY =
+    R"({"time":"2026-11-23 12:00:05","camera":3,"event":"digital input","item":1,"on":true}
+{"time":"2026-11-23 12:00:06","camera":3,"event":"digital input","item":1,"on":true}
+{"time":"2026-11-23 12:00:07","camera":3,"event":"digital input","item":1,"on":false}
+{"time":"2026-11-23 12:00:08","camera":3,"event":"digital input","item":1,"on":true}
+{"time":"2026-11-23 12:00:09","camera":9,"event":"motion","on":true}
+{"time":"2026-11-23 19:00:00","camera":3,"event":"digital input","item":1,"on":true}
+)";
+
+} // namespace
+
+// Catches: a rule that comes back changed, a password in the open, half a set after one broken rule.
+TEST_F(RuleToolTest, ExportedWipedAndImportedIsIdentical)
+{
+    AddTwoRules();
+    const std::string exported = Out({"rule", "export"});
+    EXPECT_EQ(exported.find("s3cret"), std::string::npos);
+    Out({"rule", "rm", "1,2", "--yes"});
+    EXPECT_EQ(Out({"rule", "list"}), "No rules; vx rule add makes one.\n");
+    const std::string path = Write("rules.json", exported);
+    Out({"rule", "import", path});
+    EXPECT_EQ(Out({"rule", "export"}), exported);
+    EXPECT_NE(Out({"rule", "show", "2", "--json", "--show-secrets"}).find("s3cret"), std::string::npos);
+    Out({"rule", "import", path}); // the ids are taken: the rules come a second time, under new ones
+    Json::Value all;
+    std::string error;
+    ASSERT_TRUE(JsonRead(Out({"rule", "list", "--json"}), all, error)) << error;
+    EXPECT_EQ(all.size(), 4u);
+
+    std::string broken = exported;
+    const std::string name = "\"Hall 'B'\"";
+    broken.replace(broken.find(name), name.size(), "5");
+    const VxResult refused = RunVx({"rule", "import", Write("broken.json", broken)});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_NE(refused.err.find("rule 2: "), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find("field \"name\""), std::string::npos) << refused.err;
+    ASSERT_TRUE(JsonRead(Out({"rule", "list", "--json"}), all, error)) << error;
+    EXPECT_EQ(all.size(), 4u);
+}
+
+// Catches: a replay that answers differently, history that has another time than the event, a line passed
+// over in silence.
+TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
+{
+    AddTwoRules();
+    const std::string day = Write("day.jsonl", DAY);
+    const std::string first = Out({"rule", "watch", day});
+    EXPECT_EQ(first,
+              "Rule \"Gate\" (1) fires at Mon 2026-11-23 12:00:05 UTC: digital input on camera 3.\n"
+              "Rule \"Gate\" (1) does not fire: digital input on camera 3 is still active; nothing new has "
+              "happened.\n"
+              "Rule \"Gate\" (1) does not fire: its source is at rest (digital input).\n"
+              "Rule \"Gate\" (1) does not fire: it has fired before and waits 7 more seconds of its minimum "
+              "interval of 10.\n"
+              "Rule \"Hall 'B'\" (2) fires at Mon 2026-11-23 12:00:09 UTC: motion on camera 9.\n"
+              "Rule \"Gate\" (1) does not fire: its schedule is off at Mon 2026-11-23 19:00:00 UTC (mon-fri "
+              "08:00-18:00).\n");
+    EXPECT_EQ(Out({"rule", "watch", "--no-history", day}), first);
+    Json::Value history;
+    std::string error;
+    ASSERT_TRUE(JsonRead(Out({"history", "list", "--json"}), history, error)) << error;
+    EXPECT_EQ(history["count"], 2);
+    EXPECT_EQ(history["lines"][0]["rule_name"], "Hall 'B'");
+    EXPECT_EQ(history["lines"][0]["timestamp"].asInt64(), 1795435209);
+
+    const VxResult broken =
+        RunVx({"rule", "watch", "--no-history", Write("odd.jsonl", std::string("nonsense\n") + DAY)});
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_EQ(broken.out, first);
+    EXPECT_NE(broken.err.find("line 1: not JSON"), std::string::npos) << broken.err;
+}
+
+// Catches: a sentence for the wrong instant or state.
+TEST_F(RuleToolTest, ExplainAnswersForATimeAndAState)
+{
+    AddTwoRules();
+    const std::string state =
+        Write("state.jsonl", std::string(DAY).substr(0, std::string(DAY).find('\n') + 1));
+    EXPECT_EQ(Out({"rule", "explain", "1", "--at", "2026-11-23 12:00:05", "--state", state}),
+              "Rule \"Gate\" (1) fires at Mon 2026-11-23 12:00:05 UTC: digital input on camera 3.\n");
+    EXPECT_EQ(Out({"rule", "explain", "1", "--at", "2026-11-22 12:00"}),
+              "Rule \"Gate\" (1) does not fire: its schedule is off at Sun 2026-11-22 12:00:00 UTC (mon-fri "
+              "08:00-18:00).\n");
+    EXPECT_EQ(Out({"rule", "explain", "1", "--at", "1795435205", "--state", state, "--last-fired",
+                   "2026-11-23 12:00:00"}),
+              "Rule \"Gate\" (1) does not fire: it has fired before and waits 5 more seconds of its minimum "
+              "interval "
+              "of 10.\n");
+    Out({"rule", "disable", "1"});
+    EXPECT_EQ(Out({"rule", "explain", "1"}), "Rule \"Gate\" (1) does not fire: it is switched off.\n");
+}
+
+// Catches: bad input that is stored, a message without field and value, a wrong exit code, a deletion
+// unasked.
+TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
+{
+    AddTwoRules();
+    const std::string before = Out({"rule", "export"});
+    const struct {
+        std::vector<std::string> args;
+        int exitCode;
+        const char* message;
+    } cases[] = {
+        {{"rule", "add", "--name", "x", "--schedule", "mon 8:00-9:00"}, 2, "schedule, column 5"},
+        {{"rule", "add", "--name", "x", "--event", "motio"}, 2, "event [motio]"},
+        {{"rule", "add", "--event", "motion"}, 2, "name: a rule needs one"},
+        {{"rule", "edit", "1", "--record", R"({"act_times":"x"})"}, 2, "field \"act_times\""},
+        {{"rule", "edit", "7", "--name", "x"}, 1, "7: there is no such rule"},
+        {{"rule", "rm", "1,x"}, 2, "[1,x]: ids joined by commas"},
+        {{"rule", "rm", "1"}, 4, "nobody to ask"},
+        {{"rule", "explain", "1", "--at", "noon"}, 2, "time [noon]"},
+        {{"rule", "import", Write("none.json", "{}")}, 2, "not a document that vx rule export writes"},
+        {{"rule", "import", "/nonexistent"}, 3, "/nonexistent: cannot be read"},
+        {{"history", "rm", "--yes"}, 2, "which lines"},
+    };
+    for (const auto& [args, exitCode, message] : cases) {
+        const VxResult result = RunVx(args);
+        EXPECT_EQ(result.exitCode, exitCode) << args[1] << ": " << result.err;
+        EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(Out({"rule", "export"}), before);
+    const VxResult dryRun = RunVx({"rule", "rm", "1,2", "--dry-run"});
+    EXPECT_EQ(dryRun.exitCode, 0);
+    EXPECT_EQ(Out({"rule", "export"}), before);
+}

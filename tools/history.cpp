@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/history.cpp - vx history list and rm: what fired, and when.
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <iostream>
+#include <memory>
+
+#include "actrulehistory.h"
+#include "fail.h"
+#include "package/db.h"
+#include "package/idtext.h"
+#include "package/monoclock.h"
+#include "rule_common.h"
+#include "table.h"
+#include "webhook_common.h"
+
+namespace {
+
+struct Options {
+    int limit = 50;
+    int offset = 0;
+    std::string ids;
+    std::string before;
+    int olderThanDays = 0;
+    bool all = false;
+    bool yes = false;
+    bool dryRun = false;
+    bool json = false;
+};
+
+std::string TimeText(std::time_t time)
+{
+    char text[32] = "";
+    tm local{};
+    if (::localtime_r(&time, &local) != nullptr) {
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    }
+    return text;
+}
+
+const char* LevelText(Vx_LOG_LEVEL level) noexcept
+{
+    switch (level) {
+    case Vx_LOG_LEVEL_ERR:
+        return "error";
+    case Vx_LOG_LEVEL_WARN:
+        return "warning";
+    default:
+        return "info";
+    }
+}
+
+void List(const Options& options)
+{
+    const int count = GetAllRuleHistoryCnt();
+    if (count < 0) {
+        Fail(EXIT_UNREACHABLE, "history list", "{}: the history cannot be read; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_LOG));
+    }
+    RuleHistoryFilterRule filter;
+    filter.limit = options.limit;
+    filter.offset = options.offset;
+    Json::Value lines(Json::arrayValue);
+    Table table({">ID", "TIME", "LEVEL", ">STATUS", "RULE"});
+    for (const RuleHistory& line : GetAllRuleHistory(filter)) {
+        Json::Value& json = lines.append(Json::Value(Json::objectValue));
+        json["id"] = line.GetId();
+        json["timestamp"] = static_cast<Json::Int64>(line.GetTimeStamp());
+        json["level"] = LevelText(line.GetLevel());
+        json["rule_name"] = line.GetRuleName();
+        json["rule_type"] = static_cast<int>(line.GetRuleType());
+        json["act_status"] = static_cast<int>(line.GetActStat());
+        table.AddRow({std::to_string(line.GetId()), TimeText(line.GetTimeStamp()), LevelText(line.GetLevel()),
+                      std::to_string(line.GetActStat()), Printable(line.GetRuleName())});
+    }
+    if (options.json) {
+        Json::Value json(Json::objectValue);
+        json["count"] = count;
+        json["lines"] = lines;
+        PrintJson(json);
+        return;
+    }
+    table.Print();
+    fmt::print("{} of {} lines\n", lines.size(), count);
+}
+
+RuleHistoryFilterRule FilterOf(const Options& options)
+{
+    RuleHistoryFilterRule filter;
+    if (StringToIdList(options.ids, filter.ids) != 0) {
+        Fail(EXIT_USAGE, "history rm", "[{}]: ids joined by commas are expected, such as 3,5", options.ids);
+    }
+    if (options.olderThanDays > 0) {
+        filter.timestamp =
+            static_cast<std::int64_t>(GetWallTimeSec()) - options.olderThanDays * std::int64_t{86400};
+    } else if (!options.before.empty()) {
+        filter.timestamp = ParseTime("history rm", options.before);
+    }
+    if (filter.ids.empty() && filter.timestamp == 0 && !options.all) {
+        Fail(EXIT_USAGE, "history rm", "which lines: IDS, --before, --older-than or --all");
+    }
+    return filter;
+}
+
+long long CountOf(const RuleHistoryFilterRule& filter)
+{
+    std::string count;
+    if (VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG,
+                                   std::string("SELECT COUNT(*) FROM ") + gszTableActRuleHistory +
+                                       filter.GetWhereSqlStr(),
+                                   count) != 0) {
+        Fail(EXIT_UNREACHABLE, "history rm", "{}: the history cannot be read; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_LOG));
+    }
+    return std::atoll(count.c_str());
+}
+
+bool Agreed(const Options& options)
+{
+    if (options.yes) {
+        return true;
+    }
+    if (::isatty(STDIN_FILENO) == 0) {
+        Fail(EXIT_REFUSED, "history rm", "nobody to ask; use --yes");
+    }
+    fmt::print("Remove them? [y/N] ");
+    std::fflush(stdout);
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "yes";
+}
+
+void Remove(const Options& options)
+{
+    const RuleHistoryFilterRule filter = FilterOf(options);
+    const long long count = CountOf(filter);
+    if (!options.json) {
+        fmt::print("{} {} line(s)\n", options.dryRun ? "Would remove" : "To be removed:", count);
+    }
+    const bool go = !options.dryRun && count > 0 && Agreed(options);
+    if (go && DelRuleHistoryByFileter(filter) != 0) {
+        Fail(EXIT_FOUND, "history rm", "cannot be removed; vx log tail says why");
+    }
+    if (options.json) {
+        Json::Value json(Json::objectValue);
+        json["count"] = static_cast<Json::Int64>(count);
+        json["removed"] = go;
+        PrintJson(json);
+    }
+}
+
+} // namespace
+
+void AddHistoryNoun(CLI::App& vx)
+{
+    CLI::App* const noun = vx.add_subcommand("history", "What rules did");
+    noun->require_subcommand(1);
+    const auto options = std::make_shared<Options>();
+    CLI::App* const list = noun->add_subcommand("list", "List the history, newest first");
+    list->add_option("--limit", options->limit, "Lines of the page; 0 for all")->capture_default_str();
+    list->add_option("--offset", options->offset, "Lines to skip")->check(CLI::NonNegativeNumber);
+    list->add_flag("--json", options->json, "Print JSON");
+    list->callback([options] { List(*options); });
+    CLI::App* const remove = noun->add_subcommand("rm", "Remove lines");
+    remove->add_option("IDS", options->ids, "Their ids, joined by commas");
+    remove->add_option("--before", options->before,
+                       "Not after this time: \"2026-11-21 08:30\" or seconds since 1970");
+    remove->add_option("--older-than", options->olderThanDays, "Older than so many days")
+        ->check(CLI::PositiveNumber);
+    remove->add_flag("--all", options->all, "The whole history");
+    remove->add_flag("--yes", options->yes, "Do not ask");
+    remove->add_flag("--dry-run", options->dryRun, "Only count them");
+    remove->add_flag("--json", options->json, "Print JSON");
+    remove->callback([options] { Remove(*options); });
+}

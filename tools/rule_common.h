@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rule_common.h - what the verbs of vx rule share.
+#pragma once
+
+#include <json/value.h>
+
+#include <ctime>
+#include <list>
+#include <string>
+#include <string_view>
+
+#include "actionrule.h"
+#include "nouns.h"
+
+/// The rules with these ids, all of them for an empty text; ends the verb when an id is broken or unknown.
+std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids);
+ActionRule FindRule(std::string_view verb, int id);
+
+/// The rule as --json prints it. The password: plain with `withSecrets`, else masked.
+Json::Value RuleJson(const ActionRule& rule, bool withSecrets);
+
+/// All JSON of a file, "-" for standard input; ends the verb when it cannot be read or is no JSON.
+Json::Value ReadJsonFile(std::string_view verb, const std::string& path);
+
+/// "2026-11-21 08:30", "...:15" in local time, "now", or seconds since 1970; ends the verb for another text.
+std::time_t ParseTime(std::string_view verb, const std::string& text);
+/// The same, or -1 for a text of another form.
+std::time_t ParseTimeText(const std::string& text) noexcept;
+
+/// The user that the user log names.
+std::string OperatorName();
+
+void AddRuleEditVerbs(CLI::App& rule);
+void AddRuleTransferVerbs(CLI::App& rule);
+void AddRuleExplainVerb(CLI::App& rule);
+void AddRuleWatchVerb(CLI::App& rule);
