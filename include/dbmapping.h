@@ -111,10 +111,10 @@ public:
 
 /// Binds a record to its table. KeyField names the key; every other field is a plain column.
 ///
-/// Every operation returns 0 or -1 and throws nothing. On -1 the result is freed, the reason is logged and
-/// the record keeps whatever fields were already set. Log:           category 120, level 1, as functions
-/// ExecuteSQL, SetFieldsFromSQL and Enum. Thread-safety: a mapping may be shared by threads; a record by one
-/// at a time.
+/// Every operation returns 0 or -1 and throws nothing. On -1 the result is freed, the reason is logged and the
+/// record keeps whatever fields were already set.
+/// Log:           category 120, level 1, as functions ExecuteSQL, SetFieldsFromSQL and Enum.
+/// Thread-safety: a mapping may be shared by threads; a record by one at a time.
 template <typename TS, typename Fields, Fields... KeyField>
 class DBMapping {
     static_assert(sizeof...(KeyField) > 0, "A mapping names at least one key field.");
@@ -196,8 +196,7 @@ public:
     /// Sets the fields that the object `json` has; fields that it lacks keep their values.
     ///
     /// @return 0; -1 if `json` is no object, or a member has no value of the field's type (logged, each):
-    /// that
-    ///         field keeps its value, the others are set all the same.
+    ///         that field keeps its value, the others are set all the same.
     [[nodiscard]] int FromJson(const Json::Value& json, TS& rec) const noexcept
     try {
         if (!json.isObject()) {

@@ -34,7 +34,8 @@ enum DB_INSTANCE : int {
 /// Between Begin() and Commit() every Execute() of this thread on that database joins. A failing one rolls
 /// the whole back; later ones and Commit() then fail too. Rolled back unless committed. Takes the write lock
 /// at once, so keep it short. One within another joins it: the outer commits, either rolls back both. A fork
-/// in between rolls it back. Thread-safety: one thread.
+/// in between rolls it back.
+/// Thread-safety: one thread.
 class VX_API Transaction {
 public:
     explicit Transaction(DB_INSTANCE instance) noexcept : m_instance(instance) {}

@@ -46,8 +46,8 @@ VX_API extern std::int32_t g_DbgLogPid;
 /// Loads (or loads again) the shared configuration and sets g_pDbgLogCfg.
 ///
 /// Never makes the file. One that is missing, shorter than the record or unreadable leaves g_pDbgLogCfg as it
-/// is: null at first, and then every message is written and the next one tries again. Thread-safety: any
-/// thread; a record that another thread still reads stays mapped.
+/// is: null at first, and then every message is written and the next one tries again.
+/// Thread-safety: any thread; a record that another thread still reads stays mapped.
 VX_API void ReinitDbgLogCfg() noexcept;
 
 /// Kind of output; all kinds are written alike. Every call passes 0 but one of the mark-as-deleted sweep (2).
@@ -56,19 +56,15 @@ using LOG_TYPE = int;
 /// Writes one log line to log/vx.log below the package root, or to standard error where VX_LOG_STDERR is set
 /// or the file cannot be opened. No filtering: that is the caller's logging step.
 ///
-///   2026-11-21T03:36:00.123Z 4711 4712 shmfifo ERR utils/shmfifo:120 WriteData: Failed to get writable
-///   entry. time (UTC)               pid  tid  category level place          function   text without its
-///   newline
+///   2026-11-21T03:36:00.123Z 4711 4712 shmfifo ERR utils/shmfifo:120 WriteData: Failed to write data.
+///   time (UTC)               pid  tid  category level place          function   text without its newline
 ///
 /// - One write() a message, so that lines of many processes never mix. Control characters in the text are
-/// written
-///   as \n, \r, \t or \xHH; a text above 64 KiB is cut, with a mark.
-/// - A message that repeats the one before, from the same place, is counted instead: "[repeated n times]
-/// text"
+///   written as \n, \r, \t or \xHH; a text above 64 KiB is cut, with a mark.
+/// - A message that repeats the one before, from the same place, is counted instead: "[repeated n times] text"
 ///   comes with the next other message, after five seconds of repetition, or at the process's end.
 /// - At VX_LOG_MAX_BYTES (8 MiB by default) the file becomes vx.log.1 and a new one is begun; VX_LOG_KEEP (1)
-/// old
-///   files are kept, and no line is lost on the way into them.
+///   old files are kept, and no line is lost on the way into them.
 /// - What cannot be written (full disk) is counted and told by the next line that can: "dropped n lines".
 ///
 /// errno is kept; %m prints the caller's.

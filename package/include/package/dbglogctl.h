@@ -16,8 +16,8 @@ inline constexpr int DBGLOG_ALL_CATEGS = -1;
 /// Makes the configuration where there is none, or where it is too short to be used: all thresholds at one
 /// level, no pid list. One that is there is left as it is.
 ///
-/// The file is there whole or not at all, whenever the process dies; of several processes at once one makes
-/// it.
+/// The file is there whole or not at all, whenever the process dies; of several processes at once one makes it.
+///
 /// @param defaultLevel  0..7; 0 silences every category
 /// @return 0 (it is there now); -1 with errno.
 /// Thread-safety: any thread, any process.
