@@ -186,7 +186,7 @@ TEST_F(WritePathTest, FramesOfEverySizeArriveWhole)
     for (std::size_t i = 0; i < frame.size(); ++i) {
         frame[i] = static_cast<unsigned char>(i * 31 + i / 251);
     }
-    for (int size = MIB + 66; size > MIB - 2; --size) {      // downwards: the slots need to grow only once
+    for (int size = MIB + 66; size > MIB - 2; --size) {        // downwards: the slots need to grow only once
         unsigned char* const source = frame.data() + size % 3; // not aligned
         DataEntry* const pEntry = m_pFifo->TryStartWrite(size);
         ASSERT_NE(pEntry, nullptr);
