@@ -102,7 +102,7 @@ TEST_F(ShmFifoOvertakeTest, CopyIsRefusedWhileTheSlotIsOverwritten)
 {
     EXPECT_EQ(CopyWith([&] { Overwrite(); }), -1);
     EXPECT_EQ(MarkOf(0), 0x10000000U);
-    m_pFifo->TryStopWrite(m_pHalf, 0, MEDIA_ES_VIDEO, FRAME_P, 1);
+    m_pFifo->TryStopWrite(m_pHalf, 1, MEDIA_ES_VIDEO, FRAME_P, 1);
     EXPECT_EQ(MarkOf(0), 0U);
 }
 
@@ -114,7 +114,7 @@ TEST_F(ShmFifoOvertakeTest, CopyIsRefusedAfterTheSlotWasOverwritten)
     DataEntry* pOther = nullptr;
     EXPECT_EQ(CopyWith([&] {
                   Overwrite();
-                  m_pFifo->TryStopWrite(m_pHalf, 0, MEDIA_ES_VIDEO, FRAME_P, 1);
+                  m_pFifo->TryStopWrite(m_pHalf, 1, MEDIA_ES_VIDEO, FRAME_P, 1);
                   pOther = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, other.data());
               }),
               -1);

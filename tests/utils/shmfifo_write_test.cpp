@@ -195,6 +195,7 @@ TEST_F(ShmFifoWriteTest, RefusedFrameLeavesNoMark)
     EXPECT_EQ(TakeLog(),
               "utils/shmfifo ResizeEntryIfTooSmall shmfifo ERR: Try to resize from [1000] to [4194304].\n"
               "utils/shmfifo WriteData shmfifo DEBUG: pDataEntry is NULL.\n");
+    EXPECT_EQ(MarkOf(0), 0U);
     unsigned char byte = 0;
     EXPECT_EQ(m_pFifo->WriteData(nullptr, 10, 0, MEDIA_ES_VIDEO, FRAME_P, 1), -1);
     EXPECT_EQ(m_pFifo->WriteData(&byte, -1, 0, MEDIA_ES_VIDEO, FRAME_P, 1), -1);
