@@ -38,7 +38,7 @@ struct VxFileTag {
     }
 
 private:
-    consteval void Append(std::string_view piece)
+    constexpr void Append(std::string_view piece)
     {
         std::size_t used = 0;
         while (text[used] != '\0') {
@@ -49,7 +49,7 @@ private:
         }
     }
 
-    static consteval std::string_view Stem(std::string_view path)
+    static constexpr std::string_view Stem(std::string_view path)
     {
         const std::size_t dot = path.rfind('.');
         const std::size_t slash = path.rfind('/');
@@ -57,18 +57,18 @@ private:
         return inName ? path.substr(0, dot) : path;
     }
 
-    static consteval bool IsHeader(std::string_view name)
+    static constexpr bool IsHeader(std::string_view name)
     {
         const std::size_t dot = name.rfind('.');
         return dot == name.npos || name.substr(dot).starts_with(".h");
     }
 
-    static consteval bool IsBelowInclude(std::string_view path)
+    static constexpr bool IsBelowInclude(std::string_view path)
     {
         return path.starts_with("include/") || path.find("/include/") != path.npos;
     }
 
-    static consteval std::string_view LastFolders(std::string_view path)
+    static constexpr std::string_view LastFolders(std::string_view path)
     {
         std::string_view above = Folder(path);
         const std::string_view folder = Name(above);
@@ -80,13 +80,13 @@ private:
         return path.starts_with('/') && cut == 0 ? path.substr(1) : path.substr(cut);
     }
 
-    static consteval std::string_view Folder(std::string_view path)
+    static constexpr std::string_view Folder(std::string_view path)
     {
         const std::size_t slash = path.rfind('/');
         return slash == path.npos ? std::string_view() : path.substr(0, slash);
     }
 
-    static consteval std::string_view Name(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+    static constexpr std::string_view Name(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 };
 
 /// The tag of the file in which this macro is written; a NUL-terminated text that lives as long as the
