@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/logprocess_test.cpp - many processes, one configuration and one log.
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/ptrace.h>
@@ -102,7 +101,9 @@ TEST(DbgLogCfgTest, ListIsNeverEmptyOrForeignWhileItChanges)
     ASSERT_EQ(SetDbgLogPids(pids, 2), 0);
     const pid_t changer = ::fork();
     if (changer == 0) {
-        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
+            ::_exit(77); // an emulator, or a container that forbids it
+        }
         ::raise(SIGSTOP);
         ::_exit(SetDbgLogPids(pids + 1, 4) + SetDbgLogPids(pids, 1));
     }
@@ -119,7 +120,11 @@ TEST(DbgLogCfgTest, ListIsNeverEmptyOrForeignWhileItChanges)
         }
         ++steps;
     }
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77) {
+        GTEST_SKIP() << "no single steps here";
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_GT(steps, 1000);
     EXPECT_EQ(g_pDbgLogCfg->pidCount, 1);
 }
@@ -192,6 +197,9 @@ TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
     constexpr int WRITERS = 4;
     constexpr int ROUNDS = 1000;
     constexpr int LINES = 14; // of each writer in a round: more than one file, less than two
+    if (std::filesystem::exists("/dev/shm")) {
+        ::setenv("TMPDIR", "/dev/shm", 1); // a busy disk may make each rename wait
+    }
     LogRoot root("4096", "2");
     ASSERT_EQ(CreateDbgLogCfg(7), 0);
     Shared shared;
@@ -200,7 +208,7 @@ TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
         children.push_back(std::make_unique<ChildProcess>([&shared, writer](Channel& toParent) {
             for (int round = 0; round < ROUNDS; ++round) {
                 while (shared->step.load() <= round) {
-                    ::sched_yield();
+                    ::usleep(50);
                 }
                 for (int i = 0; i < LINES; ++i) {
                     Write(writer, round * LINES + i);
@@ -247,6 +255,9 @@ TEST(LogRotationTest, KilledWriterHarmsNobodyElse)
         ::usleep(10'000);
         victim.Kill(SIGKILL);
     }
+    while (!std::filesystem::exists(root.LogPath().string() + ".10")) {
+        ::usleep(10'000); // the survivor goes on, or the test's time limit says that it does not
+    }
     shared->step = 1;
     EXPECT_EQ(survivor.Wait(), 0);
     Numbers numbers;
@@ -255,7 +266,6 @@ TEST(LogRotationTest, KilledWriterHarmsNobodyElse)
         const auto written = static_cast<std::size_t>(shared->written[writer]);
         EXPECT_TRUE(numbers[writer].size() == written || numbers[writer].size() == written + 1) << writer;
     }
-    EXPECT_TRUE(std::filesystem::exists(root.LogPath().string() + ".10"));
 }
 
 // Catches: a log that grows beyond its cap and its one old file.
