@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t CHUNK_SIZE = 64 * 1024;
 constexpr std::chrono::seconds READ_AFTER_ROTATION{2};
+constexpr int END_OF_FILES = 2; ///< numbers missing in a row: a rotation leaves one out for a moment
 
 /// vx.log for 0, vx.log.1 (the newest of the old ones) for 1.
 std::string NumberedPath(const std::string& path, int number)
@@ -57,15 +58,14 @@ bool ReadFileBackwards(int fd, off_t end, const LineSink& sink)
 bool ReadLogBackwards(const std::string& path, const LogPosition* before, const LineSink& sink)
 {
     bool found = false;
-    for (int number = 0;; ++number) {
+    for (int number = 0, missing = 0; missing < END_OF_FILES; ++number) {
         const int fd = OpenLog(NumberedPath(path, number));
-        if (fd < 0 && number > 0) {
-            return found;
-        }
         struct stat info {};
         if (fd < 0 || ::fstat(fd, &info) != 0) {
-            continue; // the newest is missing for a moment while it is rotated
+            ++missing;
+            continue;
         }
+        missing = 0;
         found = true;
         const bool isPlace =
             before != nullptr && before->device == info.st_dev && before->inode == info.st_ino;
@@ -78,6 +78,7 @@ bool ReadLogBackwards(const std::string& path, const LogPosition* before, const 
             return true;
         }
     }
+    return found;
 }
 
 LogFollower::LogFollower(std::string path) : m_path(std::move(path))
@@ -124,15 +125,14 @@ bool LogFollower::FindNewer()
 {
     std::vector<Followed> found;
     bool connected = m_files.empty();
-    for (int number = 0; number == 0 || !connected; ++number) {
+    for (int number = 0, missing = 0; (number == 0 || !connected) && missing < END_OF_FILES; ++number) {
         const int fd = OpenLog(NumberedPath(m_path, number));
-        if (fd < 0 && number > 0) {
-            break;
-        }
         struct stat info {};
         if (fd < 0 || ::fstat(fd, &info) != 0) {
+            ++missing;
             continue;
         }
+        missing = 0;
         const bool known = IsKnown(info.st_dev, info.st_ino);
         const bool twice = std::any_of(found.begin(), found.end(),
                                        [&](const Followed& file) { return file.inode == info.st_ino; });
