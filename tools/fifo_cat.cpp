@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <memory>
@@ -46,7 +47,11 @@ class Cat {
 public:
     explicit Cat(const Options& options)
         : m_options(options), m_follower(options.key, FifoFollower::Start::KEY_FRAME)
-    {}
+    {
+        if (options.once) {
+            m_follower.EndWithWriter();
+        }
+    }
 
     void Run()
     {
@@ -157,9 +162,10 @@ void AddFifoCat(CLI::App& fifo)
         "The elementary stream to standard output, from the newest key frame on: vx fifo cat KEY | ffplay -");
     const auto options = std::make_shared<Options>();
     AddKeyArgument(*verb, options->key);
-    verb->add_option("-n,--count", options->count, "End after so many frames")->check(CLI::PositiveNumber);
+    verb->add_option("-n,--count", options->count, "End after so many frames")->check(CLI::Range(1, INT_MAX));
     verb->add_flag("--wait", options->wait, "Wait for the FIFO if it is not there yet");
-    verb->add_flag("--once", options->once, "End when the FIFO closes, instead of waiting for its return");
+    verb->add_flag("--once", options->once,
+                   "End with the writer, however it ends, instead of waiting for its return");
 #ifdef VX_WITH_MEDIA
     CLI::Option* const pTs =
         verb->add_flag("--ts", options->ts, "As MPEG transport stream; ends when the FIFO goes");

@@ -93,7 +93,12 @@ bool FifoFollower::IsGone()
         return false;
     }
     m_lookedNs = nowNs;
-    return ShmIdUnder(m_key) != m_shmId;
+    if (!m_endWithWriter) {
+        return ShmIdUnder(m_key) != m_shmId;
+    }
+    const std::vector<ShmRow> rows = ListShm();
+    const ShmRow* const pRow = FindKey(rows, m_key);
+    return pRow == nullptr || pRow->shmId != m_shmId || !CreatorAlive(*pRow);
 }
 
 void FifoFollower::Pause()

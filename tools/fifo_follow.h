@@ -40,6 +40,9 @@ public:
 
     FifoFollower(int key, Start start) noexcept : m_key(key), m_start(start) {}
 
+    /// From now on a FIFO whose writer was killed counts as gone once all of its frames are read.
+    void EndWithWriter() noexcept { m_endWithWriter = true; }
+
     /// @return an empty text; else why there is nothing to attach to, and the exit code for it.
     std::string Attach(ExitCode& exitCode);
     void Detach();
@@ -63,6 +66,7 @@ private:
     ShmFifoReader m_reader;
     int m_shmId = -1;
     bool m_wantKeyFrame = false;
+    bool m_endWithWriter = false;
     int m_previousId = SHM_FIFO_NO_FRAME_ID;
     std::int64_t m_attachedNs = 0;
     std::int64_t m_lookedNs = 0;

@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -114,7 +115,11 @@ public:
         : m_options(options), m_printer(options),
           m_follower(options.key,
                      options.fromKey ? FifoFollower::Start::KEY_FRAME : FifoFollower::Start::NEWEST)
-    {}
+    {
+        if (options.once) {
+            m_follower.EndWithWriter();
+        }
+    }
 
     void Run()
     {
@@ -214,11 +219,12 @@ void AddFifoTail(CLI::App& fifo)
         fifo.add_subcommand("tail", "One line a frame: ID, type, size, timestamp; and each jump");
     const auto options = std::make_shared<Options>();
     AddKeyArgument(*verb, options->key);
-    verb->add_option("-n,--count", options->count, "End after so many frames")->check(CLI::PositiveNumber);
+    verb->add_option("-n,--count", options->count, "End after so many frames")->check(CLI::Range(1, INT_MAX));
     verb->add_flag("--from-key", options->fromKey,
                    "Start with the newest key frame instead of the newest frame");
     verb->add_flag("--wait", options->wait, "Wait for the FIFO if it is not there yet");
-    verb->add_flag("--once", options->once, "End when the FIFO closes, instead of waiting for its return");
+    verb->add_flag("--once", options->once,
+                   "End with the writer, however it ends, instead of waiting for its return");
     verb->add_flag("--json", options->json, "Print one object a line");
     verb->add_flag("--quiet", options->quiet, "Print no frames, only what else happens");
     verb->add_option("--trace", options->trace,

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <json/value.h>
 
+#include <climits>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -90,7 +91,7 @@ void AddFifoTop(CLI::App& fifo)
     CLI::App* const verb =
         fifo.add_subcommand("top", "The table of ls, live; once if the output is no terminal");
     const auto options = std::make_shared<Options>();
-    verb->add_option("-n,--count", options->count, "End after so many tables")->check(CLI::PositiveNumber);
+    verb->add_option("-n,--count", options->count, "End after so many tables")->check(CLI::Range(1, INT_MAX));
     verb->add_option("-s,--seconds", options->seconds, "Time between two tables")
         ->check(CLI::Range(0.1, 3600.0));
     verb->add_flag("--json", options->json, "Print one array a line");
