@@ -181,15 +181,17 @@ try {
 
 int ActionRule::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
 try {
-    bool isWhole = true;
+    std::vector<const char*> broken;
     ActionRuleFields::ForEach(*this, [&](auto& field, const char* column) {
         if (!rulefield::Read(field, result, row, column)) {
-            isWhole = false;
-            VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: column [%s] is broken.\n", m_id, column);
+            broken.push_back(column);
         }
     });
+    for (const char* const column : broken) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: column [%s] is broken.\n", m_id, column);
+    }
     UpdateActAllDevIdSet();
-    return isWhole ? 0 : -1;
+    return broken.empty() ? 0 : -1;
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read a rule [%s].\n", error.what());
     return -1;

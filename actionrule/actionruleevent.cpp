@@ -3,6 +3,7 @@
 #include "actionruleevent.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "actrulepredicates.h"
 #include "package/pkgservice.h"
@@ -38,15 +39,17 @@ bool IsIdColumn(const char* column) noexcept
 
 int ActionRuleEvent::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
 try {
-    bool isWhole = true;
+    std::vector<const char*> broken;
     ActionRuleEventFields::ForEach(*this, [&](auto& field, const char* column) {
         if (!rulefield::Read(field, result, row, column)) {
-            isWhole = false;
-            VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Event [%d]: column [%s] is broken: [%s].\n", m_id,
-                   column, rulefield::FieldText(result, row, column));
+            broken.push_back(column);
         }
     });
-    return isWhole ? 0 : -1;
+    for (const char* const column : broken) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Event [%d]: column [%s] is broken: [%s].\n", m_id, column,
+               rulefield::FieldText(result, row, column));
+    }
+    return broken.empty() ? 0 : -1;
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read an event [%s].\n", error.what());
     return -1;

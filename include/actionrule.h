@@ -38,6 +38,8 @@ struct RuleSecret {
     bool operator==(const RuleSecret& other) const noexcept { return plain == other.plain; }
 };
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types and names of members cannot stand in brackets
+
 // The columns of table "actionrule" in their order. Member, loading, saving and JSON follow from this list:
 // FIELD(type, getter, setter, member, column, value at start) has a plain getter and setter, OWN has its own.
 #define VX_ACTION_RULE_FIELDS(FIELD, OWN)                                                                    \
@@ -292,3 +294,5 @@ private:
     std::set<int> m_evtAllDevIds;
     std::set<int> m_actAllDevIds;
 };
+
+// NOLINTEND(bugprone-macro-parentheses)

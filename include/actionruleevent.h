@@ -15,6 +15,8 @@ struct DBResult_tag;
 /// The device id that stands for every device of its kind.
 constexpr int RULE_ALL_DEVICES = -1;
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types and names of members cannot stand in brackets
+
 // The columns of the event table in their order. Everything that touches a column follows from this list:
 // FIELD(type, getter, setter, member, column, value at start)
 #define VX_ACTION_RULE_EVENT_FIELDS(FIELD)                                                                   \
@@ -108,3 +110,5 @@ private:
 #undef VX_FIELD
     std::set<int> m_allDevIds; ///< derived: the devices that "every device" stands for now
 };
+
+// NOLINTEND(bugprone-macro-parentheses)
