@@ -150,6 +150,25 @@ TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
     EXPECT_EQ(writer.Wait(), 0);
 }
 
+// Catches: --once that waits for ever, since a writer that was killed has cleared nothing.
+TEST_F(FifoReadTest, OnceEndsWhenTheWriterWasKilled)
+{
+    ChildProcess dead(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+        WriteTestFrame(fifo, 0);
+        channel.Send('R');
+        Forever();
+    }));
+    ASSERT_EQ(dead.Receive(), 'R');
+    VxProcess tail({"fifo", "tail", Key(), "--once", "--from-key"});
+    VxProcess cat({"fifo", "cat", Key(), "--once"});
+    ASSERT_TRUE(tail.WaitForOutput("attached"));
+    ASSERT_TRUE(cat.WaitForOutput(TEST_PARAMETER_SETS));
+    dead.Kill(SIGKILL);
+    EXPECT_EQ(tail.Finish().exitCode, 0);
+    EXPECT_EQ(cat.Finish().exitCode, 0);
+    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+}
+
 // Catches: a tail that goes on looking at the segment of a writer that was killed and replaced.
 TEST_F(FifoReadTest, TailFollowsToTheNextWriter)
 {
