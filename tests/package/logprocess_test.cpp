@@ -225,7 +225,8 @@ TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
             ASSERT_EQ(child->Receive(), 'd');
         }
         CollectNumbers(root, numbers);
-        EXPECT_LE(std::filesystem::file_size(root.LogPath()), 4096u + WRITERS * 100); // one line each in flight
+        EXPECT_LE(std::filesystem::file_size(root.LogPath()),
+                  4096u + WRITERS * 100); // one line each in flight
     }
     for (int writer = 0; writer < WRITERS; ++writer) {
         EXPECT_EQ(numbers[writer].size(), static_cast<std::size_t>(ROUNDS * LINES)) << "lost";
