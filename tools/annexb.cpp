@@ -3,7 +3,6 @@
 #include "annexb.h"
 
 #include <algorithm>
-#include <cstring>
 #include <span>
 
 namespace {
@@ -132,6 +131,6 @@ std::size_t DropParameterSets(VideoCodec codec, unsigned char* pData, std::size_
     }
     const std::size_t dropped =
         prefix.size - kept.size(); // a set with its start code is longer than the added zeros
-    std::memcpy(pData + dropped, kept.data(), kept.size());
+    std::copy(kept.begin(), kept.end(), pData + dropped); // also nothing, from nowhere
     return dropped;
 }

@@ -37,7 +37,7 @@ std::list<std::string> Chosen(const Options& options, const char* verb)
         Fail(EXIT_UNREACHABLE, verb,
              "the package's folder '{}' cannot be entered; check VX_ROOT and its volume", root);
     }
-    const std::list<std::string> all = VxDB::ListDatabases();
+    std::list<std::string> all = VxDB::ListDatabases();
     if (options.names.empty()) {
         return all;
     }

@@ -17,7 +17,7 @@ int FramesBetween(int from, int to)
 std::string FifoFollower::Attach(ExitCode& exitCode)
 {
     const int shmId = ShmIdUnder(m_key);
-    const std::string why = WhyUnreadable(m_key, exitCode);
+    std::string why = WhyUnreadable(m_key, exitCode);
     if (!why.empty()) {
         return why;
     }

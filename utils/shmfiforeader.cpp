@@ -350,7 +350,7 @@ int ShmFifoReader::FillVdoFmt(ESFormat& format) noexcept
     format.Reset();
     const std::string codec = m_pFifo != nullptr ? m_pFifo->GetCodec() : std::string();
     format.codecTag = VideoTag(codec);
-    if (format.codecTag == 0) {
+    if (m_pFifo == nullptr || format.codecTag == 0) {
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Unknown VodFmt[%s]\n", codec.c_str());
         return -1;
     }
@@ -375,7 +375,7 @@ int ShmFifoReader::FillAdoFmt(ESFormat& format) noexcept
 {
     format.Reset();
     const std::string codec = m_pFifo != nullptr ? m_pFifo->GetCodec() : std::string();
-    if (!IsAudio(codec)) {
+    if (m_pFifo == nullptr || !IsAudio(codec)) {
         VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Unknown AdoFmt[%s]\n", codec.c_str());
         return -1;
     }
