@@ -217,7 +217,7 @@ Trouble SegmentRecorder::OpenFile(const RecordFrame& first, const StreamFormat* 
 
 Trouble SegmentRecorder::CloseFile()
 {
-    const Trouble trouble = m_writer.Close();
+    Trouble trouble = m_writer.Close();
     m_counts.bytes += m_writer.Bytes();
     m_writer.ForgetBytes();
     return trouble;
