@@ -2,6 +2,7 @@
 // tools/capture.cpp - vx capture: from any address that libavformat opens into a FIFO for video and one for
 // audio.
 #include "capture_run.h"
+#include "exit_code.h"
 #include "nouns.h"
 #include "table.h"
 
@@ -9,6 +10,7 @@ extern "C" {
 #include <libavdevice/avdevice.h>
 }
 
+#include <CLI/CLI.hpp>
 #include <json/value.h>
 
 #include <memory>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/db.cpp - vx db info, check and vacuum.
+#include <CLI/CLI.hpp>
 #include <json/value.h>
 #include <unistd.h>
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "exit_code.h"
 #include "nouns.h"
 #include "table.h"
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo.cpp - vx fifo: the FIFOs of this box, and what flows through them.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <charconv>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_cat.cpp - vx fifo cat: the stream itself to standard output.
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <cerrno>

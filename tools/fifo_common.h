@@ -2,11 +2,14 @@
 // tools/fifo_common.h - what the verbs of vx fifo share: keys, refusals, names.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 
-#include "nouns.h"
+#include "exit_code.h"
+
+namespace CLI {
+class App;
+class Option;
+} // namespace CLI
 
 /// The key of a verb, in decimal or with 0x in front.
 void AddKeyArgument(CLI::App& verb, int& key);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "exit_code.h"
 #include "nouns.h"
 #include "shmfiforeader.h"
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_ls.cpp - vx fifo ls: what exists on this box.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>

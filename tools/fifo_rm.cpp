@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_rm.cpp - vx fifo rm: removes the segments that a dead writer left.
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <fmt/format.h>

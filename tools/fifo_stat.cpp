@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_stat.cpp - vx fifo stat: one FIFO with its slots and holders.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

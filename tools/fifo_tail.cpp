@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_tail.cpp - vx fifo tail: one line a frame.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <json/value.h>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_top.cpp - vx fifo top: the table of ls, again each second, with rates of this second.
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <fmt/format.h>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/history.cpp - vx history list and rm: what fired, and when.
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <fmt/format.h>

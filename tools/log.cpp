@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/log.cpp - vx log show, set and filter: what running processes write, and changing it while they run.
+#include <CLI/CLI.hpp>
 #include <json/value.h>
 #include <unistd.h>
 

@@ -2,6 +2,7 @@
 // tools/log_tail.cpp - vx log tail: the last lines of the log, and those that come.
 #include "log_tail.h"
 
+#include <CLI/CLI.hpp>
 #include <json/value.h>
 #include <poll.h>
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/main.cpp - vx NOUN VERB: parses, runs the verb, turns its end into an exit code.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 
+#include "exit_code.h"
 #include "nouns.h"
 
 namespace {

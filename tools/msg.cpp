@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/msg.cpp - vx msg tail: what is announced to the message daemon, shown by listening in its place.
+#include <CLI/CLI.hpp>
 #include <poll.h>
 
 #include <fmt/format.h>

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/record.cpp - vx record: from stream FIFOs into fragmented MP4.
+#include <CLI/CLI.hpp>
 #include <json/value.h>
 
 #include <memory>
 
+#include "exit_code.h"
 #include "fifo_keys.h"
 #include "nouns.h"
 #include "record_run.h"

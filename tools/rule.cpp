@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/rule.cpp - vx rule list, show, enable, disable and rm: the rules that there are.
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <fmt/format.h>

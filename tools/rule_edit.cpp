@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/rule_edit.cpp - vx rule add and edit: a rule from options, from JSON, or from both.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <memory>

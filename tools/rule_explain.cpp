@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/rule_explain.cpp - vx rule explain: why a rule fires or does not, at a time and in a state.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <fstream>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/rule_transfer.cpp - vx rule export and import: a whole set of rules as one JSON document.
+#include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

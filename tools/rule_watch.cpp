@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/rule_watch.cpp - vx rule watch: reports of sensors in, verdicts out. Nothing happens outside of this
 // process but lines of history. All times are those of the reports, so a replay gives the same answers.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <fstream>

@@ -19,7 +19,7 @@ struct Trouble {
 inline void EndIf(const Trouble& trouble, const char* verb)
 {
     if (trouble) {
-        Fail(trouble.code, verb, "{}", trouble.text);
+        FailWith(trouble.code, verb, trouble.text);
     }
 }
 

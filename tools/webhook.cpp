@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/webhook.cpp - vx webhook list, show and rm: where notifications are posted.
+#include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <fmt/format.h>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/webhook_edit.cpp - vx webhook add and edit: a record from options, from JSON, or from both.
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <cstdio>
