@@ -276,6 +276,8 @@ public:
     VX_API void ClearLatestIframeIdx() noexcept;
     VX_API bool IsIFrameReady() const noexcept;
     VX_API int GetFifoCnt() const noexcept;
+    /// @return ID of the newest complete frame; SHM_FIFO_NO_FRAME_ID: none yet.
+    VX_API int GetNewestId() const noexcept;
     VX_API bool IsAttached() const noexcept;
 
     // --- readers ----------------------------------------------------------------------------------------

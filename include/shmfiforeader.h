@@ -30,6 +30,13 @@ public:
     /// @return 0; -1 (logged): there is no FIFO of this build's width under the key.
     VX_API int Init(int key, bool updateStat) noexcept;
 
+    /// Asks for the frames from the very first on, where none has been written yet. A reader that has read
+    /// nothing starts with the newest frame otherwise, and so passes over what came between Init() and its
+    /// first Read(). Said after Init(), with ReadNext.
+    ///
+    /// @return false: there are frames already; nothing is changed.
+    VX_API bool StartAtFirst() noexcept;
+
     /// Hands one frame to the callback, if there is one.
     ///
     /// @return whether the callback was called.

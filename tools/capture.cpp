@@ -152,7 +152,8 @@ void AddFifoOptions(CLI::App& verb, Arguments& arguments)
         ->capture_default_str();
     verb.add_flag("--prefault", capture.prefault, "Back the slots with memory before the first frame");
     verb.add_option("--wait-readers", capture.waitReaders,
-                    "Hold the first frame back until each FIFO has N readers (30 s at most)");
+                    "Hold the first frame back until N readers of each FIFO have counted themselves as "
+                    "connected (30 s at most)");
     verb.add_option("--trace", capture.tracePath,
                     "Write one line a frame to FILE: key, ID, time stamp, size, flags, hash, monotonic ns");
     verb.add_flag("--json", arguments.json, "Print the summary as JSON");

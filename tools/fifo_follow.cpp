@@ -3,6 +3,7 @@
 #include "fifo_follow.h"
 
 #include <ctime>
+#include <utility>
 
 #include "fifo_common.h"
 #include "frame_trace.h"
@@ -33,7 +34,9 @@ std::string FifoFollower::Attach(ExitCode& exitCode)
     m_shmId = shmId;
     m_attachedNs = MonotonicNs();
     m_lookedNs = m_attachedNs;
-    m_previousId = SHM_FIFO_NO_FRAME_ID;
+    m_fromFirst = m_reader.StartAtFirst();
+    m_any = false;
+    m_previousId = m_reader.GetLastId();
     m_wantKeyFrame = m_start == Start::KEY_FRAME;
     Fifo().AccConnectCnt();
     return {};
@@ -61,14 +64,18 @@ void FifoFollower::Copy(void* ctx, DataEntry* pEntry, unsigned char* data, int s
 FifoFollower::Step FifoFollower::Next(FollowedFrame& frame)
 {
     m_pFrame = &frame;
-    const bool keyFrame = m_wantKeyFrame && Fifo().IsIFrameReady();
-    const bool waiting = m_wantKeyFrame && !keyFrame && MayHaveKeyFrames();
+    const int newestId = Fifo().GetNewestId();
+    const bool first = m_fromFirst && (newestId == SHM_FIFO_NO_FRAME_ID || newestId < Fifo().GetFifoCnt());
+    const bool keyFrame = m_wantKeyFrame && !first && Fifo().IsIFrameReady();
+    const bool waiting = m_wantKeyFrame && !first && !keyFrame && MayHaveKeyFrames();
     const auto readFn = keyFrame ? static_cast<ShmFifoReader::ReadFn>(&ShmStreamFifo::ReadLatestIFrame)
                                  : static_cast<ShmFifoReader::ReadFn>(&ShmStreamFifo::ReadNext);
     if (waiting || !m_reader.Read(this, &FifoFollower::Copy, readFn) || !m_intact) {
         return IsGone() ? Step::GONE : Step::NOTHING;
     }
     m_wantKeyFrame = false;
+    m_fromFirst = false;
+    frame.first = !std::exchange(m_any, true);
     frame.previousId = m_previousId;
     frame.lost = m_previousId == SHM_FIFO_NO_FRAME_ID ? 0 : FramesBetween(m_previousId, frame.id);
     m_previousId = frame.id;

@@ -17,15 +17,16 @@ struct FollowedFrame {
     int es = MEDIA_ES_NONE;
     long long timestamp = 0; ///< as the writer gave it
     std::int64_t foundNs = 0;
+    bool first = true;                     ///< of this attachment
     int previousId = SHM_FIFO_NO_FRAME_ID; ///< of the frame before in this attachment
-    int lost = 0;                          ///< frames between the two
+    int lost = 0;                          ///< frames between the two, or before the first
     std::vector<unsigned char> bytes;
 };
 
 /// Frames from the one with ID `from` to the one with ID `to`, both left out. IDs run 0..10000.
 int FramesBetween(int from, int to);
 
-/// A reader of one key. It copies each frame before anybody looks at it, so that a slow terminal or pipe
+/// A reader of one key. Attached before the first frame it starts with that one. It copies each frame before anybody looks at it, so that a slow terminal or pipe
 /// never holds a slot; a frame that was overwritten meanwhile counts as lost.
 class FifoFollower {
 public:
@@ -66,6 +67,8 @@ private:
     const Start m_start;
     ShmFifoReader m_reader;
     int m_shmId = -1;
+    bool m_fromFirst = false; ///< attached before the first frame, which has not been read yet
+    bool m_any = false;       ///< a frame has been read since Attach()
     bool m_wantKeyFrame = false;
     bool m_endWithWriter = false;
     int m_previousId = SHM_FIFO_NO_FRAME_ID;

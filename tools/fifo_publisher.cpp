@@ -4,6 +4,8 @@
 
 #include <sys/shm.h>
 
+#include <algorithm>
+
 FifoPublisher::FifoPublisher(FifoPlan plan, bool prefault, FrameTrace* pTrace)
     : m_plan(std::move(plan)), m_pTrace(pTrace), m_prefault(prefault)
 {}
@@ -91,8 +93,9 @@ void FifoPublisher::Remove()
 int FifoPublisher::Readers() const
 {
     struct shmid_ds info = {};
-    if (m_shmId < 0 || ::shmctl(m_shmId, IPC_STAT, &info) != 0 || info.shm_nattch == 0) {
+    if (m_pFifo == nullptr || ::shmctl(m_shmId, IPC_STAT, &info) != 0 || info.shm_nattch == 0) {
         return 0;
     }
-    return static_cast<int>(info.shm_nattch) - 1; // one is our own
+    const int attached = static_cast<int>(info.shm_nattch) - 1; // one is our own
+    return std::min(attached, m_pFifo->GetConnectCnt());
 }

@@ -37,7 +37,8 @@ public:
     const PublishCounts& Counts() const { return m_counts; }
     const FifoPlan& Plan() const { return m_plan; }
     int Slots() const { return m_pFifo != nullptr ? m_pFifo->GetFifoCnt() : 0; }
-    /// Readers whose attachment the kernel counts now.
+    /// Readers that are there and have said by AccConnectCnt() that they miss no frame from then on. Who only
+    /// looks at the FIFO (vx fifo stat) attaches to it as well, for a moment, and says nothing.
     int Readers() const;
 
 private:

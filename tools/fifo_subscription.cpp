@@ -9,7 +9,6 @@
 #include "annexb.h"
 #include "fifo_follow.h"
 #include "sysv_shm.h"
-#include "trouble.h"
 
 namespace {
 
@@ -40,7 +39,9 @@ bool FifoSubscription::Attach()
     }
     m_shmId = shmId;
     m_attached = true;
-    m_lastId = SHM_FIFO_NO_FRAME_ID;
+    m_fromFirst = m_reader.StartAtFirst();
+    m_lastId = m_reader.GetLastId();
+    m_reader.GetFifo()->AccConnectCnt(); // a writer that waits for its readers counts on us from now on
     m_pFormat.reset();
     m_gap = false;
     m_nextLook = now + LOOK_PERIOD;
@@ -89,16 +90,11 @@ std::optional<RecordFrame> FifoSubscription::Poll()
     if (!m_attached && !Attach()) {
         return std::nullopt;
     }
-    const bool atStart = m_lastId == SHM_FIFO_NO_FRAME_ID;
-    if (m_isVideo && atStart && !m_reader.GetFifo()->IsIFrameReady()) {
-        LookForNewFifo();
-        return std::nullopt;
+    if (m_pFormat == nullptr && !m_problem) {
+        m_problem = CheckKind(m_key, m_isVideo, m_reader.GetFifo()->GetCodec());
     }
-    ShmFifoReader::ReadFn readFn = &ShmStreamFifo::ReadNext;
-    if (m_isVideo && atStart) {
-        readFn = &ShmStreamFifo::ReadLatestIFrame;
-    }
-    if (!ReadOne(readFn)) {
+    const ShmFifoReader::ReadFn readFn = ChooseFrame();
+    if (m_problem || readFn == nullptr || !ReadOne(readFn)) {
         LookForNewFifo();
         return std::nullopt;
     }
@@ -109,6 +105,19 @@ std::optional<RecordFrame> FifoSubscription::Poll()
     }
     frame.format = m_pFormat;
     return frame;
+}
+
+/// @return null: there is nothing to start with yet.
+ShmFifoReader::ReadFn FifoSubscription::ChooseFrame()
+{
+    ShmStreamFifo& fifo = *m_reader.GetFifo();
+    const bool late = m_fromFirst && fifo.GetNewestId() != SHM_FIFO_NO_FRAME_ID &&
+                      fifo.GetNewestId() >= fifo.GetFifoCnt(); // the first frame is overwritten
+    if (!m_isVideo || (m_lastId != SHM_FIFO_NO_FRAME_ID && !late)) {
+        return &ShmStreamFifo::ReadNext;
+    }
+    return fifo.IsIFrameReady() ? static_cast<ShmFifoReader::ReadFn>(&ShmStreamFifo::ReadLatestIFrame)
+                                : nullptr;
 }
 
 bool FifoSubscription::ReadOne(ShmFifoReader::ReadFn readFn)
@@ -149,9 +158,11 @@ bool FifoSubscription::Count(RecordFrame& frame)
         ++m_counts.jumps;
         m_counts.lost += missing;
         m_gap = true;
-        Note("record", "key " + std::to_string(m_key) + ": jumped from frame " + std::to_string(m_lastId) +
-                           " to " + std::to_string(m_frameId) + ", " + std::to_string(missing) + " lost");
+        Note("record", "key " + std::to_string(m_key) + ": jumped from " +
+                           (m_fromFirst ? "the start" : "frame " + std::to_string(m_lastId)) + " to " +
+                           std::to_string(m_frameId) + ", " + std::to_string(missing) + " lost");
     }
+    m_fromFirst = false;
     m_lastId = m_frameId;
     if (m_torn) {
         return false;
@@ -210,4 +221,22 @@ bool FifoSubscription::ReadFormat(StreamFormat& format)
     format.sampleRate = es.sampleRate;
     format.channels = es.channels;
     return m_isVideo || (format.sampleRate > 0 && format.channels > 0);
+}
+
+Trouble CheckKind(int key, bool isVideo, const std::string& codec)
+{
+    const bool isSound = codec == "MPEG4-GENERIC" || codec == "PCMA" || codec == "PCMU";
+    const bool isPicture = codec == "H264" || codec == "H265";
+    if (codec.empty() || (isVideo ? isPicture : isSound)) {
+        return {}; // a writer may name the codec a little after it made the FIFO
+    }
+    const std::string text = "key " + std::to_string(key) + ": holds ";
+    if (isVideo && isSound) {
+        return {EXIT_USAGE, text + "sound (" + codec + "), no video; give it as --audio-key"};
+    }
+    if (isPicture) {
+        return {EXIT_USAGE, text + "video (" + codec + "), no sound; give it as --key"};
+    }
+    return {EXIT_FOUND, text + "a stream of codec \"" + codec +
+                            "\"; H264, H265, MPEG4-GENERIC, PCMA and PCMU can be recorded"};
 }

@@ -9,6 +9,7 @@
 #include "frame_trace.h"
 #include "record_frame.h"
 #include "shmfiforeader.h"
+#include "trouble.h"
 
 /// What one FIFO gave, and what it did not.
 struct ReadCounts {
@@ -25,8 +26,12 @@ public:
     /// @param pTrace null, or where each frame gets a line; borrowed
     FifoSubscription(int key, bool isVideo, FrameTrace* pTrace);
 
-    /// The next frame, if there is one. Attaches and attaches again by itself; video starts at a key frame.
+    /// The next frame, if there is one. Attaches and attaches again by itself. Starts with the first frame if
+    /// it was attached before, else video starts at the newest key frame and sound with the newest frame.
     std::optional<RecordFrame> Poll();
+
+    /// Why no frame of this FIFO will ever do: it holds the other kind of stream.
+    const Trouble& Problem() const { return m_problem; }
 
     bool IsAttached() const { return m_attached; }
     /// Whether there is nobody who could write: no FIFO, or one whose writer is dead.
@@ -40,6 +45,7 @@ private:
     bool Attach();
     void Detach();
     void LookForNewFifo();
+    ShmFifoReader::ReadFn ChooseFrame();
     bool ReadOne(ShmFifoReader::ReadFn readFn);
     static void OnFrame(void* pThis, DataEntry* pEntry, unsigned char* pData, int size);
     void CopyFrame(DataEntry* pEntry, const unsigned char* pData, int size);
@@ -52,7 +58,8 @@ private:
     FrameTrace* m_pTrace;
     ShmFifoReader m_reader;
     bool m_attached = false;
-    int m_shmId = -1; ///< of the header that is, or was last, attached
+    int m_shmId = -1;         ///< of the header that is, or was last, attached
+    bool m_fromFirst = false; ///< attached before the first frame, which has not been read yet
     int m_lastId = SHM_FIFO_NO_FRAME_ID;
     int m_frameId = 0;
     int m_frameFlags = 0;
@@ -63,4 +70,8 @@ private:
     std::shared_ptr<const StreamFormat> m_pFormat;
     Clock::time_point m_nextLook;
     ReadCounts m_counts;
+    Trouble m_problem;
 };
+
+/// @return why a stream with this codec cannot be recorded from the key given for video or for sound.
+Trouble CheckKind(int key, bool isVideo, const std::string& codec);

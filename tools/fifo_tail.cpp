@@ -47,11 +47,12 @@ public:
     void Jump(const FollowedFrame& frame)
     {
         Json::Value json = Event("jump");
-        json["from"] = frame.previousId;
+        json["from"] = frame.first ? Json::Value() : Json::Value(frame.previousId);
         json["to"] = frame.id;
         json["lost"] = frame.lost;
-        Say(json,
-            fmt::format("-- jumped from frame {} to {}: {} lost", frame.previousId, frame.id, frame.lost));
+        Say(json, fmt::format("-- jumped from {} to {}: {} lost",
+                              frame.first ? "the start" : fmt::format("frame {}", frame.previousId), frame.id,
+                              frame.lost));
     }
 
     void Frame(const FollowedFrame& frame)

@@ -31,14 +31,21 @@ public:
         return true;
     }
 
-    /// No more frames will come.
-    void End()
+    /// No more frames will come. @param keep whether those that came are worth a file of their own
+    void End(bool keep)
     {
         {
             const std::lock_guard held(m_lock);
             m_ended = true;
+            m_keep = keep;
         }
         m_changed.notify_all();
+    }
+
+    bool IsToKeep()
+    {
+        const std::lock_guard held(m_lock);
+        return m_keep;
     }
 
     /// Waits for a frame. @return nothing once the queue has ended and is empty.
@@ -62,4 +69,5 @@ private:
     std::deque<RecordFrame> m_frames;
     std::size_t m_bytes = 0;
     bool m_ended = false;
+    bool m_keep = true;
 };

@@ -18,7 +18,7 @@ constexpr std::chrono::milliseconds POLL{1};
 constexpr std::int64_t LOOK_NS = 200000000;
 constexpr double NS_PER_SEC = 1e9;
 
-Trouble CheckKey(int key)
+Trouble CheckKey(int key, bool isVideo)
 {
     ShmFifoSnapshot snapshot;
     const std::string name = "key " + std::to_string(key);
@@ -29,6 +29,8 @@ Trouble CheckKey(int key)
         return {EXIT_UNREACHABLE,
                 name + ": the segment there is no FIFO that this build can read (another width, or "
                        "something else); see vx fifo ls"};
+    case ShmInspectResult::OK:
+        return snapshot.attached ? CheckKind(key, isVideo, snapshot.codec) : Trouble{};
     default:
         return {}; // there, not there yet, or for the reader to wait for
     }
@@ -67,8 +69,9 @@ RecordRun::RecordRun(RecordOptions options, const StopSignal& stop)
 
 Trouble RecordRun::Check() const
 {
-    for (const std::optional<int>& key : m_options.keys) {
-        if (Trouble trouble = key ? CheckKey(*key) : Trouble{}) {
+    for (int track = 0; track < 2; ++track) {
+        const std::optional<int>& key = m_options.keys[track];
+        if (Trouble trouble = key ? CheckKey(*key, track == 0) : Trouble{}) {
             return trouble;
         }
     }
@@ -89,11 +92,14 @@ Trouble RecordRun::Run()
     }
     {
         const std::jthread writer([this] { WriteFrames(); });
-        ReadFrames();
-        m_queue.End();
+        m_readTrouble = ReadFrames();
+        m_queue.End(!m_readTrouble);
     }
     if (m_trace.Close() != 0 && !m_writeTrouble) {
         return {EXIT_FOUND, m_options.tracePath + ": the trace is not complete: " + std::strerror(errno)};
+    }
+    if (m_readTrouble) {
+        return m_readTrouble;
     }
     if (!m_writeTrouble && Written().segments == 0 && !m_stop.Stopped()) {
         return {EXIT_UNREACHABLE, "no frame came within " +
@@ -103,7 +109,7 @@ Trouble RecordRun::Run()
     return m_writeTrouble;
 }
 
-void RecordRun::ReadFrames()
+Trouble RecordRun::ReadFrames()
 {
     while (!m_stop.Stopped() && !m_writerDone.load(std::memory_order_relaxed)) {
         if (PollAll()) {
@@ -111,11 +117,17 @@ void RecordRun::ReadFrames()
             m_attached = true;
             continue;
         }
+        for (const std::optional<FifoSubscription>& subscription : m_subscriptions) {
+            if (subscription && subscription->Problem()) {
+                return subscription->Problem();
+            }
+        }
         if (WaitIsOver()) {
-            return;
+            break;
         }
         m_stop.WaitFor(POLL);
     }
+    return {};
 }
 
 bool RecordRun::PollAll()
@@ -172,7 +184,9 @@ void RecordRun::WriteFrames()
             break;
         }
     }
-    const Trouble closing = m_recorder.Finish();
+    // What was only held back for a first file is no recording when the FIFOs turn out to be the wrong ones.
+    const bool keep = m_queue.IsToKeep() || Written().segments > 0;
+    const Trouble closing = keep ? m_recorder.Finish() : Trouble{};
     if (!m_writeTrouble) {
         m_writeTrouble = closing;
     }

@@ -33,7 +33,7 @@ public:
     long long Overrun() const { return m_overrun; }
 
 private:
-    void ReadFrames();
+    Trouble ReadFrames();
     void WriteFrames();
     bool PollAll();
     bool WaitIsOver();
@@ -45,6 +45,7 @@ private:
     std::optional<FifoSubscription> m_subscriptions[2];
     FrameQueue m_queue;
     SegmentRecorder m_recorder;
+    Trouble m_readTrouble;
     Trouble m_writeTrouble;
     std::atomic<bool> m_writerDone{false};
     bool m_overrunGap[2] = {false, false};

@@ -75,6 +75,14 @@ int ShmStreamFifo::GetFifoCnt() const noexcept
     return ShmLoad(m_fifoCnt);
 }
 
+int ShmStreamFifo::GetNewestId() const noexcept
+{
+    const int lastIdx = ShmLoad(m_lastIdx);
+    ShmFullBarrier(); // pairs with TryStopWrite(): the slot's ID is as new as the index
+    return lastIdx < 0 || lastIdx >= SHM_FIFO_MAX_COUNT ? SHM_FIFO_NO_FRAME_ID
+                                                        : ShmLoad(m_entryArr[lastIdx].id);
+}
+
 bool ShmStreamFifo::IsAttached() const noexcept
 {
     return ShmLoad(m_attached) != 0;

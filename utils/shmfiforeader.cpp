@@ -255,6 +255,16 @@ int ShmFifoReader::Init(int key, bool updateStat) noexcept
     return 0;
 }
 
+bool ShmFifoReader::StartAtFirst() noexcept
+{
+    if (m_pFifo == nullptr || m_lastId != SHM_FIFO_NO_FRAME_ID ||
+        m_pFifo->GetNewestId() != SHM_FIFO_NO_FRAME_ID) {
+        return false;
+    }
+    m_lastId = SHM_FIFO_MAX_FRAME_ID; // the ID after this one is 0, which the first frame will have
+    return true;
+}
+
 bool ShmFifoReader::Read(void* ctx, Callback callback, ReadFn readFn) noexcept
 {
     if (m_pFifo == nullptr) {

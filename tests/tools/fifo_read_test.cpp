@@ -27,8 +27,7 @@ protected:
             AwaitReaders(fifo, 1);
             for (int n = 0; n < count; ++n) {
                 WriteTestFrame(fifo, n);
-                ::usleep(n == 0 ? SETTLE_US
-                                : 8000); // a reader that is late for its first frame starts with another
+                ::usleep(8000);
             }
             ::usleep(SETTLE_US); // the reader takes the last ones before the FIFO closes
         };
@@ -90,6 +89,44 @@ TEST_F(FifoReadTest, TailGivesEveryFrameOnceAndEndsWithTheFifo)
     EXPECT_EQ(writer.Wait(), 0);
 }
 
+// Catches: a reader that was there before the first frame and starts with a later one, because the machine gave
+// it no time; one that comes too late and does not say what it missed.
+TEST_F(FifoReadTest, WhoIsThereBeforeTheFirstFrameStartsWithIt)
+{
+    const struct {
+        int frames; ///< written while the reader sleeps
+        int firstId;
+        int lost;
+    } cases[] = {{8, 0, 0}, {10, 0, 0}, {25, 20, 20}}; // of ten slots
+    for (const auto& late : cases) {
+        ChildProcess writer(TestWriter(m_keys.First(), [&late](ShmStreamFifo& fifo, Channel& channel) {
+            channel.Send('R');
+            AwaitReaders(fifo, 1);
+            channel.Send('S');
+            AwaitReaders(fifo, 2); // until it is frozen
+            for (int n = 0; n < late.frames; ++n) {
+                WriteTestFrame(fifo, n);
+            }
+            channel.Send('W');
+            AwaitReaders(fifo, 3);
+        }));
+        ASSERT_EQ(writer.Receive(), 'R');
+        VxProcess tail({"fifo", "tail", Key(), "--from-key", "-n1", "--json"});
+        ASSERT_EQ(writer.Receive(), 'S');
+        tail.Signal(SIGSTOP);
+        TellWriter(m_keys.First());
+        ASSERT_EQ(writer.Receive(), 'W');
+        tail.Signal(SIGCONT);
+        const VxResult result = tail.Finish();
+        const Json::Value end = Events(result.out, "end").at(0);
+        EXPECT_NE(result.out.find("\"id\":" + std::to_string(late.firstId)), std::string::npos) << result.out;
+        EXPECT_EQ(end["lost"], late.lost);
+        EXPECT_TRUE(end["firstIsKey"].asBool());
+        TellWriter(m_keys.First());
+        EXPECT_EQ(writer.Wait(), 0);
+    }
+}
+
 // Catches: a joiner that waits for the next key frame although the newest one is kept for it.
 TEST_F(FifoReadTest, LateJoinerHasAKeyFrameAtOnce)
 {
@@ -121,7 +158,7 @@ TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
         AwaitReaders(fifo, 1);
         for (int n = 0; n < 200; ++n) {
             WriteTestFrame(fifo, n);
-            ::usleep(n == 0 ? SETTLE_US : 4000);
+            ::usleep(4000);
             if (n == 20) {
                 channel.Send('F');
                 AwaitReaders(fifo, 2); // until it is frozen

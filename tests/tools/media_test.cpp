@@ -7,11 +7,13 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "media_clip.h"
 #include "support/ipc_keys.h"
 #include "support/temp_root.h"
+#include "test_writer.h"
 #include "vx_process.h"
 
 namespace {
@@ -280,6 +282,46 @@ TEST_F(MediaTest, RefusesWhatCannotWork)
         EXPECT_EQ(result.exitCode, refused.exitCode) << refused.args[1] << ": " << result.err;
         EXPECT_NE(result.err.find(refused.says), std::string::npos) << result.err;
         EXPECT_EQ(m_videoKeys.Used(false) + m_audioKeys.Used(false), 0) << refused.args[1];
+    }
+}
+
+// Catches: a recorder that reads on for ever what can never be recorded, or hangs or leaves half a file when it
+// finds that out only after it has started.
+TEST_F(MediaTest, AFifoOfTheOtherKindIsToldAtOnceAndLeavesNoFile)
+{
+    const auto make = [](ShmFifoHandler& handler, const IpcKeys& keys, const char* codec) {
+        ShmStreamFifo* const pFifo = handler.GetStreamFifo(keys.First(), 4096, 10);
+        pFifo->SetCodec(codec);
+        pFifo->SetResolution(64, 64);
+        WriteTestFrame(*pFifo, 0);
+    };
+    const std::string out = Path("wrong.mp4");
+    const std::vector<std::string> args = {"record", out, "--key", VideoKey(), "--audio-key", AudioKey()};
+    const struct {
+        const char* codecs[2];
+        bool before; ///< whether the FIFOs are there before the recorder
+        int exitCode;
+        const char* says;
+    } cases[] = {
+        {{"PCMA", "PCMA"}, true, 2, "give it as --audio-key"},
+        {{"MPEG4-GENERIC", "PCMA"}, false, 2, "give it as --audio-key"},
+        {{"H264", "H265"}, true, 2, "give it as --key"},
+        {{"H264", "H264"}, false, 2, "give it as --key"},
+        {{"H264", "OPUS"}, false, 1, "PCMU can be recorded"},
+    };
+    for (const auto& wrong : cases) {
+        ShmFifoHandler handlers[2];
+        std::optional<VxProcess> recorder;
+        if (!wrong.before) {
+            recorder.emplace(args);
+            ::usleep(100000); // either way the outcome is the same; this way it has started
+        }
+        make(handlers[0], m_videoKeys, wrong.codecs[0]);
+        make(handlers[1], m_audioKeys, wrong.codecs[1]);
+        const VxResult result = recorder ? recorder->Finish() : RunVx(args);
+        EXPECT_EQ(result.exitCode, wrong.exitCode) << result.err;
+        EXPECT_NE(result.err.find(wrong.says), std::string::npos) << result.err;
+        EXPECT_FALSE(std::filesystem::exists(out));
     }
 }
 
