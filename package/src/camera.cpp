@@ -1,29 +1,111 @@
 // SPDX-License-Identifier: Apache-2.0
-// package/src/camera.cpp - cameras on the camera table.
+// package/src/camera.cpp - cameras and the limits of their recording groups on their tables.
 #include "package/camera.h"
 
-#include <cstdlib>
 #include <exception>
 #include <string>
 
-#include "package/db.h"
+#include "package/recsweep.h"
 #include "pkglog.h"
+#include "rec/recrows_internal.h"
 
 int GetAllCameraIds(std::set<int>& ids) noexcept
 try {
-    DBResult_tag* pRows = nullptr;
-    if (VxDB::Execute(VxDB::DB_SYSTEM, std::string("SELECT id FROM ") + gszTableCamera + ";", &pRows) != 0) {
+    RecRows rows;
+    if (rows.Load(VxDB::DB_SYSTEM, std::string("SELECT id FROM ") + gszTableCamera + ";") != 0) {
         return -1; // logged there
     }
     std::set<int> found;
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        const char* const id = VxDBFetchField(pRows, row, "id");
-        found.insert(id != nullptr ? std::atoi(id) : 0);
+    while (rows.Next()) {
+        found.insert(rows.Int("id"));
     }
-    VxDBFreeResult(pRows);
     ids = std::move(found);
     return 0;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_CAMERA, LOG_LEVEL_ERR, "Failed to list the cameras [%s].\n", error.what());
     return -1;
+}
+
+int Camera::Load(int id) noexcept
+try {
+    RecRows rows;
+    if (rows.Load(VxDB::DB_SYSTEM, std::string("SELECT name, enabled FROM ") + gszTableCamera +
+                                       " WHERE id = " + std::to_string(id)) != 0 ||
+        !rows.Next()) {
+        return -1;
+    }
+    Camera loaded;
+    loaded.m_id = id;
+    loaded.m_name = rows.Text("name");
+    loaded.m_enabled = rows.Int("enabled") != 0;
+    if (rows.Load(VxDB::DB_SYSTEM, std::string("SELECT * FROM ") + gszTableCamRecGroup +
+                                       " WHERE camera_id = " + std::to_string(id)) != 0) {
+        return -1;
+    }
+    while (rows.Next()) {
+        const int group = rows.Int("rec_group");
+        if (group >= 0 && group < CAM_REC_GROUP_COUNT) {
+            loaded.m_limits[group] = {rows.Int("rotate_by_date") != 0, rows.Int("rotate_days"),
+                                      rows.Int("rotate_by_size") != 0, rows.Int("rotate_size_mb"), 0};
+        }
+    }
+    *this = std::move(loaded);
+    return 0;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_CAMERA, LOG_LEVEL_ERR, "Failed to load camera [%d]: %s.\n", id, error.what());
+    return -1;
+}
+
+int Camera::Save() noexcept
+try {
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    if (transaction.Begin() != 0) {
+        return -1;
+    }
+    const std::string table = gszTableCamera;
+    RecRows rows;
+    const std::string values = VxDB::QuoteEscape(m_name) + "," + (m_enabled ? "1" : "0");
+    if (rows.Load(VxDB::DB_SYSTEM, m_id > 0 ? "UPDATE " + table + " SET (name,enabled) = (" + values +
+                                                  ") WHERE id = " + std::to_string(m_id) +
+                                                  VxDB::GetReturnColumnsStatement({"id"})
+                                            : "INSERT INTO " + table + " (name,enabled) VALUES (" + values +
+                                                  ")" + VxDB::GetReturnColumnsStatement({"id"})) != 0 ||
+        !rows.Next()) {
+        return -1;
+    }
+    const int id = rows.Int("id");
+    std::string sql;
+    for (int group = 0; group < CAM_REC_GROUP_COUNT; ++group) {
+        const RotLimits& limits = m_limits[group];
+        sql += std::string("INSERT OR REPLACE INTO ") + gszTableCamRecGroup +
+               " (camera_id,rec_group,rotate_by_date,rotate_days,rotate_by_size,rotate_size_mb) VALUES (" +
+               std::to_string(id) + "," + std::to_string(group) + "," + (limits.byDate ? "1" : "0") + "," +
+               std::to_string(limits.days) + "," + (limits.bySize ? "1" : "0") + "," +
+               std::to_string(limits.sizeMB) + ");";
+    }
+    if (VxDB::Execute(VxDB::DB_SYSTEM, sql) != 0 || transaction.Commit() != 0) {
+        return -1;
+    }
+    m_id = id;
+    return 0;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_CAMERA, LOG_LEVEL_ERR, "Failed to save camera [%d]: %s.\n", m_id, error.what());
+    return -1;
+}
+
+int Camera::Remove(int id) noexcept
+try {
+    const std::string key = std::to_string(id);
+    return VxDB::Execute(VxDB::DB_SYSTEM, std::string("DELETE FROM ") + gszTableCamRecGroup +
+                                              " WHERE camera_id = " + key + ";DELETE FROM " + gszTableCamera +
+                                              " WHERE id = " + key + ";");
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_CAMERA, LOG_LEVEL_ERR, "Failed to remove camera [%d]: %s.\n", id, error.what());
+    return -1;
+}
+
+long long Camera::GetOccupiedSizeMB(CAM_REC_GROUP group) const noexcept
+{
+    long long sizeMB = 0;
+    return GetCamGroupSize(m_id, group, sizeMB) == 0 ? sizeMB : 0;
 }

@@ -12,13 +12,15 @@ VX_API extern const char gszTableActionRuleMultiRule[];
 VX_API extern const char gszTableIOKeys[];
 VX_API extern const char gszTableHomeMode[];
 VX_API extern const char gszTableCamera[];
+VX_API extern const char gszTableCamRecGroup[];
+VX_API extern const char gszTableRecSetting[];
+VX_API extern const char gszTableAutoUpdate[];
 VX_API extern const char gszTableArchPullTask[];
 VX_API extern const char gszTableTimeLapseTask[];
 VX_API extern const char gszTableDvaSetting[];
 VX_API extern const char gszTableFaceSetting[];
 VX_API extern const char gszTableAlertSetting[];
 VX_API extern const char gszTableLogRotateSetting[];
-VX_API extern const char gszTableRecordingCount[];
 
 // The log database.
 VX_API extern const char gszTableLog[];
@@ -33,6 +35,8 @@ VX_API extern const char gszTableDetectionEvent[];
 
 // One database each.
 VX_API extern const char gszTableEvent[];
+VX_API extern const char gszTableRecordingCount[]; ///< beside the events that it counts
+VX_API extern const char gszTableRecVolume[];      ///< in each of them
 VX_API extern const char gszTableAlertEvent[];
 VX_API extern const char gszTableLapseRecording[];
 VX_API extern const char gszTableIVARecording[];

@@ -80,6 +80,9 @@ struct DbOpenSpec {
 /// @param connection  set on success
 DbOutcome OpenDatabase(const DbOpenSpec& spec, std::unique_ptr<DbConnection>& connection);
 
+/// Makes everything durable that was committed to a database so far.
+DbOutcome SyncDatabase(const std::string& path);
+
 /// Statements of the operator's questions.
 enum class DbChore {
     TABLES,     ///< a row with the name of each table

@@ -27,6 +27,17 @@ CREATE TABLE log (
 );
 CREATE INDEX log_timestamp ON log (timestamp);
 )sql",
+    R"sql(
+CREATE TABLE bookmark (
+    id           INTEGER PRIMARY KEY AUTOINCREMENT,
+    arch_task_id INTEGER NOT NULL DEFAULT 0, -- archive task of the event; 0: of this box
+    event_id     INTEGER NOT NULL,
+    timestamp    INTEGER NOT NULL,           -- the moment it marks, seconds since 1970-01-01 UTC
+    name         TEXT    NOT NULL DEFAULT '',
+    comment      TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX bookmark_event ON bookmark (arch_task_id, event_id);
+)sql",
 };
 
 } // namespace

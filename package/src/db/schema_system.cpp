@@ -133,6 +133,59 @@ CREATE TABLE home_mode (
     PRIMARY KEY (kind, item_id)
 ) WITHOUT ROWID;
 )sql",
+    // 4: limits of cameras, tasks whose recordings are rotated, change notes for clients
+    R"sql(
+CREATE TABLE cam_rec_group (
+    camera_id      INTEGER NOT NULL,
+    rec_group      INTEGER NOT NULL,
+    rotate_by_date INTEGER NOT NULL DEFAULT 0,
+    rotate_days    INTEGER NOT NULL DEFAULT 0,
+    rotate_by_size INTEGER NOT NULL DEFAULT 0,
+    rotate_size_mb INTEGER NOT NULL DEFAULT 0,
+    PRIMARY KEY (camera_id, rec_group)
+) WITHOUT ROWID;
+CREATE TABLE arch_pull_task (
+    id             INTEGER PRIMARY KEY AUTOINCREMENT,
+    name           TEXT    NOT NULL DEFAULT '',
+    camera_id      INTEGER NOT NULL DEFAULT 0,
+    share_path     TEXT    NOT NULL DEFAULT '', -- relative to rec/
+    rotate_by_date INTEGER NOT NULL DEFAULT 0,
+    rotate_days    INTEGER NOT NULL DEFAULT 0,
+    rotate_by_size INTEGER NOT NULL DEFAULT 0,
+    rotate_size_mb INTEGER NOT NULL DEFAULT 0,
+    rotate_num     INTEGER NOT NULL DEFAULT 0   -- items to keep; 0: any number
+);
+CREATE TABLE timelapse_task (
+    id             INTEGER PRIMARY KEY AUTOINCREMENT,
+    name           TEXT    NOT NULL DEFAULT '',
+    camera_id      INTEGER NOT NULL DEFAULT 0,
+    share_path     TEXT    NOT NULL DEFAULT '',
+    rotate_by_date INTEGER NOT NULL DEFAULT 0,
+    rotate_days    INTEGER NOT NULL DEFAULT 0,
+    rotate_by_size INTEGER NOT NULL DEFAULT 0,
+    rotate_size_mb INTEGER NOT NULL DEFAULT 0,
+    rotate_num     INTEGER NOT NULL DEFAULT 0
+);
+ALTER TABLE dva_setting ADD COLUMN rotate_num INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE dva_setting ADD COLUMN on_camera INTEGER NOT NULL DEFAULT 0; -- 1: it runs on the camera itself
+ALTER TABLE face_setting ADD COLUMN rotate_num INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX dva_setting_camera ON dva_setting (camera_id);
+CREATE TABLE alert_setting (
+    id          INTEGER PRIMARY KEY CHECK (id = 1),
+    rotate_days INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE rec_setting (
+    name  TEXT PRIMARY KEY, -- reserve_mb: megabytes that recording leaves free
+    value INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE TABLE auto_update (
+    kind     INTEGER NOT NULL, -- kind of record
+    owner_id INTEGER NOT NULL, -- its camera or task
+    serial   INTEGER NOT NULL, -- larger after each change
+    deleted  INTEGER NOT NULL, -- items that have gone so far
+    PRIMARY KEY (kind, owner_id)
+) WITHOUT ROWID;
+)sql",
 };
 
 } // namespace

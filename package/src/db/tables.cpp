@@ -9,13 +9,15 @@ const char gszTableActionRuleMultiRule[] = "actionrule_multirule";
 const char gszTableIOKeys[] = "io_keys";
 const char gszTableHomeMode[] = "home_mode";
 const char gszTableCamera[] = "camera";
+const char gszTableCamRecGroup[] = "cam_rec_group";
+const char gszTableRecSetting[] = "rec_setting";
+const char gszTableAutoUpdate[] = "auto_update";
 const char gszTableArchPullTask[] = "arch_pull_task";
 const char gszTableTimeLapseTask[] = "timelapse_task";
 const char gszTableDvaSetting[] = "dva_setting";
 const char gszTableFaceSetting[] = "face_setting";
 const char gszTableAlertSetting[] = "alert_setting";
 const char gszTableLogRotateSetting[] = "log_rotate_setting";
-const char gszTableRecordingCount[] = "recording_count";
 
 const char gszTableLog[] = "log";
 const char gszTableLogEvent[] = "log_event";
@@ -28,6 +30,8 @@ const char gszTableOrvocamLog[] = "orvocam_log";
 const char gszTableDetectionEvent[] = "detection_event";
 
 const char gszTableEvent[] = "event";
+const char gszTableRecordingCount[] = "recording_count";
+const char gszTableRecVolume[] = "rec_volume";
 const char gszTableAlertEvent[] = "alert_event";
 const char gszTableLapseRecording[] = "lapse_recording";
 const char gszTableIVARecording[] = "iva_recording";

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/src/rec/recmark_internal.h - marking records of any kind as deleted, oldest first.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "package/rectable.h"
+#include "package/rotinfo.h"
+
+constexpr int REC_BATCH = 1000; ///< rows of one statement at most
+
+/// What is to be marked.
+struct RecMarkTask {
+    REC_KIND kind = REC_KIND_EVENT;
+    int archTaskId = 0;
+    std::string where; ///< with "mark_as_del = 0" in it
+    int limit = 0;     ///< above 0: the oldest so many
+    bool notify = true;
+    const volatile int* pRunFlag = nullptr;
+};
+
+/// @param info  what was marked is added; null: not wanted
+/// @return 0; -1 (logged).
+[[nodiscard]] int MarkRecords(const RecMarkTask& task, RotInfo* info);
+
+/// Owner and group (0 for kinds without) of all live records of a database, in order; each by one search of
+/// the index. @return 0; -1 (logged).
+[[nodiscard]] int ListOwners(REC_KIND kind, const std::string& dbPath,
+                             std::vector<std::pair<int, int>>& owners);

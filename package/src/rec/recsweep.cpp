@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/src/rec/recsweep.cpp - deletion of marked records: the mark durable, then the file, then the row.
+#include "package/recsweep.h"
+
+#include <unistd.h>
+
+#include <exception>
+#include <map>
+
+#include "db/driver.h"
+#include "package/event.h"
+#include "pkglog.h"
+#include "recfiles_internal.h"
+#include "recrows_internal.h"
+
+namespace {
+
+struct MarkedRow {
+    std::int64_t id;
+    std::string path;
+};
+
+int ListMarked(REC_KIND kind, const std::string& dbPath, const std::string& more, std::list<MarkedRow>& found)
+{
+    RecRows rows;
+    if (rows.Load(dbPath, std::string("SELECT id, path FROM ") + RecTableOf(kind).table +
+                              " WHERE mark_as_del = 1 AND " + more) != 0) {
+        return -1;
+    }
+    while (rows.Next()) {
+        found.push_back({rows.Number("id"), rows.Text("path")});
+    }
+    return 0;
+}
+
+/// Whether the file of a row is out of the way.
+bool RemoveFile(RecFiles& files, const std::string& path)
+{
+    if (path.empty()) {
+        return true; // it never had one
+    }
+    switch (files.Unlink(path)) {
+    case REC_FILE::OK:
+    case REC_FILE::GONE:
+        return true;
+    case REC_FILE::REFUSED:
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR,
+                "Refused to delete [%s]: it is no plain file below rec. See vx event check.\n", path.c_str());
+        return false;
+    case REC_FILE::FAILED:
+        break;
+    }
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete file [%s]: %m.\n", path.c_str());
+    return false;
+}
+
+int DeleteRows(REC_KIND kind, const std::string& dbPath, const std::list<MarkedRow>& rows, int& deleted)
+{
+    std::string why;
+    if (CheckRecVolume(dbPath, &why) != REC_VOLUME::SAME) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: %s.\n", why.c_str());
+        return -1;
+    }
+    RecFiles files;
+    if (files.Open() != 0) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to open the folder of recordings: %m.\n");
+        return -1;
+    }
+    if (const DbOutcome outcome = SyncDatabase(dbPath); !outcome.Ok()) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: %s.\n", outcome.text.c_str());
+        return -1;
+    }
+    std::list<std::int64_t> ids;
+    for (const MarkedRow& row : rows) {
+        if (RemoveFile(files, row.path)) {
+            ids.push_back(row.id);
+        }
+    }
+    files.Settle();
+    if (!ids.empty()) {
+        if (VxDB::Executep(dbPath, std::string("DELETE FROM ") + RecTableOf(kind).table +
+                                       " WHERE mark_as_del = 1 AND id IN (" + IdsText(ids) + ");") != 0) {
+            return -1;
+        }
+        deleted += static_cast<int>(ids.size());
+    }
+    return ids.size() == rows.size() ? 0 : -1;
+}
+
+} // namespace
+
+int CountMarkedRecords(REC_KIND kind, int archTaskId, long long& count) noexcept
+try {
+    const std::string dbPath = RecDBPath(kind, archTaskId);
+    std::int64_t found = 0;
+    if (::access(dbPath.c_str(), F_OK) == 0 &&
+        LoadNumber(dbPath,
+                   std::string("SELECT COUNT(*) AS n FROM ") + RecTableOf(kind).table +
+                       " WHERE mark_as_del = 1",
+                   found) != 0) {
+        return -1;
+    }
+    count = found;
+    return 0;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to count marked records [%s].\n", error.what());
+    return -1;
+}
+
+int DeleteMarkedRecords(REC_KIND kind, int archTaskId, int limit, long long& afterId, int& deleted) noexcept
+try {
+    const std::string dbPath = RecDBPath(kind, archTaskId);
+    if (::access(dbPath.c_str(), F_OK) != 0) {
+        return 0; // never recorded, and asking would make it
+    }
+    std::list<MarkedRow> rows;
+    if (ListMarked(kind, dbPath,
+                   "id > " + std::to_string(afterId) + " ORDER BY id LIMIT " + std::to_string(limit),
+                   rows) != 0) {
+        return -1;
+    }
+    if (rows.empty()) {
+        return 0;
+    }
+    afterId = rows.back().id;
+    const int size = static_cast<int>(rows.size());
+    return DeleteRows(kind, dbPath, rows, deleted) != 0 ? -1 : (size == limit ? 1 : 0);
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete marked records [%s].\n", error.what());
+    return -1;
+}
+
+int DeleteMultiEvents(const std::list<Event>& events, int& deleted) noexcept
+try {
+    std::map<std::string, std::list<std::int64_t>> byDB;
+    for (const Event& event : events) {
+        byDB[event.GetDBPath().empty() ? RecDBPath(REC_KIND_EVENT) : event.GetDBPath()].push_back(
+            event.GetId());
+    }
+    int result = 0;
+    for (const auto& [dbPath, ids] : byDB) {
+        std::list<MarkedRow> rows;
+        if (ListMarked(REC_KIND_EVENT, dbPath, "id IN (" + IdsText(ids) + ")", rows) != 0 ||
+            DeleteRows(REC_KIND_EVENT, dbPath, rows, deleted) != 0) {
+            result = -1;
+        }
+    }
+    return result;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete events [%s].\n", error.what());
+    return -1;
+}
