@@ -34,6 +34,7 @@ int Run(int argc, char** argv)
     AddHistoryNoun(vx);
     AddLogNoun(vx);
     AddMsgNoun(vx);
+    AddNotifyNoun(vx);
     AddRuleNoun(vx);
     AddWebhookNoun(vx);
     try {

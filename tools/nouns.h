@@ -16,5 +16,6 @@ void AddFifoNoun(CLI::App& vx);
 void AddHistoryNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
 void AddMsgNoun(CLI::App& vx);
+void AddNotifyNoun(CLI::App& vx);
 void AddRuleNoun(CLI::App& vx);
 void AddWebhookNoun(CLI::App& vx);

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/notification/notificationutils_test.cpp - message bodies turned, cut and completed.
+#include "notificationutils.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <set>
+
+#include "package/textreplace.h"
+
+namespace {
+
+struct EditCase {
+    const char* what;
+    std::function<void(char*)> edit;
+    std::string in;
+    std::string out;
+};
+
+std::string Edited(const std::function<void(char*)>& edit, const std::string& text)
+{
+    // Two bytes behind the promised size show a write beyond it; the text may be longer than that size.
+    std::string buf(std::max(text.size() + 1, NOTIFY_MESSAGE_SIZE) + 2, '\x5a');
+    std::memcpy(buf.data(), text.c_str(), text.size() + 1);
+    edit(buf.data());
+    EXPECT_EQ(buf.substr(buf.size() - 2), "\x5a\x5a");
+    return buf.c_str();
+}
+
+void EmbedPicture(char* buf)
+{
+    EmbedSnapShotInContent(buf, "a@b", "jpg");
+}
+
+class MessageTextTest : public ::testing::TestWithParam<EditCase> {};
+
+// Catches: a replacement that misses or invents one, an element of another form, a cut at another byte.
+TEST_P(MessageTextTest, BodyBecomesTheAgreedText)
+{
+    EXPECT_EQ(Edited(GetParam().edit, GetParam().in), GetParam().out);
+}
+
+const std::string IMG = "<img src=\"cid:a@b\" style=\"max-width:100%; margin:3px 0;\">\n";
+const std::string E2 = "\xc3\xa9"; // a character of two bytes
+
+INSTANTIATE_TEST_SUITE_P(
+    Edits, MessageTextTest,
+    ::testing::Values(
+        EditCase{"HtmlOfLines", PlainTextToHtml, "a\nb", "a<br>b\n\n"},
+        EditCase{"HtmlOfNothing", PlainTextToHtml, "", "\n\n"},
+        EditCase{"HtmlEscapesNothing", PlainTextToHtml, "<b>&\r\n\n%s", "<b>&\r<br><br>%s\n\n"},
+        EditCase{"PlainOfBothForms", HtmlToPlainText, "a<br>b\nc<BR>", "a\\nb\\nc\\n"},
+        EditCase{"PlainKeepsOtherForms", HtmlToPlainText, "<Br><br/><bR>< br>", "<Br><br/><bR>< br>"},
+        EditCase{"PlainOfATagWithinATag", HtmlToPlainText, "<b<br>r>", "<b\\nr>"},
+        EditCase{"VideoOfMp4Only", [](char* b) { EmbedSnapShotInContent(b, "c", "mp4"); }, "x",
+                 "x<video src=\"cid:c\" style=\"max-width:100%; margin:3px 0;\">\n"},
+        EditCase{"ImageOfUpperCase", [](char* b) { EmbedSnapShotInContent(b, "a@b", "MP4"); }, "", IMG},
+        EditCase{"ImageOfNothing", [](char* b) { EmbedSnapShotInContent(b, "a@b", ""); }, "%n", "%n" + IMG},
+        // 4095 bytes are kept, wherever they end
+        EditCase{"FitsToTheByte", PlainTextToHtml, std::string(4093, 'a'), std::string(4093, 'a') + "\n\n"},
+        EditCase{"OneLineFeedCut", PlainTextToHtml, std::string(4094, 'a'), std::string(4094, 'a') + "\n"},
+        EditCase{"BothLineFeedsCut", PlainTextToHtml, std::string(4095, 'a'), std::string(4095, 'a')},
+        EditCase{"LongerThanTheBuffer", PlainTextToHtml, std::string(4096, 'a'), std::string(4095, 'a')},
+        EditCase{"TagCut", PlainTextToHtml, std::string(4092, 'a') + "\n", std::string(4092, 'a') + "<br"},
+        EditCase{"BackslashWithoutItsLetter", HtmlToPlainText, std::string(4094, 'a') + "\n",
+                 std::string(4094, 'a') + "\\"},
+        EditCase{"PlainOfExactlyAll", HtmlToPlainText, std::string(4093, 'a') + "\n",
+                 std::string(4093, 'a') + "\\n"},
+        EditCase{"CharacterCut", HtmlToPlainText, std::string(4094, 'a') + E2,
+                 std::string(4094, 'a') + "\xc3"},
+        EditCase{"ElementFitsToTheByte", EmbedPicture, std::string(4095 - IMG.size(), 'a'),
+                 std::string(4095 - IMG.size(), 'a') + IMG},
+        EditCase{"ElementCut", EmbedPicture, std::string(4094, 'a'), std::string(4094, 'a') + "<"},
+        EditCase{"NoRoomForAnElement", EmbedPicture, std::string(9000, 'a'), std::string(4095, 'a')}),
+    [](const auto& test) { return std::string(test.param.what); });
+
+// Catches: a null buffer that is read or written.
+TEST(MessageTextNullTest, NullBufferIsLeftAlone)
+{
+    PlainTextToHtml(nullptr);
+    HtmlToPlainText(nullptr);
+    EmbedPicture(nullptr);
+}
+
+// Catches: a kind that lost its picture, or one that waits for a picture nobody takes.
+TEST(SnapshotRequiredTest, ExactlyTheListedKindsCarryAPicture)
+{
+    const std::set<int> listed{5,  6,  7,  8,  9,  10,  11,  12,  13,  46,  47,  48,  49,  50,  51, 56, 61,
+                               62, 63, 64, 65, 66, 67,  68,  69,  70,  71,  72,  85,  86,  89,  90, 91, 92,
+                               93, 94, 95, 98, 99, 100, 101, 105, 109, 110, 111, 114, 119, 120, 121};
+    for (int type = -1; type <= 300; ++type) {
+        EXPECT_EQ(IsSnapshotRequired(static_cast<Vx_NOTIFY_TYPE>(type)), listed.contains(type)) << type;
+    }
+    EXPECT_FALSE(IsSnapshotRequired(static_cast<Vx_NOTIFY_TYPE>(INT_MIN)));
+    EXPECT_FALSE(IsSnapshotRequired(static_cast<Vx_NOTIFY_TYPE>(INT_MAX)));
+}
+
+// Catches: a replacement that reads what it wrote, stops early, or never ends.
+TEST(StringReplaceSymbolTest, EveryOccurrenceOrTheFirst)
+{
+    struct Case {
+        std::string text, from, to;
+        bool flag;
+        std::string result;
+    };
+    for (const Case& c : {Case{"aXbX", "X", "XX", true, "aXXbXX"}, Case{"aXbX", "X", "", false, "abX"},
+                          Case{"aaa", "aa", "b", true, "ba"}, Case{"abc", "", "-", true, "abc"},
+                          Case{"", "a", "b", true, ""}, Case{"ab", "abc", "x", true, "ab"},
+                          Case{std::string("a\0b\0", 4), std::string("\0", 1), "-", true, "a-b-"}}) {
+        std::string text = c.text;
+        StringReplaceSymbol(text, c.from, c.to, c.flag);
+        EXPECT_EQ(text, c.result) << c.text << " " << c.from;
+    }
+}
+
+} // namespace
