@@ -15,6 +15,7 @@
 
 #include "fail.h"
 #include "mime_message.h"
+#include "nouns.h"
 #include "notificationutils.h"
 #include "table.h"
 #include "trouble.h"
