@@ -2,6 +2,7 @@
 // tools/notify.cpp - vx notify preview: the mail that a notification becomes, complete, for a mail program to show.
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <json/value.h>
 
@@ -15,8 +16,8 @@
 
 #include "fail.h"
 #include "mime_message.h"
-#include "nouns.h"
 #include "notificationutils.h"
+#include "nouns.h"
 #include "table.h"
 #include "trouble.h"
 
