@@ -90,7 +90,7 @@ Prefix ReadPrefix(VideoCodec codec, Bytes data)
 
 void Append(std::vector<unsigned char>& out, Bytes payload)
 {
-    out.insert(out.end(), {0, 0, 0, 1});
+    out.insert(out.end(), {0, 0, 1});
     out.insert(out.end(), payload.begin(), payload.end());
 }
 
@@ -111,6 +111,7 @@ std::vector<unsigned char> ParameterSets(VideoCodec codec, const unsigned char* 
             std::any_of(seen.begin(), seen.end(), [&](Bytes other) { return Same(unit.payload, other); });
         if (prefix.complete && unit.isParameterSet && !known) {
             seen.push_back(unit.payload);
+            sets.push_back(0); // the longer start code, which is asked for before parameter sets
             Append(sets, unit.payload);
         }
     }
@@ -129,8 +130,7 @@ std::size_t DropParameterSets(VideoCodec codec, unsigned char* pData, std::size_
             Append(kept, unit.payload);
         }
     }
-    const std::size_t dropped =
-        prefix.size - kept.size(); // a set with its start code is longer than the added zeros
-    std::copy(kept.begin(), kept.end(), pData + dropped); // also nothing, from nowhere
+    const std::size_t dropped = prefix.size - kept.size(); // no start code is longer than it was
+    std::copy(kept.begin(), kept.end(), pData + dropped);  // also nothing, from nowhere
     return dropped;
 }

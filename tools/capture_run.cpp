@@ -13,6 +13,8 @@ constexpr std::chrono::milliseconds LONGEST_PAUSE{30000};
 constexpr std::chrono::milliseconds READER_PATIENCE{30000};
 constexpr std::chrono::milliseconds READER_POLL{2};
 constexpr std::chrono::milliseconds LINGER{500};
+constexpr std::chrono::milliseconds LIVE_GAP{
+    2}; ///< least time between two frames of a track of a live source
 
 } // namespace
 
@@ -140,13 +142,24 @@ bool CaptureRun::Publish(bool noMore)
         if (ShouldPace() && !m_pacer.WaitFor(next->frame.dtsUs)) {
             return false;
         }
+        if (unordered && !SpreadBurst(next->track)) {
+            return false;
+        }
         if (m_publishers[next->track]) {
             m_publishers[next->track]->Publish(next->frame);
         }
-        m_lastFrameNs = MonotonicNs();
+        m_lastFrameNs = m_lastTrackNs[next->track] = MonotonicNs();
         m_pause = std::chrono::milliseconds::zero();
     }
     return !m_stop.Stopped();
+}
+
+/// What was received while a live source was looked at comes at once, more than a ring holds: a little apart, so
+/// that readers can follow. @return false if a stop was asked for.
+bool CaptureRun::SpreadBurst(int track) const
+{
+    const std::chrono::nanoseconds passed(MonotonicNs() - m_lastTrackNs[track]);
+    return passed >= LIVE_GAP || !m_stop.WaitFor(LIVE_GAP);
 }
 
 bool CaptureRun::Loop()

@@ -44,6 +44,7 @@ private:
     void Linger();
     void BeginSession(long long gapUs);
     bool Publish(bool noMore);
+    bool SpreadBurst(int track) const;
     bool Loop();
     bool Reconnect();
     bool ShouldPace() const;
@@ -58,6 +59,7 @@ private:
     Pacer m_pacer;
     CaptureCounts m_counts;
     std::int64_t m_lastFrameNs = 0;
+    std::int64_t m_lastTrackNs[2] = {0, 0};
     long long m_loopStartUs = 0;
     std::chrono::milliseconds m_pause{0}; ///< before the next try; 0 = frames came since the last
 };

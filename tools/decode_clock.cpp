@@ -43,7 +43,7 @@ std::vector<long long> DecodeClock::Prime(const std::vector<long long>& pts, int
     m_last = m_waiting.front() - 1;
     std::vector<long long> dts;
     for (std::size_t i = 0; i < pts.size(); ++i) {
-        dts.push_back(std::min(Take(), std::max(pts[i], m_last)));
+        dts.push_back(Take()); // not behind pts[i]: at most `depth` of those before it are shown after it
     }
     return dts;
 }

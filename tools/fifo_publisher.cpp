@@ -70,7 +70,11 @@ void FifoPublisher::Publish(const MediaFrame& frame)
     const std::int64_t ns = MonotonicNs();
     const MediaES es = frame.format->isVideo ? MEDIA_ES_VIDEO : MEDIA_ES_AUDIO;
     if (m_pFifo->WriteData(packet.data, packet.size, frame.ptsUs, es, frame.flags, 1) != 0) {
-        ++m_counts.dropped;
+        if (m_counts.dropped++ == 0) {
+            Note("capture", m_plan.option + " " + std::to_string(m_plan.key) +
+                                ": a frame is lost, as no slot was free or memory for it could not be had; "
+                                "see vx log tail (further ones are only counted)");
+        }
         return;
     }
     if (m_pTrace != nullptr) {

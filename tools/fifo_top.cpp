@@ -10,11 +10,13 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "fifo_common.h"
 #include "fifo_follow.h"
 #include "fifo_json.h"
 #include "fifo_table.h"
+#include "frame_trace.h"
 #include "stop_signal.h"
 
 namespace {
@@ -70,13 +72,16 @@ void Run(const Options& options)
     const long long rounds = options.count > 0 ? options.count : (::isatty(STDOUT_FILENO) != 0 ? 0 : 1);
     const std::chrono::milliseconds pause(static_cast<int>(options.seconds * 1000));
     RateMeter meter;
+    std::int64_t lookedNs = MonotonicNs();
     for (long long round = 0; (rounds == 0 || round < rounds) && !stop.Stopped(); ++round) {
         if (round > 0 && stop.WaitFor(pause)) {
             break;
         }
         std::vector<FifoFacts> fifos = ListFifos(ListShm());
+        const std::int64_t nowNs = MonotonicNs();
+        const double elapsedSec = static_cast<double>(nowNs - std::exchange(lookedNs, nowNs)) / 1e9;
         for (FifoFacts& facts : fifos) {
-            const int rate = meter.Measure(facts, options.seconds);
+            const int rate = meter.Measure(facts, elapsedSec);
             if (rate >= 0) {
                 facts.snapshot.writeFPS = rate;
             }

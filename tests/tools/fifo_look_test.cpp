@@ -4,6 +4,7 @@
 #include <json/json.h>
 #include <sys/shm.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <sstream>
@@ -101,6 +102,51 @@ TEST_F(FifoLookTest, LivingFifoIsShownAsItIs)
     }
     writer.Kill(SIGKILL);
     reader.Finish(1);
+    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+}
+
+// Catches: a live table that measures a wrong rate, stays as it was, or cannot be left.
+TEST_F(FifoLookTest, TopMeasuresEachSecondAndEndsByASignal)
+{
+    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+        channel.Send('W');
+        for (int n = 0;; ++n) {
+            WriteTestFrame(fifo, n);
+            ::usleep(10000);
+        }
+    }));
+    ASSERT_EQ(writer.Receive(), 'W');
+    const VxResult tables = RunVx({"fifo", "top", "-n", "3", "-s", "0.5", "--json"});
+    std::vector<Json::Value> rates;
+    std::istringstream lines(tables.out);
+    for (std::string line; std::getline(lines, line);) {
+        for (const Json::Value& one : Parse(line)) {
+            if (one["key"].asInt() == m_keys.First()) {
+                rates.push_back(one["writeFps"]);
+            }
+        }
+    }
+    ASSERT_EQ(rates.size(), 3u) << tables.out << tables.err;
+    EXPECT_TRUE(rates[0].isNull());
+    EXPECT_GT(rates[2].asInt(), 5); // on a busy machine; a hundred at most
+    EXPECT_LE(rates[2].asInt(), 101);
+
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_TRUE(terminal >= 0 && ::grantpt(terminal) == 0 && ::unlockpt(terminal) == 0);
+    const int side = ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    VxProcess live({"fifo", "top", "-s", "0.1"}, side);
+    std::string shown;
+    char buffer[4096];
+    while (shown.find("\033[H", shown.find("H264")) == std::string::npos) { // the second table
+        const ssize_t got = ::read(terminal, buffer, sizeof buffer);
+        ASSERT_GT(got, 0);
+        shown.append(buffer, static_cast<std::size_t>(got));
+    }
+    live.Signal(SIGINT);
+    EXPECT_EQ(live.Finish().exitCode, 0);
+    ::close(side);
+    ::close(terminal);
+    writer.Kill(SIGKILL);
     EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
 }
 

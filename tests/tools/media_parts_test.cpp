@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/media_parts_test.cpp - decoding times and parameter sets, without any media file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "annexb.h"
+#include "decode_clock.h"
+
+namespace {
+
+// Catches: decoding times that stand still, go back or lie behind the presentation, for any order of pictures.
+TEST(DecodeClockTest, TimesGrowAndAreNeverBehindThePresentation)
+{
+    std::mt19937 random(20240607);
+    for (int round = 0; round < 2000; ++round) {
+        const std::size_t depth = random() % 5;
+        const std::size_t count = 1 + random() % 40;
+        std::vector<long long> pts;
+        for (std::size_t i = 0; i < count; ++i) {
+            pts.push_back(static_cast<long long>(i) * 40 + static_cast<long long>(random() % 39));
+        }
+        for (std::size_t i = 0; i < count; i += depth + 1) { // the last of each group is decoded first
+            std::rotate(pts.begin() + static_cast<long>(i),
+                        pts.begin() + static_cast<long>(std::min(i + depth, count - 1)),
+                        pts.begin() + static_cast<long>(std::min(i + depth + 1, count)));
+        }
+        // Where nothing is announced the first group shows the depth, as it does in a real stream.
+        const int announced = random() % 2 == 0 ? static_cast<int>(depth) : 0;
+        DecodeClock clock;
+        const std::size_t first = std::min(DecodeClock::PicturesToPrime(announced), count);
+        std::vector<long long> dts =
+            clock.Prime({pts.begin(), pts.begin() + static_cast<long>(first)}, announced);
+        ASSERT_EQ(dts.size(), first);
+        for (std::size_t i = first; i < count; ++i) {
+            dts.push_back(clock.Next(pts[i]));
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_LE(dts[i], pts[i]) << "picture " << i << " of round " << round;
+            ASSERT_TRUE(i == 0 || dts[i] > dts[i - 1]) << "picture " << i << " of round " << round;
+        }
+    }
+}
+
+using Text = std::string;
+
+struct SetsCase {
+    const char* what;
+    VideoCodec codec;
+    Text frame;
+    Text sets; ///< as ParameterSets() gives them
+    Text rest; ///< of the frame without them
+};
+
+const Text SHORT("\0\0\1", 3);
+const Text LONG("\0\0\0\1", 4);
+const Text SLICE = SHORT + "\x65slice" + Text("\0\0\1\x67not a set", 13);
+
+Text Repeat(const Text& what, int times)
+{
+    Text all;
+    for (int i = 0; i < times; ++i) {
+        all += what;
+    }
+    return all;
+}
+
+class SetsTest : public ::testing::TestWithParam<SetsCase> {};
+
+// Catches: a set that is missed, taken twice or cut; a picture changed on the way; lengths that run below zero.
+TEST_P(SetsTest, SetsAreTakenOutAndNothingElse)
+{
+    Text frame = GetParam().frame;
+    auto* const pData = reinterpret_cast<unsigned char*>(frame.data());
+    const std::vector<unsigned char> sets = ParameterSets(GetParam().codec, pData, frame.size());
+    EXPECT_EQ(Text(sets.begin(), sets.end()), GetParam().sets);
+    const std::size_t dropped = DropParameterSets(GetParam().codec, pData, frame.size());
+    ASSERT_LE(dropped, frame.size());
+    EXPECT_EQ(frame.substr(dropped), GetParam().rest);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Frames, SetsTest,
+    ::testing::Values(
+        SetsCase{"Plain", VideoCodec::H264, LONG + "gsps" + LONG + "hpps" + SLICE,
+                 LONG + "gsps" + LONG + "hpps", SLICE},
+        SetsCase{"OthersStay", VideoCodec::H264,
+                 LONG + "\x09" + SHORT + "gsps" + SHORT + "hpps" + LONG + "\x06i" + SLICE,
+                 LONG + "gsps" + LONG + "hpps", SHORT + "\x09" + SHORT + "\x06i" + SLICE},
+        SetsCase{"TwiceIsOnce", VideoCodec::H264, Repeat(SHORT + "gsps" + SHORT + "hpps", 2) + SLICE,
+                 LONG + "gsps" + LONG + "hpps", SLICE},
+        SetsCase{"OneKindIsNotEnough", VideoCodec::H264, LONG + "gsps" + SLICE, "", LONG + "gsps" + SLICE},
+        SetsCase{"ManyShortUnits", VideoCodec::H264,
+                 SHORT + "g" + SHORT + "h" + Repeat(SHORT + "\x06", 40) + SLICE, LONG + "g" + LONG + "h",
+                 Repeat(SHORT + "\x06", 40) + SLICE},
+        SetsCase{"H265HasThreeKinds", VideoCodec::H265,
+                 LONG + "\x40v" + LONG + "\x42s" + LONG + "\x44p" + SHORT + "\x26slice",
+                 LONG + "\x40v" + LONG + "\x42s" + LONG + "\x44p", SHORT + "\x26slice"},
+        SetsCase{"NoStartCode", VideoCodec::H264, "no stream at all", "", "no stream at all"},
+        SetsCase{"Empty", VideoCodec::H264, "", "", ""}),
+    [](const auto& one) { return Text(one.param.what); });
+
+} // namespace
