@@ -18,7 +18,10 @@ VX_API void VxPrintf(LOG_TYPE type, const char* categText, const char* levelText
 ///
 /// The arguments behind the format are evaluated only when the message is written. errno is left alone, and a
 /// message sees the caller's (%m, or errno among the arguments).
-#define VX_LOG(categ, level, ...)                                                                            \
+#define VX_LOG(categ, level, ...) VX_LOG_AS(0, categ, level, __VA_ARGS__)
+
+/// The logging step with an output type; 0 for nearly every message.
+#define VX_LOG_AS(type, categ, level, ...)                                                                   \
     do {                                                                                                     \
         const LOG_CATEG vxLogCateg_ = (categ);                                                               \
         const LOG_LEVEL vxLogLevel_ = (level);                                                               \
@@ -27,7 +30,8 @@ VX_API void VxPrintf(LOG_TYPE type, const char* categText, const char* levelText
             const char* const vxLogCategText_ = Enum2String<LOG_CATEG>(vxLogCateg_);                         \
             const char* const vxLogLevelText_ = Enum2String<LOG_LEVEL>(vxLogLevel_);                         \
             vxLogErrno_.Restore();                                                                           \
-            __extension__ VxPrintf(0, vxLogCategText_, vxLogLevelText_, VX_LOG_FILE, __LINE__, __func__,     \
+            __extension__ VxPrintf((type), vxLogCategText_, vxLogLevelText_, VX_LOG_FILE, __LINE__,          \
+                                   __func__,                                                                 \
                                    __VA_ARGS__);                                                             \
         }                                                                                                    \
     } while (false)

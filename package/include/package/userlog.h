@@ -18,6 +18,16 @@ enum Vx_LOG_LEVEL : int {
 enum Vx_LOG_ID : unsigned int {
     Vx_LOG_ID_RULE_CHANGED = 0x1330009d, ///< user, rule id, rule name
     Vx_LOG_ID_RULE_DELETED = 0x1330009e, ///< user, rule id, rule name
+
+    // What rotation removed: name of the target, how many, a JSON object with "camName" and "fileList".
+    Vx_LOG_ID_EVENT_ROTATED = 0x133000c0,
+    Vx_LOG_ID_ARCHIVE_ROTATED = 0x133000c1,
+    Vx_LOG_ID_LAPSE_ROTATED = 0x133000c2,
+    Vx_LOG_ID_DVA_ROTATED = 0x133000c3,
+    Vx_LOG_ID_FACE_ROTATED = 0x133000c4,
+    Vx_LOG_ID_ALERT_ROTATED = 0x133000c5,
+    Vx_LOG_ID_BOOKMARK_ROTATED = 0x133000c6,
+    Vx_LOG_ID_DETECTION_ROTATED = 0x133000c7,
 };
 
 /// One entry to write.

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// vxrotatefaceevt.h - rotation of the captured faces of one task, through the face-result service.
+#pragma once
+
+#include <string>
+
+#include "package/rectask.h"
+#include "vxrotate.h"
+
+/// See VxRotEvtBase for errors and threads.
+class VX_API VxRotFaceEvt : public VxRotEvtBase {
+public:
+    /// @param pSettings  read at once, not kept; null: there is nothing to rotate
+    /// @param name       how messages name the task
+    VxRotFaceEvt(DvaCoreRotateSettings* pSettings, long volBound, const volatile int& runFlag,
+                 VxRotLogger& logger, const std::string& name);
+    ~VxRotFaceEvt() override;
+
+    int GetTargetId() const noexcept override { return m_taskId; }
+    int GetTaskId() const noexcept override { return m_taskId; }
+    std::string GetSqlWhere() const override;
+    long GetRotBySizeBoundTime() const noexcept override;
+    std::string GetTableName() const override;
+    /// 0: faces are not rotated by number through the generic count.
+    long long GetRotatableEvtCount() const noexcept override { return 0; }
+    int MarkEvtToDel(long boundTime, RotInfo& info) noexcept override;
+    int RemoveEventsBySizeWithUpperbound(double sizeMB, int upperbound, RotInfo& info) noexcept override;
+    int RemoveEventsFromDBByNumWithUpperbound(long long num, int upperbound, RotInfo& info) noexcept override;
+
+private:
+    int m_taskId;
+};

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// rotate/rotdb_internal.h - what every rotator needs of rows, times and paths. Never installed.
+#pragma once
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "package/db.h"
+
+namespace rotdb {
+
+/// Owns the rows of one statement.
+class Rows {
+public:
+    Rows() noexcept = default;
+    ~Rows() { VxDBFreeResult(m_pResult); }
+    Rows(const Rows&) = delete;
+    Rows& operator=(const Rows&) = delete;
+
+    DBResult_tag** Out() noexcept { return &m_pResult; }
+    DBResult_tag* Get() const noexcept { return m_pResult; }
+    /// Steps to the next row. @return false behind the last one
+    bool Next(unsigned int& row) const noexcept { return VxDBFetchRow(m_pResult, &row) == 0; }
+
+private:
+    DBResult_tag* m_pResult = nullptr;
+};
+
+/// The number, or the nearest that a 32-bit integer holds.
+inline int ClampToInt(long long number) noexcept
+{
+    return static_cast<int>(std::clamp<long long>(number, std::numeric_limits<int>::min(),
+                                                  std::numeric_limits<int>::max()));
+}
+
+/// Bytes in so many megabytes, cut to whole ones; never beyond 64 bits.
+inline long long BytesOfMB(double sizeMB) noexcept
+{
+    constexpr double MAX_BYTES = 9.0e18;
+    return static_cast<long long>(std::clamp(sizeMB * 1048576, -MAX_BYTES, MAX_BYTES));
+}
+
+} // namespace rotdb
