@@ -31,7 +31,6 @@ VX_API void VxPrintf(LOG_TYPE type, const char* categText, const char* levelText
             const char* const vxLogLevelText_ = Enum2String<LOG_LEVEL>(vxLogLevel_);                         \
             vxLogErrno_.Restore();                                                                           \
             __extension__ VxPrintf((type), vxLogCategText_, vxLogLevelText_, VX_LOG_FILE, __LINE__,          \
-                                   __func__,                                                                 \
-                                   __VA_ARGS__);                                                             \
+                                   __func__, __VA_ARGS__);                                                   \
         }                                                                                                    \
     } while (false)

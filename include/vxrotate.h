@@ -19,6 +19,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <string>
 
 #include "package/event.h"
@@ -130,6 +131,9 @@ protected:
     /// @param mark  marks at most so many of the oldest rows and fills the RotInfo of its batch; 0, or -1 (logged)
     /// @return 0; -1 when a batch failed. `info` has what was marked
     int MarkInBatches(RotInfo& info, const std::function<int(int limit, RotInfo& batch)>& mark);
+    /// The ids of the target's oldest rows, `upperbound` at most, until their sizes reach `sizeMB`; the row that
+    /// reaches it is included. @return 0; -1 (logged)
+    int ChooseOldest(double sizeMB, int upperbound, std::list<std::int64_t>& ids, long long& bytes) const;
     /// Whole megabytes of a batch of the size step, with what the batches before it left over.
     long long TakeMegabytes(long long bytes) noexcept;
 

@@ -68,6 +68,6 @@ private:
     bool m_isMapped = false;
     std::map<int, std::list<int>> m_camDevIds;
     std::map<int, Found> m_found; ///< per device, of this run
-    std::list<Event> m_gone;      ///< of this run, to be dispatched once they are marked
+    std::list<Event> m_gone;      ///< of this run
     int m_marked = 0;
 };

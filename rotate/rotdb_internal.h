@@ -30,8 +30,8 @@ private:
 /// The number, or the nearest that a 32-bit integer holds.
 inline int ClampToInt(long long number) noexcept
 {
-    return static_cast<int>(std::clamp<long long>(number, std::numeric_limits<int>::min(),
-                                                  std::numeric_limits<int>::max()));
+    return static_cast<int>(
+        std::clamp<long long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 /// Bytes in so many megabytes, cut to whole ones; never beyond 64 bits.

@@ -26,7 +26,6 @@ using rotdb::Rows;
 namespace {
 
 constexpr long long SECONDS_OF_DAY = 86400;
-constexpr std::size_t MAX_NAMES = 10000; ///< names that a step keeps of one owner: the last ones
 
 /// The text that `format` makes of its values.
 __attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...)
@@ -49,19 +48,17 @@ void Merge(RotInfo& info, RotInfo& more)
     info.count += more.count;
     info.sizeMB += more.sizeMB;
     IdNameListMapMoveMerge(info.camDelList, more.camDelList);
-    for (auto& [owner, names] : info.camDelList) {
-        while (names.size() > MAX_NAMES) { // a pass over millions of rows needs no more memory than a small one
-            names.pop_front();
-        }
-    }
+    IdNameListMapCap(info.camDelList);
 }
 
 /// The file of the database that holds a table when none is named.
 std::string DefaultDbPath(const std::string& table)
 {
     const std::pair<const char*, VxDB::DB_INSTANCE> HOMES[] = {
-        {gszTableLapseRecording, VxDB::DB_LAPSE}, {gszTableIVARecording, VxDB::DB_DVA},
-        {gszTableFaceRecording, VxDB::DB_FACE},   {gszTableAlertEvent, VxDB::DB_ALERT},
+        {gszTableLapseRecording, VxDB::DB_LAPSE},
+        {gszTableIVARecording, VxDB::DB_DVA},
+        {gszTableFaceRecording, VxDB::DB_FACE},
+        {gszTableAlertEvent, VxDB::DB_ALERT},
     };
     for (const auto& [name, instance] : HOMES) {
         if (table == name) {
@@ -357,6 +354,27 @@ int VxRotEvtBase::RemoveEventsFromDBByTime(long boundTime, RotInfo& info) noexce
     return 0;
 }
 
+int VxRotEvtBase::ChooseOldest(double sizeMB, int upperbound, std::list<std::int64_t>& ids,
+                               long long& bytes) const
+{
+    Rows rows;
+    const std::string sql = "SELECT id,size FROM " + GetTableName() + " " + GetSqlWhere() +
+                            " ORDER BY stop_time LIMIT " + std::to_string(upperbound);
+    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_TRACE, "Rotate by size, limit: [%f] MB, sql: [%s]\n", sizeMB,
+           sql.c_str());
+    if (VxDB::Executep(m_dbPath, sql, rows.Out()) != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Execute failed\n");
+        return -1;
+    }
+    const long long limitBytes = rotdb::BytesOfMB(sizeMB);
+    bytes = 0;
+    for (unsigned int row = 0; bytes < limitBytes && rows.Next(row);) {
+        ids.push_back(VxDB::FetchFieldAsNumber(rows.Get(), row, "id"));
+        bytes += std::max(VxDB::FetchFieldAsNumber(rows.Get(), row, "size"), 0LL);
+    }
+    return 0;
+}
+
 long long VxRotEvtBase::TakeMegabytes(long long bytes) noexcept
 {
     m_restBytes += bytes;
@@ -503,7 +521,8 @@ int TellRemoved(Batch& batch, const std::string& dbPath, RotInfo& info)
 }
 
 /// Marks rows of a table by their ids, with all that belongs to it.
-int MarkByIds(const std::string& table, const std::string& dbPath, std::list<std::int64_t>&& ids, RotInfo& info)
+int MarkByIds(const std::string& table, const std::string& dbPath, std::list<std::int64_t>&& ids,
+              RotInfo& info)
 {
     if (table == gszTableLapseRecording) {
         LapseFilterParam filter;
@@ -560,9 +579,8 @@ try {
         return 0;
     }
     const std::string table = GetTableName();
-    const std::string sql =
-        Format("SELECT * FROM %s %s ORDER BY %s LIMIT %lld", table.c_str(), GetSqlWhere().c_str(),
-               "stop_time", std::min<long long>(num, upperbound));
+    const std::string sql = Format("SELECT * FROM %s %s ORDER BY %s LIMIT %lld", table.c_str(),
+                                   GetSqlWhere().c_str(), "stop_time", std::min<long long>(num, upperbound));
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_TRACE, "Rotate by num, limit: [%lld], sql: [%s]\n", num, sql.c_str());
     Rows rows;
     const std::unique_ptr<Event> pEvent(GetEventPointer());

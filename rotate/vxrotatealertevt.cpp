@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "package/db.h"
+#include "package/msgd.h"
 #include "package/recsweep.h"
 #include "rotdb_internal.h"
 #include "vxdb.h"
@@ -165,11 +166,19 @@ try {
 }
 
 void VxRotAlertEvt::Notify() noexcept
-{
-    if (m_marked > 0) {
-        static_cast<void>(AutoUpdate::DispatchDeletedItems(m_gone)); // has logged; clients list anew
-        m_logger.FlushNotify();
+try {
+    std::list<int> devices;
+    for (const auto& [device, found] : m_found) {
+        if (found.byBound > 0 || found.byDays > 0) {
+            devices.push_back(device);
+        }
     }
+    if (m_marked > 0) {
+        static_cast<void>(SendUpdateMsgToMsgD(MSGD_KIND_ROTATED, devices, UPDATE_TYPE_DELETE, EVT_TYPE_ALERT,
+                                              "", {})); // has logged; nobody waits for it
+    }
+} catch (const std::exception& e) {
+    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to announce alerts [%s].\n", e.what());
 }
 
 void VxRotAlertEvt::UpdateLogger() noexcept
@@ -190,8 +199,8 @@ try {
         const bool isByBound = m_found[device].byBound > 0;
         IdNameListMap own;
         own[device] = std::move(entry.second);
-        m_logger.UpdCamDelList(device, nullptr, isByBound ? &own : nullptr,
-                               isByBound ? nullptr : &own, nullptr);
+        m_logger.UpdCamDelList(device, nullptr, isByBound ? &own : nullptr, isByBound ? nullptr : &own,
+                               nullptr);
     }
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to report alerts [%s].\n", e.what());

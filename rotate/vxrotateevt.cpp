@@ -93,7 +93,8 @@ try {
         }
     }
 } catch (const std::exception& e) {
-    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate tasks of camera [%d]: %s.\n", m_camId, e.what());
+    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate tasks of camera [%d]: %s.\n", m_camId,
+           e.what());
 }
 
 // ---- archive events
@@ -146,7 +147,8 @@ try {
     int result = EventCntGetAll(filter, count);
     filter.limit = LIST_ROWS;
     int swept = 0;
-    for (int lists = 0; result == 0 && count > 0 && runFlag == 1 && (maxLists <= 0 || lists < maxLists); ++lists) {
+    for (int lists = 0; result == 0 && count > 0 && runFlag == 1 && (maxLists <= 0 || lists < maxLists);
+         ++lists) {
         std::list<Event> events;
         result = EventListGetAll(filter, events);
         if (events.empty()) {
@@ -163,7 +165,8 @@ try {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Error when delete %s mark_as_del events.\n", where.c_str());
     }
     if (count > 0) {
-        VX_LOG_AS(LOG_TYPE_SWEEP, LOG_CATEG_ROTATE, LOG_LEVEL_INFO, "[%d] mark_as_del events have been deleted.\n", swept);
+        VX_LOG_AS(LOG_TYPE_SWEEP, LOG_CATEG_ROTATE, LOG_LEVEL_INFO,
+                  "[%d] mark_as_del events have been deleted.\n", swept);
     }
     return result;
 } catch (const std::exception& e) {

@@ -4,7 +4,7 @@
 
 #include <exception>
 
-#include "oldest_internal.h"
+#include "package/db.h"
 #include "package/lapserec.h"
 #include "vxlog.h"
 
@@ -60,9 +60,7 @@ int VxRotLapseEvt::RemoveEventsBySizeWithUpperbound(double sizeMB, int upperboun
 try {
     LapseFilterParam filter;
     long long bytes = 0;
-    if (rotdb::ChooseOldest(m_dbPath, gszTableLapseRecording, GetSqlWhere(), sizeMB, upperbound, filter.ids,
-                            bytes) != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Execute failed\n");
+    if (ChooseOldest(sizeMB, upperbound, filter.ids, bytes) != 0) {
         return -1;
     }
     if (!filter.ids.empty() && MarkLapseRecAsDel(filter, &info, true) != 0) {

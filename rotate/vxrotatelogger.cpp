@@ -90,7 +90,8 @@ try {
     std::list<int> cameras;
     for (const int id : ids) {
         RecTask task(kind);
-        if (task.Load(id) == 0 && task.GetCamId() > 0) { // a task that is gone is announced without its camera
+        if (task.Load(id) == 0 &&
+            task.GetCamId() > 0) { // a task that is gone is announced without its camera
             cameras.push_back(task.GetCamId());
         }
     }
@@ -283,7 +284,8 @@ try {
         UserLogEntry& line = lines.emplace_back();
         line.logId = LogIdOf(m_type);
         line.level = level;
-        line.args = {name, std::to_string(entry.count), MakeEntryText(name, entry.type, entry.count, entry.names)};
+        line.args = {name, std::to_string(entry.count),
+                     MakeEntryText(name, entry.type, entry.count, entry.names)};
     }
     return VxLog(lines);
 } catch (const std::exception& e) {

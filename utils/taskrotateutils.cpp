@@ -95,7 +95,8 @@ try {
     }
     return RecDirSpcChecker::IsRecordingShareReachLimit(sharePath) ? LIMIT_CHECK_SIZE : LIMIT_CHECK_OK;
 } catch (const std::exception& e) {
-    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to check limits of [%s]: %s.\n", sharePath.c_str(), e.what());
+    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to check limits of [%s]: %s.\n", sharePath.c_str(),
+           e.what());
     return LIMIT_CHECK_FAILED;
 }
 

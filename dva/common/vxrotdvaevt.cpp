@@ -6,8 +6,8 @@
 #include <new>
 #include <utility>
 
+#include "package/db.h"
 #include "package/ivaevent.h"
-#include "rotate/oldest_internal.h"
 #include "vxlog.h"
 
 VxRotDvaEvt::VxRotDvaEvt(const DvaCoreRotateSettings* pSettings, long volBound, const volatile int& runFlag,
@@ -69,9 +69,7 @@ int VxRotDvaEvt::RemoveEventsBySizeWithUpperbound(double sizeMB, int upperbound,
 try {
     IVAEventFilter filter;
     long long bytes = 0;
-    if (rotdb::ChooseOldest(m_dbPath, gszTableIVARecording, GetSqlWhere(), sizeMB, upperbound, filter.ids,
-                            bytes) != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Execute failed\n");
+    if (ChooseOldest(sizeMB, upperbound, filter.ids, bytes) != 0) {
         return -1;
     }
     if (!filter.ids.empty() && MarkIVAEvtAsDel(std::move(filter), &info, true) != 0) {

@@ -134,7 +134,7 @@ struct VX_API EventFilterParam {
 /// Nothing is marked while the database and the volume of rec/ do not belong together.
 /// @param info    what was marked is added; null: not wanted
 /// @param notify  false: nobody is told (for rows that nobody was ever shown)
-/// @param pRunFlag  when given and not 1, it ends after the batch, with 0
+/// @param pRunFlag  when given, and not 1 or the system does not record, it ends after the batch, with 0
 /// @return 0; -1 (logged), batches before stay marked and stand in `info`.
 [[nodiscard]] VX_API int MarkEvtAsDel(const EventFilterParam& filter, RotInfo* info, bool notify = true,
                                       const volatile int* pRunFlag = nullptr) noexcept;

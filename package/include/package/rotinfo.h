@@ -2,6 +2,7 @@
 // package/rotinfo.h - what one removal step of rotation removed.
 #pragma once
 
+#include <cstddef>
 #include <iterator>
 #include <list>
 #include <map>
@@ -18,6 +19,19 @@ inline void IdNameListMapMoveMerge(IdNameListMap& into, IdNameListMap& from)
         target.splice(target.end(), names);
     }
     from.clear();
+}
+
+/// Names of one owner that a result keeps: the last ones. Millions of removed items need no more memory.
+constexpr std::size_t ROT_MAX_NAMES = 10000;
+
+/// Drops the first names of owners with more than `most`.
+inline void IdNameListMapCap(IdNameListMap& lists, std::size_t most = ROT_MAX_NAMES)
+{
+    for (auto& [id, names] : lists) {
+        while (names.size() > most) {
+            names.pop_front();
+        }
+    }
 }
 
 /// The result of one removal step.

@@ -155,11 +155,13 @@ int MarkRecords(const RecMarkTask& task, RotInfo* info)
             info->count += batch.info.count;
             info->sizeMB += TransformFromByteToMB(bytes) - before;
             IdNameListMapMoveMerge(info->camDelList, batch.info.camDelList);
+            IdNameListMapCap(info->camDelList);
         }
         if (TellOthers(task, batch.events) != 0) {
             return -1;
         }
-        if (batch.info.count < limit || (task.pRunFlag != nullptr && *task.pRunFlag != 1)) {
+        if (batch.info.count < limit ||
+            (task.pRunFlag != nullptr && (*task.pRunFlag != 1 || IsNonRecMode()))) {
             break;
         }
     }
@@ -221,7 +223,8 @@ try {
 
 int MarkLapseRecAsDel(const LapseFilterParam& filter, RotInfo* info, bool notify) noexcept
 try {
-    return MarkRecords({REC_KIND_LAPSE, 0, filter.GetWhereStr(), filter.limit, notify, nullptr}, info);
+    return MarkRecords({REC_KIND_LAPSE, 0, filter.GetWhereStr(), filter.limit, notify, filter.pRunFlag},
+                       info);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_TIMELAPSE, LOG_LEVEL_ERR, "Failed to mark time-lapse recordings [%s].\n", error.what());
     return -1;
@@ -229,7 +232,7 @@ try {
 
 int MarkIVAEvtAsDel(IVAEventFilter&& filter, RotInfo* info, bool notify) noexcept
 try {
-    return MarkRecords({REC_KIND_IVA, 0, filter.GetWhereStr(), filter.limit, notify, nullptr}, info);
+    return MarkRecords({REC_KIND_IVA, 0, filter.GetWhereStr(), filter.limit, notify, filter.pRunFlag}, info);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to mark analytics recordings [%s].\n", error.what());
     return -1;
