@@ -35,6 +35,7 @@ public:
     /// Which database the row came from, by the path of its file.
     void SetDBInfo(const std::string& dbPath);
 
+    REC_KIND GetKind() const noexcept { return m_kind; }
     std::int64_t GetId() const noexcept { return m_id; }
     /// The owner: the camera; the archive task, time-lapse task or analytics task where there is one.
     int GetCamId() const noexcept { return m_ownerId; }
