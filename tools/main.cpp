@@ -29,13 +29,16 @@ int Run(int argc, char** argv)
     AddCaptureNoun(vx);
     AddRecordNoun(vx);
 #endif
+    AddCameraNoun(vx);
     AddDbNoun(vx);
+    AddEventNoun(vx);
     AddFifoNoun(vx);
     AddHistoryNoun(vx);
     AddLogNoun(vx);
     AddMsgNoun(vx);
     AddNotifyNoun(vx);
     AddRuleNoun(vx);
+    AddTaskNoun(vx);
     AddWebhookNoun(vx);
     try {
         vx.parse(argc, argv);

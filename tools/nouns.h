@@ -11,11 +11,14 @@ class App;
 void AddCaptureNoun(CLI::App& vx);
 void AddRecordNoun(CLI::App& vx);
 #endif
+void AddCameraNoun(CLI::App& vx);
 void AddDbNoun(CLI::App& vx);
+void AddEventNoun(CLI::App& vx);
 void AddFifoNoun(CLI::App& vx);
 void AddHistoryNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
 void AddMsgNoun(CLI::App& vx);
 void AddNotifyNoun(CLI::App& vx);
 void AddRuleNoun(CLI::App& vx);
+void AddTaskNoun(CLI::App& vx);
 void AddWebhookNoun(CLI::App& vx);
