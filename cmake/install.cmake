@@ -23,6 +23,7 @@ list(JOIN _private "" VX_FIND_PRIVATE)
 configure_package_config_file(cmake/vxutilConfig.cmake.in vxutilConfig.cmake INSTALL_DESTINATION ${VX_CMAKE_DIR})
 write_basic_package_version_file(vxutilConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vxutilConfig.cmake ${PROJECT_BINARY_DIR}/vxutilConfigVersion.cmake
+    cmake/FindXlsxWriter.cmake
     DESTINATION ${VX_CMAKE_DIR})
 
 # pkg-config: the prefix is where the .pc file lies, whatever it was when the build was configured.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -73,6 +74,17 @@ private:
 /// one's schema and is made when missing; any other must exist.
 [[nodiscard]] VX_API int Executep(const std::string& path, std::string sql,
                                   DBResult_tag** result = nullptr) noexcept;
+
+/// Runs one SELECT whose rows are handed over in blocks of about 128 KiB, one behind the other in the same
+/// memory: any number of rows, never all of them at once.
+///
+/// All blocks are one state of the database, whatever others write meanwhile.
+///
+/// @param take  gets each block, which has a row at least, and does not free it; returns false to end it.
+///              It runs no statement on the same database, and must not fork.
+/// @return 0 when the last row was taken; -1 when the statement failed (logged) or `take` ended it.
+[[nodiscard]] VX_API int ExecuteInBlocks(DB_INSTANCE instance, const std::string& sql,
+                                         const std::function<bool(DBResult_tag* block)>& take) noexcept;
 
 /// The first field of the first row that `sql` returns.
 ///

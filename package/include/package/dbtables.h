@@ -15,6 +15,7 @@ VX_API extern const char gszTableCamera[];
 VX_API extern const char gszTableCamRecGroup[];
 VX_API extern const char gszTableRecSetting[];
 VX_API extern const char gszTableAutoUpdate[];
+VX_API extern const char gszTableRecServer[];
 VX_API extern const char gszTableArchPullTask[];
 VX_API extern const char gszTableTimeLapseTask[];
 VX_API extern const char gszTableDvaSetting[];

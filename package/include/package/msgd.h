@@ -12,6 +12,7 @@
 
 /// Kinds of messages.
 constexpr int MSGD_KIND_ACTION_RULE = 30;
+constexpr int MSGD_KIND_BOOKMARK = 31;
 
 /// What has happened to the things that a message names.
 enum UPDATE_TYPE : int {

@@ -28,6 +28,8 @@ enum Vx_LOG_ID : unsigned int {
     Vx_LOG_ID_ALERT_ROTATED = 0x133000c5,
     Vx_LOG_ID_BOOKMARK_ROTATED = 0x133000c6,
     Vx_LOG_ID_DETECTION_ROTATED = 0x133000c7,
+    Vx_LOG_ID_LOG_ROTATED = 0x133000c8, ///< name of the log, time before which entries went
+    Vx_LOG_ID_NOTE = 0x133000ff,        ///< what an operator wrote
 };
 
 /// One entry to write.

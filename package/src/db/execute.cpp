@@ -65,6 +65,28 @@ try {
     return -1;
 }
 
+int VxDB::ExecuteInBlocks(DB_INSTANCE instance, const std::string& sql,
+                          const std::function<bool(DBResult_tag*)>& take) noexcept
+try {
+    constexpr std::size_t BLOCK_BYTES = 128 * 1024; // small enough to stay in the processor's cache
+    bool isEnded = false;
+    const DbRowSink::Taker taker = [&take, &isEnded](DBResult_tag& block) {
+        isEnded = !take(&block);
+        return !isEnded;
+    };
+    DbRowSink sink(BLOCK_BYTES, taker);
+    const DbOutcome outcome = RunOnPath(GetDBPath(instance), SchemaOf(instance), sql, &sink);
+    if (!outcome.Ok() && !isEnded) {
+        PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to execute sql on %s. [%.*s]\n", outcome.text.c_str(),
+                SQL_LOG_MAX, sql.c_str());
+    }
+    return outcome.Ok() && sink.HandOver() ? 0 : -1;
+} catch (const std::exception& e) {
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to read rows of database %d: %s.\n",
+            static_cast<int>(instance), e.what());
+    return -1;
+}
+
 int VxDB::LoadFirstFieldFromDB(DB_INSTANCE instance, const std::string& sql, std::string& text) noexcept
 try {
     DBResult_tag* pResult = nullptr;

@@ -114,6 +114,19 @@ void DbRowSink::AddRow(std::span<const DbField> fields)
     result.m_size = (place + rowSize + 1) & ~std::size_t{1};
 }
 
+bool DbRowSink::HandOver()
+{
+    DBResult_tag& result = *m_pResult;
+    const bool wantsMore = !m_take || result.m_rows.empty() || m_take(result);
+    if (m_take) {
+        m_hasHandedOver = m_hasHandedOver || !result.m_rows.empty();
+        result.m_size = 0;
+        result.m_rows.clear();
+        result.m_cursor = 0;
+    }
+    return wantsMore;
+}
+
 char* DbRowSink::Reserve(std::size_t bytes)
 {
     DBResult_tag& result = *m_pResult;

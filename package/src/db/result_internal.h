@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// One field as a driver hands it over; data() null: NULL.
@@ -55,11 +57,24 @@ private:
 /// Fills a result, row by row. Throws std::bad_alloc.
 class DbRowSink {
 public:
+    /// Takes a block of rows; @return false to be given no more.
+    using Taker = std::function<bool(DBResult_tag& block)>;
+
     DbRowSink() : m_pResult(std::make_unique<DBResult_tag>()) {}
+    /// Hands the rows over whenever `blockBytes` of them are there, and keeps none.
+    DbRowSink(std::size_t blockBytes, Taker take)
+        : m_pResult(std::make_unique<DBResult_tag>()), m_blockBytes(blockBytes), m_take(std::move(take))
+    {}
 
     /// A statement with these columns starts; rows of an earlier one are dropped.
     void Start(std::span<const char* const> columnNames);
     void AddRow(std::span<const DbField> fields);
+    /// Whether a block is ready to be handed over.
+    bool IsBlockFull() const noexcept { return m_pResult->m_size >= m_blockBytes; }
+    /// Hands over what is there. @return false when the taker wants no more.
+    bool HandOver();
+    /// Whether rows have left the sink, so that the statement cannot be run once more.
+    bool HasHandedOver() const noexcept { return m_hasHandedOver; }
     /// Drops everything.
     void Reset() { m_pResult = std::make_unique<DBResult_tag>(); }
     /// Gives the result away, its block cut to what is used.
@@ -70,4 +85,7 @@ private:
     char* Reserve(std::size_t bytes);
 
     std::unique_ptr<DBResult_tag> m_pResult;
+    std::size_t m_blockBytes = SIZE_MAX;
+    Taker m_take;
+    bool m_hasHandedOver = false;
 };

@@ -38,6 +38,58 @@ CREATE TABLE bookmark (
 );
 CREATE INDEX bookmark_event ON bookmark (arch_task_id, event_id);
 )sql",
+    // the other logs; every timestamp is in seconds since 1970-01-01 UTC
+    R"sql(
+CREATE TABLE log_event (
+    id          INTEGER PRIMARY KEY AUTOINCREMENT,
+    category    INTEGER NOT NULL DEFAULT 0,
+    name        TEXT    NOT NULL DEFAULT '', -- of the device or the task
+    timestamp   INTEGER NOT NULL,
+    server_id   INTEGER NOT NULL DEFAULT 0,  -- 0: this box
+    description TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX log_event_timestamp ON log_event (timestamp);
+CREATE TABLE iomodule_log (
+    id          INTEGER PRIMARY KEY AUTOINCREMENT,
+    iomodule_id INTEGER NOT NULL DEFAULT 0,
+    timestamp   INTEGER NOT NULL,
+    event       TEXT    NOT NULL DEFAULT '',
+    description TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX iomodule_log_timestamp ON iomodule_log (timestamp);
+CREATE TABLE message (
+    id        INTEGER PRIMARY KEY AUTOINCREMENT,
+    timestamp INTEGER NOT NULL,
+    sender    TEXT    NOT NULL DEFAULT '',
+    content   TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX message_timestamp ON message (timestamp);
+ALTER TABLE bookmark ADD COLUMN locked INTEGER NOT NULL DEFAULT 0; -- 1: never rotated
+CREATE INDEX bookmark_timestamp ON bookmark (locked, timestamp);
+CREATE TABLE intercom_log (
+    id          INTEGER PRIMARY KEY AUTOINCREMENT,
+    intercom_id INTEGER NOT NULL DEFAULT 0,
+    timestamp   INTEGER NOT NULL,
+    description TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX intercom_log_timestamp ON intercom_log (intercom_id, timestamp);
+CREATE TABLE orvocam_log (
+    id          INTEGER PRIMARY KEY AUTOINCREMENT,
+    camera_id   INTEGER NOT NULL DEFAULT 0, -- a camera that is a recorder itself
+    timestamp   INTEGER NOT NULL,
+    description TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX orvocam_log_timestamp ON orvocam_log (camera_id, timestamp);
+CREATE TABLE detection_event (
+    id          INTEGER PRIMARY KEY AUTOINCREMENT,
+    camera_id   INTEGER NOT NULL DEFAULT 0,
+    timestamp   INTEGER NOT NULL,
+    type        INTEGER NOT NULL DEFAULT 0,
+    size_bytes  INTEGER NOT NULL DEFAULT 0, -- of the picture that belongs to it
+    description TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX detection_event_timestamp ON detection_event (timestamp);
+)sql",
 };
 
 } // namespace

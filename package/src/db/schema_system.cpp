@@ -186,6 +186,23 @@ CREATE TABLE auto_update (
     PRIMARY KEY (kind, owner_id)
 ) WITHOUT ROWID;
 )sql",
+    // 5: recording servers, how long logs are kept
+    R"sql(
+CREATE TABLE recording_server (
+    id   INTEGER PRIMARY KEY AUTOINCREMENT,
+    name TEXT    NOT NULL DEFAULT ''
+);
+CREATE TABLE log_rotate_setting (
+    log                 INTEGER PRIMARY KEY, -- which log, see package/logrotatesettings.h
+    enabled             INTEGER NOT NULL DEFAULT 0,
+    days                INTEGER NOT NULL DEFAULT 90,
+    size_limit_enabled  INTEGER NOT NULL DEFAULT 0,
+    size_limit_mb       INTEGER NOT NULL DEFAULT 100,
+    count_limit_enabled INTEGER NOT NULL DEFAULT 0,
+    count_limit         INTEGER NOT NULL DEFAULT 10000,
+    archive_dir         TEXT    NOT NULL DEFAULT '' -- '': the package's own
+);
+)sql",
 };
 
 } // namespace

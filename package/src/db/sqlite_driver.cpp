@@ -383,6 +383,9 @@ DbOutcome SqliteConnection::RunStatement(sqlite3_stmt* pStmt, DbRowSink* rows)
     while ((code = sqlite3_step(pStmt)) == SQLITE_ROW) {
         if (pSink != nullptr) {
             AddRow(pStmt, *pSink);
+            if (pSink->IsBlockFull() && !pSink->HandOver()) {
+                return MakeOutcome(DbFault::SQL, m_path, "who reads the rows has ended it");
+            }
         }
     }
     return code == SQLITE_DONE ? DbOutcome() : LastOutcome();
@@ -477,7 +480,8 @@ DbOutcome SqliteConnection::Run(const std::string& sql, DbRowSink* rows)
         bool isCommitted = false;
         DbOutcome outcome = RunOnce(sql, rows, isCommitted);
         RollBack();
-        if (outcome.fault != DbFault::BUSY || isCommitted || !PauseBeforeRetry(tries, m_deadline)) {
+        const bool isFinal = isCommitted || (rows != nullptr && rows->HasHandedOver());
+        if (outcome.fault != DbFault::BUSY || isFinal || !PauseBeforeRetry(tries, m_deadline)) {
             return outcome;
         }
     }

@@ -12,6 +12,7 @@ const char gszTableCamera[] = "camera";
 const char gszTableCamRecGroup[] = "cam_rec_group";
 const char gszTableRecSetting[] = "rec_setting";
 const char gszTableAutoUpdate[] = "auto_update";
+const char gszTableRecServer[] = "recording_server";
 const char gszTableArchPullTask[] = "arch_pull_task";
 const char gszTableTimeLapseTask[] = "timelapse_task";
 const char gszTableDvaSetting[] = "dva_setting";

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+// package/src/spreadsheet.cpp - spreadsheets by libxlsxwriter in its mode of constant memory; the only file that
+// calls it.
+#include "package/spreadsheet.h"
+
+#include <xlsxwriter.h>
+
+#include <exception>
+#include <utility>
+#include <vector>
+
+#include "pkglog.h"
+
+struct SpreadsheetWriter::State {
+    ~State()
+    {
+        if (pBook != nullptr) {
+            workbook_close(pBook); // frees it; the file is of no use then, and who dropped it knows
+        }
+    }
+
+    std::string path;
+    std::string folder;
+    lxw_workbook* pBook = nullptr;
+    lxw_worksheet* pSheet = nullptr;
+    lxw_format* pBold = nullptr;
+    std::vector<std::string> heading;
+    unsigned int sheetRows = SHEET_ROWS;
+    lxw_row_t nextRow = 0;
+};
+
+namespace {
+
+int Fail(const std::string& path, const char* problem) noexcept
+{
+    PKG_LOG(LOG_CATEG_TEMP_FILE, LOG_LEVEL_ERR, "Failed to write spreadsheet [%s] [%s].\n", path.c_str(),
+            problem);
+    return -1;
+}
+
+/// The text, cut to what a cell takes. A character beyond U+FFFF counts as two.
+std::string CutToCell(const std::string& text)
+{
+    constexpr std::string_view MARK = "...";
+    constexpr std::size_t ROOM = SpreadsheetWriter::CELL_MAX - MARK.size();
+    std::size_t units = 0;
+    std::size_t cut = text.size();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0) == 0x80) {
+            continue; // inside of a character
+        }
+        const std::size_t width = byte >= 0xF0 ? 2 : 1;
+        if (units + width > ROOM && cut == text.size()) {
+            cut = i;
+        }
+        units += width;
+    }
+    return units <= SpreadsheetWriter::CELL_MAX ? text : text.substr(0, cut).append(MARK);
+}
+
+} // namespace
+
+SpreadsheetWriter::SpreadsheetWriter() noexcept = default;
+SpreadsheetWriter::~SpreadsheetWriter() = default;
+
+int SpreadsheetWriter::Open(const std::string& path, std::span<const std::string> heading,
+                            unsigned int sheetRows) noexcept
+try {
+    m_pState = std::make_unique<State>();
+    m_pState->path = path;
+    m_pState->folder = path.substr(0, path.rfind('/') == path.npos ? 0 : path.rfind('/') + 1) + ".";
+    m_pState->heading.assign(heading.begin(), heading.end());
+    m_pState->sheetRows = sheetRows;
+    lxw_workbook_options options{};
+    options.constant_memory = LXW_TRUE;
+    options.tmpdir = m_pState->folder.data();
+    m_pState->pBook = workbook_new_opt(path.c_str(), &options);
+    if (m_pState->pBook == nullptr) {
+        return Fail(path, "no memory");
+    }
+    m_pState->pBold = workbook_add_format(m_pState->pBook);
+    format_set_bold(m_pState->pBold);
+    return 0;
+} catch (const std::exception& error) {
+    return Fail(path, error.what());
+}
+
+int SpreadsheetWriter::AddRow(std::span<const std::string> cells) noexcept
+try {
+    State& state = *m_pState;
+    if (state.pSheet == nullptr || state.nextRow >= state.sheetRows) {
+        state.pSheet = workbook_add_worksheet(state.pBook, nullptr);
+        if (state.pSheet == nullptr) {
+            return Fail(state.path, "no further sheet");
+        }
+        worksheet_set_column(state.pSheet, 0, static_cast<lxw_col_t>(state.heading.size()), 24, nullptr);
+        worksheet_freeze_panes(state.pSheet, 1, 0);
+        for (std::size_t i = 0; i < state.heading.size(); ++i) {
+            worksheet_write_string(state.pSheet, 0, static_cast<lxw_col_t>(i), state.heading[i].c_str(),
+                                   state.pBold);
+        }
+        state.nextRow = 1;
+    }
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const lxw_error code = worksheet_write_string(state.pSheet, state.nextRow, static_cast<lxw_col_t>(i),
+                                                      CutToCell(cells[i]).c_str(), nullptr);
+        if (code != LXW_NO_ERROR) {
+            return Fail(state.path, lxw_strerror(code));
+        }
+    }
+    ++state.nextRow;
+    return 0;
+} catch (const std::exception& error) {
+    return Fail(m_pState->path, error.what());
+}
+
+int SpreadsheetWriter::Close() noexcept
+{
+    const std::unique_ptr<State> state = std::move(m_pState);
+    const lxw_error code = workbook_close(std::exchange(state->pBook, nullptr));
+    return code == LXW_NO_ERROR ? 0 : Fail(state->path, lxw_strerror(code));
+}

@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/log/vxlogrotate_test.cpp - bounds, statements and the run of every log's rotater, on the real tables.
+#include "vxlogrotate.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "support/fake_clock.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+
+namespace {
+
+constexpr int NOW = 1'800'000'000;
+
+/// The value of a statement's first field; "none" without a row.
+std::string Query(const std::string& sql)
+{
+    std::string value = "none";
+    static_cast<void>(VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG, sql, value));
+    return value;
+}
+
+void Execute(const std::string& sql)
+{
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_LOG, sql), 0) << sql;
+}
+
+/// Rows 1..count with times 1..count in a log; `values` are further columns of each.
+void Fill(const char* table, int count, const std::string& columns = "", const std::string& values = "")
+{
+    Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i < " +
+            std::to_string(count) + ") INSERT INTO " + std::string(table) + " (timestamp" + columns +
+            ") SELECT i" + values + " FROM n;");
+}
+
+class LogRotateTest : public ::testing::Test {
+protected:
+    LogRotateTest()
+    {
+        g_fakeWallSec = NOW;
+        ::setenv("TZ", "UTC", 1);
+    }
+    ~LogRotateTest() override { ::unsetenv("TZ"); }
+
+    TempRoot m_root;
+    LogCapture m_log;
+};
+
+void Keep(VX_ROTATED_LOG log, const VxLogRotateSettings& settings)
+{
+    ASSERT_EQ(settings.Save(log), 0);
+}
+
+VxLogRotateSettings Settings(int days, int sizeLimitMB = 0, int countLimit = 0)
+{
+    VxLogRotateSettings settings;
+    settings.enabled = true;
+    settings.days = days;
+    settings.sizeLimitEnabled = sizeLimitMB > 0;
+    settings.sizeLimitMB = sizeLimitMB > 0 ? sizeLimitMB : 1;
+    settings.countLimitEnabled = countLimit > 0;
+    settings.countLimit = countLimit > 0 ? countLimit : 1;
+    return settings;
+}
+
+} // namespace
+
+struct OffsetCase {
+    long long cnt;
+    long long sizeMB;
+    int sizeLimitMB; ///< 0: off
+    int countLimit;  ///< 0: off
+    long long offset;
+};
+
+// Catches: a product that passes 32 bits, a negative share, a limit that is off and counts.
+TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
+{
+    for (const OffsetCase& c : std::vector<OffsetCase>{
+             {1000, 200, 150, 0, 250},
+             {1000, 200, 150, 800, 250},
+             {1000, 200, 150, 600, 400},
+             {1000, 200, 300, 0, 0},
+             {1000, 0, 150, 0, 0},
+             {1000, 200, 0, 1000, 0},
+             {1000, 200, 0, 999, 1},
+             {10'000'000, 4096, 1, 0, 9'997'558},
+             {INT_MAX, INT_MAX, 1, 0, 2147483646},
+             {LLONG_MAX, LLONG_MAX, 1, 1, 2147483646},
+             {-5, -5, 1, 1, 0},
+         }) {
+        EXPECT_EQ(GetLimitOffset(Settings(1, c.sizeLimitMB, c.countLimit), c.cnt, c.sizeMB), c.offset)
+            << c.cnt << " " << c.sizeMB << " " << c.sizeLimitMB << " " << c.countLimit;
+    }
+    // The model: the fewest rows of equal size whose removal brings the rest to the limits.
+    for (int cnt = 0; cnt <= 40; ++cnt) {
+        for (int sizeMB = 1; sizeMB <= 12; ++sizeMB) {
+            for (int limit = 1; limit <= 13; ++limit) {
+                for (int countLimit = 1; countLimit <= 41; countLimit += 8) {
+                    long long offset = 0;
+                    while ((offset + 1) * sizeMB <= static_cast<long long>(cnt) * (sizeMB - limit)) {
+                        ++offset;
+                    }
+                    offset = std::max<long long>(offset, cnt - countLimit);
+                    EXPECT_EQ(GetLimitOffset(Settings(1, limit, countLimit), cnt, sizeMB), offset);
+                }
+            }
+        }
+    }
+}
+
+// Catches: a bound that wraps round, by days beyond any calendar or a clock that was set wrongly.
+TEST_F(LogRotateTest, DaysGiveTheBoundAtEveryClock)
+{
+    struct Case {
+        std::time_t now;
+        int days;
+        int bound;
+    };
+    for (const Case& c : std::vector<Case>{{NOW, 30, NOW - 2592000},
+                                           {NOW, 1, NOW - 86400},
+                                           {NOW, 100000, INT_MIN},
+                                           {NOW, INT_MAX, INT_MIN},
+                                           {0, 1, -86400},
+                                           {INT_MAX, 1, INT_MAX - 86400}}) {
+        g_fakeWallSec = c.now;
+        Keep(VX_ROTATED_LOG_MESSAGE, Settings(c.days));
+        VxMessageRotater rotater;
+        ASSERT_EQ(rotater.LoadSettings(), 0);
+        EXPECT_EQ(rotater.GetTimeUPB(), c.bound) << c.days;
+    }
+    EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("TimeUPB by days: [1797408000].\n"), std::string::npos);
+    g_fakeWallSec = NOW; // 2027-01-15 08:00 UTC
+    Keep(VX_ROTATED_LOG_BOOKMARK, Settings(30));
+    VxBookmarkRotater bookmarks;
+    ASSERT_EQ(bookmarks.LoadSettings(), 0);
+    EXPECT_EQ(bookmarks.GetTimeUPB(), NOW - 2592000 - 8 * 3600) << "bookmarks go by whole days";
+}
+
+struct SqlCase {
+    VX_ROTATED_LOG log;
+    const char* rotate;
+    const char* count;
+    const char* offset;
+    const char* index; ///< that finds the rows which go
+};
+
+/// An owner's row, so that owned logs have a rotater.
+void AddOwners()
+{
+    Execute("INSERT INTO intercom_log (intercom_id, timestamp) VALUES (3, 1);"
+            "INSERT INTO orvocam_log (camera_id, timestamp) VALUES (7, 1);");
+}
+
+// Catches: a statement that is not the agreed one, does not run on its table, or reads all rows to find the old
+// ones.
+TEST_F(LogRotateTest, StatementsAreTheAgreedOnesAndUseAnIndex)
+{
+    AddOwners();
+#define COUNT "SELECT COUNT(1) as cnt, SUM(length("
+    for (const SqlCase& c : std::vector<SqlCase>{
+             {VX_ROTATED_LOG_SYSTEM, "DELETE FROM log WHERE timestamp < 9;",
+              COUNT "args))/1024/1024 as sizeMB FROM log;",
+              "SELECT timestamp FROM log ORDER BY timestamp LIMIT 1 OFFSET 4;", "log_timestamp"},
+             {VX_ROTATED_LOG_EVENT, "DELETE FROM log_event WHERE timestamp < 9;",
+              COUNT "description))/1024/1024 as sizeMB FROM log_event;",
+              "SELECT timestamp FROM log_event ORDER BY timestamp LIMIT 1 OFFSET 4;", "log_event_timestamp"},
+             {VX_ROTATED_LOG_IO_MODULE, "DELETE FROM iomodule_log WHERE timestamp < 9;",
+              COUNT "event) + length(description))/1024/1024 as sizeMB FROM iomodule_log;",
+              "SELECT timestamp FROM iomodule_log ORDER BY timestamp LIMIT 1 OFFSET 4;",
+              "iomodule_log_timestamp"},
+             {VX_ROTATED_LOG_MESSAGE, "DELETE FROM message WHERE timestamp < 9;",
+              COUNT "content))/1024/1024 as sizeMB FROM message;",
+              "SELECT timestamp FROM message ORDER BY timestamp LIMIT 1 OFFSET 4;", "message_timestamp"},
+             {VX_ROTATED_LOG_RULE_HISTORY, "DELETE FROM actionrule_history WHERE timestamp < 9;",
+              COUNT "rule_name))/1024/1024 as sizeMB FROM actionrule_history;",
+              "SELECT timestamp FROM actionrule_history ORDER BY timestamp LIMIT 1 OFFSET 4;",
+              "actionrule_history_timestamp"},
+             {VX_ROTATED_LOG_BOOKMARK, "DELETE FROM bookmark WHERE locked = 0 AND timestamp < 9;",
+              COUNT "comment))/1024/1024 as sizeMB FROM bookmark WHERE locked = 0;",
+              "SELECT timestamp FROM bookmark WHERE locked = 0 ORDER BY timestamp LIMIT 1 OFFSET 4;",
+              "bookmark_timestamp"},
+             {VX_ROTATED_LOG_INTERCOM, "DELETE FROM intercom_log WHERE intercom_id = 3 AND timestamp < 9;",
+              COUNT "description))/1024/1024 as sizeMB FROM intercom_log WHERE intercom_id = 3;",
+              "SELECT timestamp FROM intercom_log WHERE intercom_id = 3 ORDER BY timestamp LIMIT 1 OFFSET 4;",
+              "intercom_log_timestamp"},
+             {VX_ROTATED_LOG_ORVOCAM, "DELETE FROM orvocam_log WHERE camera_id = 7 AND timestamp < 9;",
+              COUNT "description))/1024/1024 as sizeMB FROM orvocam_log WHERE camera_id = 7;",
+              "SELECT timestamp FROM orvocam_log WHERE camera_id = 7 ORDER BY timestamp LIMIT 1 OFFSET 4;",
+              "orvocam_log_timestamp"},
+             {VX_ROTATED_LOG_DETECTION,
+              "DELETE FROM detection_event WHERE id IN (SELECT id FROM detection_event WHERE timestamp < 9 "
+              "ORDER BY timestamp LIMIT 1000);",
+              "SELECT COUNT(1) as cnt, SUM(size_bytes)/1024/1024 as sizeMB FROM detection_event;",
+              "SELECT timestamp FROM detection_event ORDER BY timestamp, id LIMIT 1 OFFSET 4;",
+              "detection_event_timestamp"},
+         }) {
+        std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
+        ASSERT_EQ(MakeLogRotaters(c.log, rotaters), 0);
+        ASSERT_EQ(rotaters.size(), 1U);
+        const VxLogRotaterBase& rotater = *rotaters.front();
+        EXPECT_EQ(rotater.GetRotateSqlStr(9), c.rotate);
+        EXPECT_EQ(rotater.GetCountLimitSqlStr(), c.count);
+        EXPECT_EQ(rotater.GetSelectOffsetSqlStr(4), c.offset);
+        for (const std::string& sql :
+             {rotater.GetRotateSqlStr(9), rotater.GetCountLimitSqlStr(), rotater.GetSelectOffsetSqlStr(4)}) {
+            EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, sql), 0);
+        }
+        for (const char* const sql : {c.rotate, c.offset}) {
+            std::string plan;
+            DBResult_tag* pRows = nullptr;
+            ASSERT_EQ(VxDB::Execute(VxDB::DB_LOG, std::string("EXPLAIN QUERY PLAN ") + sql, &pRows), 0);
+            for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
+                plan += std::string(VxDBFetchField(pRows, row, "detail")) + "\n";
+            }
+            VxDBFreeResult(pRows);
+            EXPECT_NE(plan.find(c.index), std::string::npos) << sql << "\n" << plan;
+            EXPECT_EQ(plan.find("TEMP B-TREE"), std::string::npos) << sql << "\n" << plan;
+        }
+    }
+}
+
+// Catches: a bound by limits that keeps a row too many or too few, or hides how it came about.
+TEST_F(LogRotateTest, LimitsGiveTheTimeOfTheOldestRowThatStays)
+{
+    Fill("message", 10, ",content", ",hex(zeroblob(524288))"); // 1 MB each
+    Keep(VX_ROTATED_LOG_MESSAGE, Settings(30, 6, 0));
+    VxMessageRotater rotater;
+    ASSERT_EQ(rotater.LoadSettings(), 0);
+    EXPECT_EQ(rotater.GetTimeUPBByLimits(), 5);
+    EXPECT_EQ(m_log.TakeText("log/vxlogrotate"),
+              "log/vxlogrotate GetTimeUPBByLimits: TotalCnt: [10], MsgSizeMB: [10], Offset: [4], "
+              "TimeUPB[timestamp]: [5].\n");
+    EXPECT_EQ(rotater.GetTimeUPB(), NOW - 2592000) << "the later of the two";
+}
+
+// Catches: a rotation that goes by another bound than it logs, goes on without settings, touches a log that is
+// switched off, or another one's rows.
+TEST_F(LogRotateTest, RunTrimsOneLogAsItsSettingsSay)
+{
+    Fill("message", 10);
+    Fill("iomodule_log", 10);
+    VxMessageRotater rotater;
+    EXPECT_EQ(rotater.Run(), 0);
+    EXPECT_EQ(m_log.TakeText("log/vxlogrotate"),
+              "log/vxlogrotate Run: [message] rotate config => {\"archiveDir\":\"\",\"countLimit\":10000,"
+              "\"countLimitEnabled\":false,\"days\":90,\"enabled\":false,\"sizeLimitEnabled\":false,"
+              "\"sizeLimitMB\":100}.\nlog/vxlogrotate Run: [message] skip rotate.\n");
+    g_fakeWallSec = 86400 + 5;
+    Keep(VX_ROTATED_LOG_MESSAGE, Settings(1, 0, 7));
+    EXPECT_EQ(rotater.Run(), 0);
+    const std::string lines = m_log.TakeText("log/vxlogrotate");
+    EXPECT_NE(lines.find("Start to rotate [message] with time limit [5].\n"), std::string::npos) << lines;
+    EXPECT_EQ(Query("SELECT group_concat(timestamp) FROM message"), "5,6,7,8,9,10");
+    EXPECT_EQ(Query("SELECT COUNT(*) FROM iomodule_log"), "10");
+    for (const char* const broken :
+         {"days = 0", "days = -30", "days = 'many'", "count_limit = 99999999999"}) {
+        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, std::string("UPDATE log_rotate_setting SET ") + broken), 0);
+        EXPECT_EQ(rotater.Run(), -1) << broken;
+        EXPECT_EQ(m_log.TakeText("log/vxlogrotate"),
+                  "log/vxlogrotate LoadSettings: Failed to load [message] rotate config.\n");
+    }
+    EXPECT_EQ(Query("SELECT COUNT(*) FROM message"), "6");
+}
