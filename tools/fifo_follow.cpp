@@ -91,6 +91,7 @@ bool FifoFollower::MayHaveKeyFrames()
 
 bool FifoFollower::IsGone()
 {
+    m_whyGone = "closed by its writer";
     if (m_reader.IsClose()) {
         return true;
     }
@@ -100,12 +101,17 @@ bool FifoFollower::IsGone()
         return false;
     }
     m_lookedNs = nowNs;
+    m_whyGone = "removed, or replaced by another writer's";
     if (!m_endWithWriter) {
         return ShmIdUnder(m_key) != m_shmId;
     }
     const std::vector<ShmRow> rows = ListShm();
     const ShmRow* const pRow = FindKey(rows, m_key);
-    return pRow == nullptr || pRow->shmId != m_shmId || !CreatorAlive(*pRow);
+    if (pRow == nullptr || pRow->shmId != m_shmId) {
+        return true;
+    }
+    m_whyGone = "left behind by its writer, which was killed";
+    return !CreatorAlive(*pRow);
 }
 
 void FifoFollower::Pause()

@@ -49,6 +49,8 @@ public:
     std::string Attach(ExitCode& exitCode);
     void Detach();
     Step Next(FollowedFrame& frame);
+    /// What happened to the FIFO, after Step::GONE.
+    const char* WhyGone() const noexcept { return m_whyGone; }
 
     /// When Attach() succeeded, on the clock of FollowedFrame::foundNs.
     std::int64_t AttachedNs() const noexcept { return m_attachedNs; }
@@ -71,6 +73,7 @@ private:
     bool m_any = false;       ///< a frame has been read since Attach()
     bool m_wantKeyFrame = false;
     bool m_endWithWriter = false;
+    const char* m_whyGone = "";
     int m_previousId = SHM_FIFO_NO_FRAME_ID;
     std::int64_t m_attachedNs = 0;
     std::int64_t m_lookedNs = 0;

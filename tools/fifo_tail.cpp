@@ -42,7 +42,12 @@ public:
         Say(json, fmt::format("-- attached to {}", KeyText(key)));
     }
 
-    void Gone() { Say(Event("closed"), "-- closed by its writer, or removed"); }
+    void Gone(const char* why)
+    {
+        Json::Value json = Event("closed");
+        json["why"] = why;
+        Say(json, fmt::format("-- {}", why));
+    }
 
     void Jump(const FollowedFrame& frame)
     {
@@ -177,7 +182,7 @@ private:
                 FifoFollower::Pause();
                 break;
             case FifoFollower::Step::GONE:
-                m_printer.Gone();
+                m_printer.Gone(m_follower.WhyGone());
                 m_follower.Detach();
                 return;
             }

@@ -5,8 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <json/value.h>
 #include <poll.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <optional>
 
@@ -170,12 +175,50 @@ void Follow(LogFollower& follower, const TailOptions& options, const LineFilter&
     }
 }
 
+/// What hinders a process of this user from writing the log; 0 if nothing does. A log that is not there is made,
+/// with its folders.
+int WhyUnwritable(const std::string& path)
+{
+    std::string place = path;
+    while (::access(place.c_str(), W_OK) != 0) {
+        if (errno != ENOENT || place.rfind('/') == 0 || place.rfind('/') == place.npos) {
+            return errno;
+        }
+        place.resize(place.rfind('/'));
+    }
+    struct stat info {};
+    struct statvfs disk {};
+    if (::stat(place.c_str(), &info) == 0 && S_ISDIR(info.st_mode) != (place != path)) {
+        return place == path ? EISDIR : ENOTDIR;
+    }
+    return ::statvfs(place.c_str(), &disk) == 0 && disk.f_bavail == 0 ? ENOSPC : 0;
+}
+
+/// Says why no lines come, if that can be seen from here. Who may only read is nothing to tell: the processes
+/// that write may be another user's.
+void NoteIfUnwritable(const std::string& path, bool exists)
+{
+    const int error = WhyUnwritable(path);
+    if (error != 0 && !(exists && error == EACCES)) {
+        fmt::print(stderr,
+                   "vx log tail: note: {} cannot be written: {}; lines go to the standard error of their "
+                   "processes, or are counted and told later\n",
+                   path, std::strerror(error));
+    }
+}
+
 void Tail(const TailOptions& options)
 {
     const LineFilter filter(options);
     const std::string path = GetPackageRoot() + "/log/vx.log";
+    const int unreadable = ::access(path.c_str(), R_OK) == 0 ? 0 : errno;
+    NoteIfUnwritable(path, unreadable == 0);
     if (!options.follow) {
         if (!PrintLast(options, filter, path, nullptr)) {
+            if (unreadable == EACCES) {
+                Fail(EXIT_UNREACHABLE, "log tail", "{} may not be read by this user; run as the recorder's",
+                     path);
+            }
             Fail(EXIT_UNREACHABLE, "log tail",
                  "there is no log at {}; set VX_ROOT to the recorder's folder, or wait with -f", path);
         }

@@ -11,17 +11,42 @@
 
 #include "fail.h"
 #include "package/msgd.h"
+#include "package/root.h"
 #include "stop_signal.h"
 
 namespace {
+
+const char* Advice(int error)
+{
+    switch (error) {
+    case EADDRINUSE:
+        return "the message daemon or another vx msg tail listens there; stop it first";
+    case EACCES:
+    case EPERM:
+        return "this user may not make a socket there; run as the recorder's user";
+    case ENOENT:
+    case ENOTDIR:
+        return "the folder is not there and cannot be made; set VX_ROOT to the recorder's folder";
+    case ENAMETOOLONG:
+        return "a socket's path has at most 107 letters; set VX_ROOT to a shorter one";
+    case ENOSPC:
+    case EDQUOT:
+        return "make room on that disk";
+    case EROFS:
+        return "set VX_ROOT to a folder that can be written";
+    default:
+        return "close what is not needed on this machine and try again"; // descriptors, memory
+    }
+}
 
 void Tail(int count)
 {
     MsgDListener listener;
     if (listener.Open() != 0) {
-        Fail(errno == EADDRINUSE ? EXIT_REFUSED : EXIT_UNREACHABLE, "msg tail",
-             "cannot listen: {}; the message daemon or another vx msg tail may be running",
-             std::strerror(errno));
+        const int error = errno;
+        Fail(error == EADDRINUSE ? EXIT_REFUSED : EXIT_UNREACHABLE, "msg tail",
+             "cannot listen at {}/run/msgd.sock: {}; {}", GetPackageRoot(), std::strerror(error),
+             Advice(error));
     }
     const StopSignal stop;
     pollfd waits[] = {{listener.Fd(), POLLIN, 0}, {stop.Fd(), POLLIN, 0}};

@@ -47,7 +47,8 @@ Question Stream()
                       "outside the FIFO; ten slots. iceoryx: its own blocking policy, a queue of at most "
                       "eight chunks and 8 MiB. "
                       "The others: eight messages. Runs end before frame IDs start again at 10,000, where a "
-                      "reader that lags misses one frame. Not timed: start, 40 frames of warm-up.",
+                      "reader that lags misses one frame. The time of a run is the median of bursts of 8 to "
+                      "100 frames that follow each other without a pause. Not timed: start, 40 frames of warm-up.",
                       "bytes",
                       {"Floor", "Ours"},
                       {},

@@ -4,6 +4,7 @@
 // their own, which would wait for a processor that is spinning.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -15,13 +16,14 @@ struct PairPlan {
     std::size_t frameSize;
     std::uint64_t warmUp; ///< frames before the clock starts; a few laps of the slots
     std::uint64_t frames;
-    bool paced; ///< one frame under way at a time: latency; else as fast as it goes: throughput
+    bool paced;              ///< one frame under way at a time: latency; else as fast as it goes: throughput
+    std::uint64_t burst = 1; ///< throughput: frames that one time is taken of; a part of `frames`
 };
 
 struct PairResult {
-    double seconds = 0;
-    std::vector<std::uint32_t>
-        samples; ///< nanoseconds from just before Publish() to the frame in the reader's hand
+    /// Nanoseconds. Paced: from just before Publish() to the frame in the reader's hand; else from the last frame
+    /// of one burst in the reader's hand to the last of the next, without any pause between them.
+    std::vector<std::uint32_t> samples;
     std::string error;
 };
 
@@ -56,11 +58,7 @@ int PairWriter(Contender& contender, const PairPlan& plan, RunPage& page)
                 SpinTurn();
             }
         }
-        const std::int64_t now = NowNs();
-        if (sequence == plan.warmUp) {
-            page.startNs = now;
-        }
-        frame.Stamp(sequence, now);
+        frame.Stamp(sequence, NowNs());
         if (contender.Publish(frame.Data(), frame.Size()) != 0) {
             return 2;
         }
@@ -85,6 +83,7 @@ int PairReader(Contender& contender, const PairPlan& plan, RunPage& page)
     page.readersReady = 1;
     const std::uint64_t expectedSum = SourceFrame(plan.frameSize).Sum();
     std::uint64_t sequence = 0;
+    std::int64_t burstStartNs = 0;
     bool intact = true;
     const auto onFrame = [&](const unsigned char* data, std::size_t size) {
         if (plan.paced) {
@@ -105,7 +104,14 @@ int PairReader(Contender& contender, const PairPlan& plan, RunPage& page)
         if (!intact) {
             return 3;
         }
-        page.endNs = sequence + 1 == plan.warmUp + plan.frames ? NowNs() : 0;
+        const std::uint64_t timed = sequence + 1 - std::min(sequence + 1, plan.warmUp);
+        if (!plan.paced && timed % plan.burst == 0) {
+            const std::int64_t now = NowNs();
+            if (timed > 0) {
+                page.samples[timed / plan.burst - 1] = static_cast<std::uint32_t>(now - burstStartNs);
+            }
+            burstStartNs = now;
+        }
         page.acked.store(sequence + 1, std::memory_order_release);
     }
     contender.CloseReader();
@@ -130,9 +136,6 @@ PairResult RunPair(const PairPlan& plan)
                        std::to_string(writerStatus) + " (3: a frame was lost or torn)";
         return result;
     }
-    result.seconds = static_cast<double>(page->endNs - page->startNs) / 1e9;
-    if (plan.paced) {
-        result.samples.assign(page->samples, page->samples + plan.frames);
-    }
+    result.samples.assign(page->samples, page->samples + plan.frames / (plan.paced ? 1 : plan.burst));
     return result;
 }

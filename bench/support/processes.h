@@ -36,8 +36,6 @@ struct RunPage {
     alignas(64) std::atomic<std::uint64_t> acked; ///< frames that the (first) reader is done with
     alignas(64) std::atomic<int> stop;
     alignas(64) std::atomic<int> failed; ///< frames missing, torn or out of order; any failed call
-    std::int64_t startNs;
-    std::int64_t endNs;
     std::uint64_t frames;
     std::uint64_t lost;
     std::uint32_t writerSamples[MAX_SAMPLES]; ///< nanoseconds each

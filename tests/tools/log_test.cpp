@@ -63,6 +63,51 @@ TEST_F(VxLogTest, VerbsDoAsToldOrSayWhyNot)
     EXPECT_EQ(RunVx({"log", "show"}).exitCode, 3);
 }
 
+// Catches: a tail that shows nothing and does not say that nothing can come; a cause that is not named.
+TEST_F(VxLogTest, TailSaysWhyNothingCanBeWritten)
+{
+    const std::filesystem::path folder = m_root.LogPath().parent_path();
+    std::filesystem::remove_all(folder);
+    std::ofstream(folder) << "a file in the folder's place\n";
+    VxProcess tail({"log", "tail", "-f"});
+    EXPECT_NE(RunVx({"log", "tail"}).err.find("cannot be written: Not a directory"), std::string::npos);
+    std::filesystem::remove(folder);
+    std::filesystem::create_directories(m_root.LogPath()); // a folder in the file's place
+    EXPECT_NE(RunVx({"log", "tail"}).err.find("cannot be written: Is a directory"), std::string::npos);
+    std::filesystem::remove(m_root.LogPath());
+    VX_LOG(LOG_CATEG_SMS, LOG_LEVEL_ERR, "<back>\n");
+    ReopenDbgLog();
+    EXPECT_EQ(RunVx({"log", "tail"}).err, "");
+    tail.Signal(SIGTERM);
+    EXPECT_NE(tail.Finish().err.find("cannot be written"), std::string::npos);
+}
+
+// Catches: an answer that blames a listener for whatever went wrong.
+TEST_F(VxLogTest, MsgTailNamesTheCause)
+{
+    const std::filesystem::path run = m_root.CfgPath().parent_path();
+    std::filesystem::create_directories(run);
+    const auto answer = [] { return RunVx({"msg", "tail", "-n", "1"}); };
+    VxProcess first({"msg", "tail"});
+    while (!std::filesystem::exists(run / "msgd.sock")) {
+        ::usleep(1000);
+    }
+    ::usleep(100000); // the name is there a little before its owner listens
+    EXPECT_EQ(answer().exitCode, 4);
+    EXPECT_NE(answer().err.find("stop it first"), std::string::npos);
+    first.Signal(SIGTERM);
+    EXPECT_EQ(first.Finish().exitCode, 0);
+    std::filesystem::remove_all(run);
+    std::ofstream(run) << "no folder\n";
+    EXPECT_EQ(answer().exitCode, 3);
+    EXPECT_NE(answer().err.find("the folder is not there"), std::string::npos) << answer().err;
+    std::filesystem::remove(run);
+    const std::string root = ::getenv("VX_ROOT");
+    ::setenv("VX_ROOT", (root + "/" + std::string(120, 'x')).c_str(), 1);
+    EXPECT_NE(answer().err.find("at most 107"), std::string::npos) << answer().err;
+    ::setenv("VX_ROOT", root.c_str(), 1);
+}
+
 // Catches: a tail that ends at the newest file, counts lines before it filters them, or turns them round.
 TEST_F(VxLogTest, TailGivesTheLastLinesThatPass)
 {
