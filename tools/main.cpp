@@ -37,6 +37,7 @@ int Run(int argc, char** argv)
     AddLogNoun(vx);
     AddMsgNoun(vx);
     AddNotifyNoun(vx);
+    AddRotateNoun(vx);
     AddRuleNoun(vx);
     AddTaskNoun(vx);
     AddWebhookNoun(vx);

@@ -19,6 +19,7 @@ void AddHistoryNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
 void AddMsgNoun(CLI::App& vx);
 void AddNotifyNoun(CLI::App& vx);
+void AddRotateNoun(CLI::App& vx);
 void AddRuleNoun(CLI::App& vx);
 void AddTaskNoun(CLI::App& vx);
 void AddWebhookNoun(CLI::App& vx);

@@ -16,12 +16,14 @@ namespace {
 // Reached from the handler: lock-free, and alive as long as the program.
 std::atomic<int> g_stopSignal{0};
 std::atomic<int> g_stopFd{-1};
+volatile std::sig_atomic_t g_runFlag = 1;
 static_assert(std::atomic<int>::is_always_lock_free);
 
 void OnStopSignal(int signal)
 {
     const int keptErrno = errno;
     int none = 0;
+    g_runFlag = 0;
     g_stopSignal.compare_exchange_strong(none, signal, std::memory_order_relaxed);
     const unsigned long long one = 1;
     // An eventfd that already counts is readable already: nothing to do about a failure.
@@ -39,6 +41,7 @@ StopSignal::StopSignal()
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     g_stopSignal.store(0, std::memory_order_relaxed);
+    g_runFlag = 1;
     g_stopFd.store(fd, std::memory_order_relaxed);
     struct sigaction action {};
     action.sa_handler = OnStopSignal;
@@ -67,6 +70,11 @@ bool StopSignal::Stopped() const noexcept
 int StopSignal::Signal() const noexcept
 {
     return g_stopSignal.load(std::memory_order_relaxed);
+}
+
+const volatile int& StopSignal::RunFlag() const noexcept
+{
+    return g_runFlag;
 }
 
 int StopSignal::Fd() const noexcept

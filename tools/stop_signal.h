@@ -21,6 +21,8 @@ public:
     [[nodiscard]] bool Stopped() const noexcept;
     /// The signal that came; 0 if none did.
     [[nodiscard]] int Signal() const noexcept;
+    /// 1 until the signal comes, 0 from then on: what rotation reads before each batch.
+    [[nodiscard]] const volatile int& RunFlag() const noexcept;
     /// Readable from the signal on, and never read: for poll() beside other descriptors.
     [[nodiscard]] int Fd() const noexcept;
     /// Sleeps, but not beyond the signal.

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate.cpp - the noun rotate, and what its verbs share.
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <ctime>
+
+#include "fail.h"
+#include "nouns.h"
+#include "package/recsweep.h"
+#include "rotate_common.h"
+
+std::list<RotateTarget> FindRotateTargets(std::string_view verb)
+{
+    std::list<RotateTarget> targets;
+    if (ListRotateTargets(targets) != 0) {
+        Fail(EXIT_UNREACHABLE, verb, "{}: cameras and tasks cannot be read; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_SYSTEM));
+    }
+    return targets;
+}
+
+bool IsVolumeOfTarget(const RotateTarget& target, std::string& why)
+{
+    const REC_VOLUME volume = CheckRecVolume(target.dbPath, &why);
+    if (volume == REC_VOLUME::UNBOUND) {
+        why.clear();
+    }
+    return volume == REC_VOLUME::SAME;
+}
+
+Json::Value VolumeJson(const VolumeNeed& need)
+{
+    Json::Value json(Json::objectValue);
+    json["total_mb"] = Json::Int64{need.totalMB};
+    json["free_mb"] = Json::Int64{need.freeMB};
+    json["reserve_mb"] = Json::Int64{need.reserveMB};
+    json["coming_mb"] = Json::Int64{need.comingMB};
+    json["needed_mb"] = Json::Int64{need.neededMB};
+    json["found_mb"] = Json::Int64{need.foundMB};
+    json["bound_time"] = Json::Int64{need.boundTime};
+    return json;
+}
+
+std::string VolumeText(const VolumeNeed& need)
+{
+    std::string text = fmt::format("volume: {} of {} MB free, {} MB to be left free, {} MB marked already",
+                                   need.freeMB, need.totalMB, need.reserveMB, need.comingMB);
+    if (need.neededMB == 0) {
+        return text + ": enough";
+    }
+    text += fmt::format("; {} MB are missing", need.neededMB);
+    if (need.boundTime > 0) {
+        text +=
+            fmt::format(", what ended before {} makes {} MB", RotateTimeText(need.boundTime), need.foundMB);
+    }
+    return need.foundMB < need.neededMB ? text + "; the rest is not taken by old recordings" : text;
+}
+
+std::string RotateTimeText(long long time)
+{
+    char text[32] = "-";
+    const auto seconds = static_cast<std::time_t>(time);
+    tm local{};
+    if (time > 0 && ::localtime_r(&seconds, &local) != nullptr) {
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    }
+    return text;
+}
+
+void AddRotateNoun(CLI::App& vx)
+{
+    CLI::App* const noun = vx.add_subcommand("rotate", "What is old goes, within the limits of each target");
+    noun->require_subcommand(1);
+    AddRotatePlanVerb(*noun);
+    AddRotateRunVerb(*noun);
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate_common.h - what the verbs of vx rotate share.
+#pragma once
+
+#include <json/value.h>
+
+#include <list>
+#include <string_view>
+
+#include "rotate_targets.h"
+#include "rotate_volume.h"
+
+namespace CLI {
+class App;
+}
+
+/// The targets; ends the verb when they cannot be read.
+std::list<RotateTarget> FindRotateTargets(std::string_view verb);
+
+/// Whether the recordings of a target may be touched at all: database and volume belong together.
+/// @param why  set when not; empty when nothing was recorded yet
+bool IsVolumeOfTarget(const RotateTarget& target, std::string& why);
+
+Json::Value VolumeJson(const VolumeNeed& need);
+std::string VolumeText(const VolumeNeed& need);
+
+/// 2026-11-21 08:30:00, local time.
+std::string RotateTimeText(long long time);
+
+void AddRotatePlanVerb(CLI::App& rotate);
+void AddRotateRunVerb(CLI::App& rotate);

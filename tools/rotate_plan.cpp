@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate_plan.cpp - vx rotate plan: what each limit would remove of each target, and why. Reads only.
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "fail.h"
+#include "package/recsweep.h"
+#include "rotate_common.h"
+#include "sqlconversion.h"
+#include "table.h"
+#include "webhook_common.h"
+
+namespace {
+
+constexpr long long BYTES_OF_MB = 1024 * 1024;
+constexpr int PAGE_ROWS = 1000;
+const volatile int g_neverRun = 0; ///< the rotators are only asked
+
+struct Options {
+    long long reserveMB = -1;
+    int rows = 0;
+    bool json = false;
+};
+
+enum STEP { STEP_VOLUME, STEP_DATE, STEP_SIZE, STEP_NUMBER, STEP_COUNT };
+constexpr const char* STEP_NAMES[STEP_COUNT] = {"volume", "date", "size", "number"};
+
+struct Row {
+    long long id = 0;
+    long long start = 0;
+    long long stop = 0;
+    long long size = 0;
+    std::string path;
+};
+
+/// What one step would remove.
+struct Share {
+    long long count = 0;
+    long long bytes = 0;
+    long long from = 0; ///< start of the oldest
+    long long to = 0;   ///< end of the newest
+    std::vector<Row> oldest;
+
+    void Add(const Row& row, int listed)
+    {
+        ++count;
+        bytes += std::max(row.size, 0LL);
+        from = count == 1 ? row.start : std::min(from, row.start);
+        to = std::max(to, row.stop);
+        if (oldest.size() < static_cast<std::size_t>(listed)) {
+            oldest.push_back(row);
+        }
+    }
+};
+
+/// One target's pass, on paper.
+class Plan {
+public:
+    Plan(const RotateTarget& target, long volBound, int listed)
+        : m_target(target), m_logger(target.type), m_listed(listed), m_volBound(volBound),
+          m_pRotator(target.make(volBound, g_neverRun, m_logger))
+    {}
+
+    /// @return 0; -1 (logged)
+    int Make()
+    {
+        m_dayBound = m_pRotator->DaysLimit() > 0 ? GetBoundTimeOfDays(m_pRotator->DaysLimit()) : 0;
+        if (m_pRotator->NumLimit() > 0) {
+            const long long count = m_pRotator->GetRotatableEvtCount();
+            if (count < 0) {
+                return -1;
+            }
+            m_surplus = std::max(count - m_pRotator->NumLimit(), 0LL);
+        }
+        Row last;
+        last.stop = std::numeric_limits<long long>::min();
+        for (bool isMore = true; isMore;) {
+            std::vector<Row> page;
+            if (LoadPage(last, page) != 0) {
+                return -1;
+            }
+            isMore = page.size() == PAGE_ROWS;
+            for (const Row& row : page) {
+                const std::optional<STEP> step = StepOf(row);
+                if (!step) {
+                    return 0;
+                }
+                m_shares[*step].Add(row, m_listed);
+                ++m_removed;
+                last = row;
+            }
+        }
+        return 0;
+    }
+
+    std::string LimitText(STEP step) const
+    {
+        switch (step) {
+        case STEP_VOLUME:
+            return m_volBound > 0 ? "before " + RotateTimeText(m_volBound) : "-";
+        case STEP_DATE:
+            return m_pRotator->DaysLimit() > 0 ? fmt::format("{} days", m_pRotator->DaysLimit()) : "-";
+        case STEP_SIZE:
+            return m_pRotator->SizeLimitMB() > 0
+                       ? fmt::format("{} of {} MB", m_pRotator->TotalSizeMB(), m_pRotator->SizeLimitMB())
+                       : "-";
+        default:
+            return m_pRotator->NumLimit() > 0 ? fmt::format("{} items", m_pRotator->NumLimit()) : "-";
+        }
+    }
+
+    const Share& Of(STEP step) const { return m_shares[step]; }
+    const RotateTarget& Target() const { return m_target; }
+    const VxRotEvtBase& Rotator() const { return *m_pRotator; }
+
+private:
+    /// The step that removes a row, given what went before it.
+    std::optional<STEP> StepOf(const Row& row)
+    {
+        if (m_volBound > 0 && row.stop < m_volBound) {
+            return STEP_VOLUME;
+        }
+        if (m_dayBound > 0 && row.stop < m_dayBound) {
+            return STEP_DATE;
+        }
+        if (m_pRotator->SizeLimitMB() > 0 && m_shares[STEP_SIZE].bytes < ExcessBytes()) {
+            return STEP_SIZE;
+        }
+        if (m_removed < m_surplus) {
+            return STEP_NUMBER;
+        }
+        return std::nullopt;
+    }
+
+    long long ExcessBytes() const
+    {
+        const auto before = static_cast<long long>(m_pRotator->TotalSizeMB()) -
+                            m_shares[STEP_VOLUME].bytes / BYTES_OF_MB -
+                            m_shares[STEP_DATE].bytes / BYTES_OF_MB;
+        return std::max(before - m_pRotator->SizeLimitMB(), 0LL) * BYTES_OF_MB;
+    }
+
+    int LoadPage(const Row& last, std::vector<Row>& page) const
+    {
+        const std::string sql = fmt::format("SELECT id, start_time, stop_time, size, path FROM {} {} AND "
+                                            "(stop_time, size, id) > ({}, {}, {}) "
+                                            "ORDER BY stop_time, size, id LIMIT {}",
+                                            m_pRotator->GetTableName(), m_pRotator->GetSqlWhere(), last.stop,
+                                            last.size, last.id, PAGE_ROWS);
+        DBResult_tag* pResult = nullptr;
+        if (VxDB::Executep(m_target.dbPath, sql, &pResult) != 0) {
+            return -1;
+        }
+        for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
+            page.push_back({VxDB::FetchFieldAsNumber(pResult, row, "id"),
+                            VxDB::FetchFieldAsNumber(pResult, row, "start_time"),
+                            VxDB::FetchFieldAsNumber(pResult, row, "stop_time"),
+                            VxDB::FetchFieldAsNumber(pResult, row, "size"),
+                            std::string(VxDB::FetchFieldText(pResult, row, "path"))});
+        }
+        VxDBFreeResult(pResult);
+        return 0;
+    }
+
+    const RotateTarget& m_target;
+    VxRotLogger m_logger;
+    int m_listed;
+    long m_volBound;
+    long m_dayBound = 0;
+    long long m_surplus = 0;
+    long long m_removed = 0;
+    std::array<Share, STEP_COUNT> m_shares;
+    std::unique_ptr<VxRotEvtBase> m_pRotator;
+};
+
+Json::Value ShareJson(const Share& share)
+{
+    Json::Value json(Json::objectValue);
+    json["count"] = Json::Int64{share.count};
+    json["bytes"] = Json::Int64{share.bytes};
+    json["from"] = Json::Int64{share.from};
+    json["to"] = Json::Int64{share.to};
+    for (const Row& row : share.oldest) {
+        Json::Value& item = json["rows"].append(Json::Value(Json::objectValue));
+        item["id"] = Json::Int64{row.id};
+        item["start"] = Json::Int64{row.start};
+        item["stop"] = Json::Int64{row.stop};
+        item["size"] = Json::Int64{row.size};
+        item["path"] = row.path;
+    }
+    return json;
+}
+
+Json::Value PlanJson(const Plan& plan)
+{
+    Json::Value json(Json::objectValue);
+    const VxRotEvtBase& rotator = plan.Rotator();
+    json["type"] = RotateTypeName(plan.Target().type);
+    json["id"] = plan.Target().id;
+    json["name"] = plan.Target().name;
+    json["occupied_mb"] = Json::UInt64{rotator.TotalSizeMB()};
+    json["days_limit"] = rotator.DaysLimit();
+    json["size_limit_mb"] = rotator.SizeLimitMB();
+    json["num_limit"] = rotator.NumLimit();
+    for (int step = 0; step < STEP_COUNT; ++step) {
+        json["removes"][STEP_NAMES[step]] = ShareJson(plan.Of(static_cast<STEP>(step)));
+    }
+    return json;
+}
+
+void AddTableRows(const Plan& plan, Table& table)
+{
+    for (int i = 0; i < STEP_COUNT; ++i) {
+        const auto step = static_cast<STEP>(i);
+        const Share& share = plan.Of(step);
+        const std::string limit = plan.LimitText(step);
+        if (limit == "-") {
+            continue;
+        }
+        table.AddRow({Printable(plan.Target().name), STEP_NAMES[i], limit, std::to_string(share.count),
+                      fmt::format("{:.1f}", static_cast<double>(share.bytes) / BYTES_OF_MB),
+                      RotateTimeText(share.from), RotateTimeText(share.to)});
+        for (const Row& row : share.oldest) {
+            table.AddRow({"  " + Printable(row.path.empty() ? "event " + std::to_string(row.id) : row.path),
+                          "", "", "", fmt::format("{:.1f}", static_cast<double>(row.size) / BYTES_OF_MB),
+                          RotateTimeText(row.start), RotateTimeText(row.stop)});
+        }
+    }
+}
+
+void Show(const Options& options)
+{
+    const std::list<RotateTarget> targets = FindRotateTargets("rotate plan");
+    VolumeNeed need;
+    if (!targets.empty() && ComputeVolumeNeed(targets, options.reserveMB, need) != 0) {
+        Fail(EXIT_UNREACHABLE, "rotate plan", "the volume cannot be judged; vx log tail says why");
+    }
+    Json::Value json(Json::objectValue);
+    json["volume"] = VolumeJson(need);
+    json["targets"] = Json::Value(Json::arrayValue);
+    json["refused"] = Json::Value(Json::arrayValue);
+    Table table({"TARGET", "BY", "LIMIT", ">COUNT", ">MB", "FROM", "TO"});
+    for (const RotateTarget& target : targets) {
+        std::string why;
+        if (!IsVolumeOfTarget(target, why)) {
+            json["refused"].append(target.name + ": " + why);
+            continue;
+        }
+        Plan plan(target, need.boundTime, options.rows);
+        if (plan.Make() != 0) {
+            Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cannot be read; vx log tail says why", target.dbPath);
+        }
+        json["targets"].append(PlanJson(plan));
+        AddTableRows(plan, table);
+    }
+    if (options.json) {
+        PrintJson(json);
+        return;
+    }
+    fmt::print("{}\n", VolumeText(need));
+    table.Print();
+    for (const Json::Value& refused : json["refused"]) {
+        fmt::print("nothing of {}\n", Printable(refused.asString()));
+    }
+}
+
+} // namespace
+
+void AddRotatePlanVerb(CLI::App& rotate)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App* const verb =
+        rotate.add_subcommand("plan", "Show what each limit would remove of each target; touches nothing");
+    verb->add_option("--reserve", options->reserveMB,
+                     "Megabytes to be left free, instead of what is configured")
+        ->check(CLI::NonNegativeNumber);
+    verb->add_option("--rows", options->rows, "Also list so many of the oldest of each limit")
+        ->check(CLI::NonNegativeNumber);
+    verb->add_flag("--json", options->json, "Print JSON");
+    verb->callback([options] { Show(*options); });
+}

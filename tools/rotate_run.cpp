@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate_run.cpp - vx rotate run: the rotation daemon. Ends within one batch when it is told to.
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+
+#include "fail.h"
+#include "rotate_pass.h"
+#include "stop_signal.h"
+#include "table.h"
+#include "webhook_common.h"
+
+namespace {
+
+struct Options {
+    bool once = false;
+    bool noSweep = false;
+    bool json = false;
+    int intervalSec = 60;
+    long long reserveMB = -1;
+};
+
+Json::Value RoundJson(const RoundResult& result)
+{
+    Json::Value json(Json::objectValue);
+    json["volume"] = VolumeJson(result.need);
+    json["targets"] = result.targets;
+    json["alerts"] = result.alerts;
+    json["swept"] = result.swept;
+    json["failed"] = result.hasFailed;
+    json["passes"] = Json::Value(Json::arrayValue);
+    for (const RoundResult::Pass& pass : result.passes) {
+        Json::Value& item = json["passes"].append(Json::Value(Json::objectValue));
+        item["name"] = pass.name;
+        item["by_volume"] = pass.byVolume;
+        item["by_date"] = pass.byDate;
+        item["by_size"] = pass.bySize;
+        item["by_number"] = pass.byNumber;
+        item["size_mb"] = Json::Int64{pass.sizeMB};
+        item["failed"] = pass.hasFailed;
+    }
+    json["refused"] = Json::Value(Json::arrayValue);
+    for (const std::string& refused : result.refused) {
+        json["refused"].append(refused);
+    }
+    return json;
+}
+
+void Print(const RoundResult& result, bool asJson)
+{
+    if (asJson) {
+        PrintJsonLine(RoundJson(result));
+        return;
+    }
+    if (result.need.neededMB > 0) {
+        fmt::print("{}\n", VolumeText(result.need));
+    }
+    for (const RoundResult::Pass& pass : result.passes) {
+        fmt::print("{}: {} by volume, {} by date, {} by size, {} by number, {} MB{}\n", Printable(pass.name),
+                   pass.byVolume, pass.byDate, pass.bySize, pass.byNumber, pass.sizeMB,
+                   pass.hasFailed ? "; FAILED, see vx log tail" : "");
+    }
+    for (const std::string& refused : result.refused) {
+        fmt::print("nothing of {}\n", Printable(refused));
+    }
+    fmt::print("{} target(s), {} alert(s) marked, {} record(s) deleted\n", result.targets, result.alerts,
+               result.swept);
+    std::fflush(stdout);
+}
+
+void Run(const Options& options)
+{
+    const StopSignal stop;
+    RotateRounds rounds(stop.RunFlag(), options.reserveMB, !options.noSweep);
+    RoundResult result;
+    do {
+        result = rounds.Run();
+        Print(result, options.json);
+    } while (!options.once && !stop.WaitFor(std::chrono::seconds(options.intervalSec)));
+    rounds.Finish();
+    if (options.once && result.hasFailed) {
+        Fail(EXIT_FOUND, "rotate run", "not everything could be rotated; vx log tail says why");
+    }
+    if (options.once && !result.refused.empty()) {
+        Fail(EXIT_REFUSED, "rotate run",
+             "database and volume do not belong together: nothing of them is removed");
+    }
+}
+
+} // namespace
+
+void AddRotateRunVerb(CLI::App& rotate)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App* const verb =
+        rotate.add_subcommand("run", "Keep every target within its limits: mark, sweep, report, wait, again");
+    verb->add_flag("--once", options->once, "One round, then end");
+    verb->add_option("--interval", options->intervalSec, "Seconds between two rounds")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    verb->add_option("--reserve", options->reserveMB,
+                     "Megabytes to be left free, instead of what is configured")
+        ->check(CLI::NonNegativeNumber);
+    verb->add_flag("--no-sweep", options->noSweep, "Only mark; vx event sweep deletes");
+    verb->add_flag("--json", options->json, "Print one JSON object a round");
+    verb->callback([options] { Run(*options); });
+}

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate_targets.cpp - the targets, from the records of cameras and tasks and from the recordings.
+#include "rotate_targets.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "package/camera.h"
+#include "package/recsweep.h"
+#include "package/rectask.h"
+#include "sqlconversion.h"
+#include "vxrotateevt.h"
+#include "vxrotatefaceevt.h"
+#include "vxrotatelapseevt.h"
+#include "vxrotdvaevt.h"
+
+namespace {
+
+bool Exists(const std::string& dbPath)
+{
+    return ::access(dbPath.c_str(), F_OK) == 0; // asking a database that was never made would make it
+}
+
+RotateTarget CameraTarget(const Camera& camera, CAM_REC_GROUP group)
+{
+    RotateTarget target;
+    target.id = camera.GetId();
+    target.name = fmt::format("camera {} {} {}", camera.GetId(), camera.GetName(),
+                              group == CAM_REC_GROUP_CONTINUOUS ? "continuous" : "event");
+    target.dbPath = RecDBPath(REC_KIND_EVENT);
+    target.make = [camera, group](long volBound, const volatile int& runFlag, VxRotLogger& logger) {
+        return std::make_unique<VxRotEvt>(camera, volBound, runFlag, logger, group);
+    };
+    return target;
+}
+
+RotateTarget::Maker MakerOf(const RecTask& task)
+{
+    const RotLimits limits = task.GetLimits();
+    const int id = task.GetId();
+    const std::string name = task.GetName();
+    const auto fill = [limits, id](auto settings) {
+        settings.SetId(id);
+        settings.SetLimits(limits);
+        return settings;
+    };
+    switch (task.GetKind()) {
+    case RecTask::ARCHIVE:
+        return [=](long volBound, const volatile int& runFlag, VxRotLogger& logger) {
+            return std::make_unique<VxRotArchEvt>(fill(ArchPullTask()), volBound, runFlag, logger);
+        };
+    case RecTask::LAPSE:
+        return [=](long volBound, const volatile int& runFlag, VxRotLogger& logger) {
+            return std::make_unique<VxRotLapseEvt>(fill(TimeLapseTask()), volBound, runFlag, logger);
+        };
+    case RecTask::IVA:
+        return [=](long volBound, const volatile int& runFlag, VxRotLogger& logger) {
+            const DvaCoreRotateSettings settings = fill(DvaCoreRotateSettings(RecTask::IVA));
+            return std::make_unique<VxRotDvaEvt>(&settings, volBound, runFlag, logger, name);
+        };
+    default:
+        return [=](long volBound, const volatile int& runFlag, VxRotLogger& logger) {
+            DvaCoreRotateSettings settings = fill(DvaCoreRotateSettings(RecTask::FACE));
+            return std::make_unique<VxRotFaceEvt>(&settings, volBound, runFlag, logger, name);
+        };
+    }
+}
+
+RotateTarget TaskTarget(const RecTask& task)
+{
+    constexpr EVT_TYPE TYPES[] = {EVT_TYPE_ARCHIVE, EVT_TYPE_LAPSE, EVT_TYPE_DVA, EVT_TYPE_FACE};
+    RotateTarget target;
+    target.type = TYPES[task.GetKind()];
+    target.kind = task.GetRecKind();
+    target.id = task.GetId();
+    target.archTaskId = task.GetKind() == RecTask::ARCHIVE ? task.GetId() : 0;
+    target.name = fmt::format("{} {} {}", RotateTypeName(target.type), task.GetId(), task.GetName());
+    target.dbPath = task.GetDBPath();
+    target.make = MakerOf(task);
+    return target;
+}
+
+/// Owners of live camera events that have no camera any more.
+int AddOwnersWithoutCamera(const std::set<int>& known, std::list<RotateTarget>& targets)
+{
+    int last = 0;
+    for (;;) {
+        DBResult_tag* pResult = nullptr;
+        const std::string sql =
+            fmt::format("SELECT camera_id FROM {} WHERE mark_as_del = 0 AND camera_id > {} "
+                        "ORDER BY camera_id LIMIT 1",
+                        gszTableEvent, last);
+        if (VxDB::Executep(RecDBPath(REC_KIND_EVENT), sql, &pResult) != 0) {
+            return -1;
+        }
+        unsigned int row = 0;
+        const bool isFound = VxDBFetchRow(pResult, &row) == 0;
+        last = isFound ? static_cast<int>(VxDB::FetchFieldAsNumber(pResult, row, "camera_id")) : last;
+        VxDBFreeResult(pResult);
+        if (!isFound) {
+            return 0;
+        }
+        if (!known.contains(last)) {
+            Camera gone;
+            gone.SetId(last);
+            gone.SetName("(removed)");
+            targets.push_back(CameraTarget(gone, CAM_REC_GROUP_CONTINUOUS));
+            targets.push_back(CameraTarget(gone, CAM_REC_GROUP_EVENT));
+        }
+    }
+}
+
+int AddCameras(std::list<RotateTarget>& targets)
+{
+    std::set<int> ids;
+    if (GetAllCameraIds(ids) != 0) {
+        return -1;
+    }
+    for (const int id : ids) {
+        Camera camera;
+        if (camera.Load(id) != 0) {
+            continue; // removed just now: found below if it has recordings
+        }
+        targets.push_back(CameraTarget(camera, CAM_REC_GROUP_CONTINUOUS));
+        targets.push_back(CameraTarget(camera, CAM_REC_GROUP_EVENT));
+    }
+    return Exists(RecDBPath(REC_KIND_EVENT)) ? AddOwnersWithoutCamera(ids, targets) : 0;
+}
+
+} // namespace
+
+int ListRotateTargets(std::list<RotateTarget>& targets)
+{
+    if (!Exists(VxDB::GetDBPath(VxDB::DB_SYSTEM))) {
+        return 0; // nothing is configured; what limits there were is not known, so nothing goes
+    }
+    if (AddCameras(targets) != 0) {
+        return -1;
+    }
+    for (const RecTask::KIND kind : {RecTask::ARCHIVE, RecTask::LAPSE, RecTask::IVA, RecTask::FACE}) {
+        std::list<RecTask> tasks;
+        if (RecTask::List(kind, tasks) != 0) {
+            return -1;
+        }
+        std::ranges::transform(tasks, std::back_inserter(targets), TaskTarget);
+    }
+    targets.remove_if([](const RotateTarget& target) { return !Exists(target.dbPath); });
+    return 0;
+}
+
+const char* RotateTypeName(EVT_TYPE type) noexcept
+{
+    constexpr const char* NAMES[] = {"camera", "archive", "lapse", "iva", "face", "alert"};
+    return static_cast<std::size_t>(type) < std::size(NAMES) ? NAMES[type] : "other";
+}

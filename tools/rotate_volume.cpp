@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate_volume.cpp - the bound time of a volume: a merge of all targets' recordings, oldest first.
+#include "rotate_volume.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <queue>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "package/monoclock.h"
+#include "package/recsweep.h"
+#include "package/root.h"
+#include "sqlconversion.h"
+
+namespace {
+
+constexpr int PAGE_ROWS = 500;
+constexpr long long BYTES_OF_MB = 1024 * 1024;
+
+const volatile int g_neverRun = 0; ///< for rotators that are only asked
+
+/// Runs a query. @return 0; -1 (logged)
+int Query(const std::string& dbPath, const std::string& sql,
+          const std::function<void(DBResult_tag*, unsigned int)>& take)
+{
+    DBResult_tag* pResult = nullptr;
+    if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
+        return -1;
+    }
+    for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
+        take(pResult, row);
+    }
+    VxDBFreeResult(pResult);
+    return 0;
+}
+
+/// What ended at one second.
+struct Slice {
+    long long stopTime = 0;
+    long long bytes = 0;
+};
+
+/// The recordings of one target, page by page, oldest first.
+class Walk {
+public:
+    Walk(std::string dbPath, std::string table, std::string where)
+        : m_dbPath(std::move(dbPath)), m_table(std::move(table)), m_where(std::move(where))
+    {}
+
+    /// @return false at the end or, with Failed(), when the database cannot be read
+    bool Next(Slice& slice)
+    {
+        if (m_next == m_page.size() && !LoadPage()) {
+            return false;
+        }
+        slice = m_page[m_next++];
+        return true;
+    }
+    bool Failed() const noexcept { return m_hasFailed; }
+
+private:
+    bool LoadPage()
+    {
+        const long long after =
+            m_page.empty() ? std::numeric_limits<long long>::min() : m_page.back().stopTime;
+        m_page.clear();
+        m_next = 0;
+        const std::string sql =
+            fmt::format("SELECT stop_time, SUM(MAX(size, 0)) AS bytes FROM {} {} AND stop_time > {} "
+                        "GROUP BY stop_time ORDER BY stop_time LIMIT {}",
+                        m_table, m_where, after, PAGE_ROWS);
+        m_hasFailed = Query(m_dbPath, sql, [this](DBResult_tag* pRows, unsigned int row) {
+                          m_page.push_back({VxDB::FetchFieldAsNumber(pRows, row, "stop_time"),
+                                            VxDB::FetchFieldAsNumber(pRows, row, "bytes")});
+                      }) != 0;
+        return !m_page.empty();
+    }
+
+    std::string m_dbPath;
+    std::string m_table;
+    std::string m_where;
+    std::vector<Slice> m_page;
+    std::size_t m_next = 0;
+    bool m_hasFailed = false;
+};
+
+struct Head {
+    Slice slice;
+    Walk* pWalk;
+    bool operator>(const Head& other) const noexcept { return slice.stopTime > other.slice.stopTime; }
+};
+
+/// Megabytes that are marked in a database.
+int AddComing(const std::string& dbPath, REC_KIND kind, long long& bytes)
+{
+    const std::string sql = fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1",
+                                        RecTableOf(kind).table);
+    return Query(dbPath, sql, [&bytes](DBResult_tag* pRows, unsigned int row) {
+        bytes += VxDB::FetchFieldAsNumber(pRows, row, "bytes");
+    });
+}
+
+int ComputeComing(const std::list<RotateTarget>& targets, long long& comingMB)
+{
+    std::set<std::string> seen;
+    long long bytes = 0;
+    for (const RotateTarget& target : targets) {
+        if (seen.insert(target.dbPath).second && AddComing(target.dbPath, target.kind, bytes) != 0) {
+            return -1;
+        }
+    }
+    comingMB = bytes / BYTES_OF_MB;
+    return 0;
+}
+
+/// The start of the newest recording of all targets; 0 without one, -1 (logged).
+long FindNewestStart(const std::list<RotateTarget>& targets)
+{
+    VxRotLogger logger(EVT_TYPE_CAMERA);
+    long newest = 0;
+    for (const RotateTarget& target : targets) {
+        const auto pRotator = target.make(0, g_neverRun, logger);
+        const long start =
+            GetRotBoundTimeFromRetainNum(pRotator->GetTableName(), pRotator->GetSqlWhere(), 0, target.dbPath);
+        if (start < 0) {
+            return -1;
+        }
+        newest = std::max(newest, start);
+    }
+    return newest;
+}
+
+/// Walks until `need.neededMB` are found or `limitTime` is reached.
+int FindBound(const std::list<RotateTarget>& targets, long limitTime, VolumeNeed& need)
+{
+    VxRotLogger logger(EVT_TYPE_CAMERA);
+    std::list<Walk> walks;
+    std::priority_queue<Head, std::vector<Head>, std::greater<>> heads;
+    const auto advance = [&heads](Walk& walk) {
+        Head head{{}, &walk};
+        if (walk.Next(head.slice)) {
+            heads.push(head);
+        }
+        return !walk.Failed();
+    };
+    for (const RotateTarget& target : targets) {
+        const auto pRotator = target.make(0, g_neverRun, logger);
+        Walk& walk = walks.emplace_back(target.dbPath, pRotator->GetTableName(), pRotator->GetSqlWhere());
+        if (!advance(walk)) {
+            return -1;
+        }
+    }
+    long long bytes = 0;
+    long bound = 0;
+    while (bytes < need.neededMB * BYTES_OF_MB && !heads.empty() && heads.top().slice.stopTime < limitTime) {
+        const Head head = heads.top();
+        heads.pop();
+        bytes += head.slice.bytes;
+        bound = static_cast<long>(head.slice.stopTime + 1);
+        if (!advance(*head.pWalk)) {
+            return -1;
+        }
+    }
+    need.boundTime = bound;
+    need.foundMB = bytes / BYTES_OF_MB;
+    return 0;
+}
+
+} // namespace
+
+int ComputeVolumeNeed(const std::list<RotateTarget>& targets, long long reserveMB, VolumeNeed& need)
+{
+    need.reserveMB = reserveMB >= 0 ? reserveMB : GetRecReserveMB();
+    const std::string rec = GetPackageRoot() + "/rec";
+    if (GetVolumeSpaceMB(rec, need.freeMB, need.totalMB) != 0 || ComputeComing(targets, need.comingMB) != 0) {
+        return -1;
+    }
+    need.neededMB = std::max(0LL, need.reserveMB - need.freeMB - need.comingMB);
+    if (need.neededMB == 0) {
+        return 0;
+    }
+    const long newest = FindNewestStart(targets);
+    if (newest < 0) {
+        return -1;
+    }
+    const long limitTime = std::min(newest, static_cast<long>(GetWallTimeSec()) - VOLUME_KEEP_SEC);
+    return FindBound(targets, limitTime, need);
+}

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/rotate_volume.h - whether the volume of recordings is short of room, and how far back it has to go.
+#pragma once
+
+#include <list>
+
+#include "rotate_targets.h"
+
+/// What the volume needs.
+struct VolumeNeed {
+    long long totalMB = 0;
+    long long freeMB = 0;
+    long long reserveMB = 0; ///< to be left free
+    long long comingMB = 0;  ///< marked already, free after the sweep
+    long long neededMB = 0;  ///< still missing then; 0: nothing
+    long long foundMB = 0;   ///< what comes free up to the bound
+    long boundTime = 0;      ///< what ended before it goes; 0: nothing
+};
+
+/// Recordings that ended later than this long ago are never taken for room.
+constexpr long VOLUME_KEEP_SEC = 3600;
+
+/// Looks at the volume and, when it is short, walks the oldest recordings of all targets together until what
+/// is missing comes free. The newest recording of all stays, and so does what is younger than VOLUME_KEEP_SEC:
+/// a volume that others have filled does not empty the box.
+///
+/// @param reserveMB  to be left free; below 0: as configured
+/// @return 0; -1 (logged): `need` says what was found until then, without a bound
+[[nodiscard]] int ComputeVolumeNeed(const std::list<RotateTarget>& targets, long long reserveMB,
+                                    VolumeNeed& need);
