@@ -213,12 +213,51 @@ Question SqlBatch()
         {{"Ours", 11, TargetKind::RATIO, "Floor", 1.2}, {"Ours", 46, TargetKind::RATIO, "Floor", 1.2}}};
 }
 
+Question RotateMark()
+{
+    Question question{
+        "RotateMark",
+        "What does marking 200,000 events through a rotator cost over the bare batches?",
+        "Floor: 200 times SELECT of the 1000 oldest events and UPDATE of those, on the same file with the "
+        "same "
+        "durability. Ours, by size and by time: a whole pass with counters, notes for clients, "
+        "notifications, "
+        "bookmarks and the users' log. `last/first`: medians of the last and the first ten batches. "
+        "`peak_rss_mib`: of the whole process in the pass. Not timed: making the events.",
+        "events",
+        {"Floor", "BySize", "ByTime"},
+        {"last/first", "peak_rss_mib"},
+        {}};
+    for (const long long events : {1'000'000LL, 10'000'000LL}) {
+        question.targets.push_back({"BySize", events, TargetKind::RATIO, "Floor", 2.0});
+        question.targets.push_back({"ByTime", events, TargetKind::RATIO, "Floor", 2.0});
+        question.targets.push_back({"BySize", events, TargetKind::COUNTER, "last/first", 1.5});
+        question.targets.push_back({"BySize", events, TargetKind::COUNTER, "peak_rss_mib", 64});
+        question.targets.push_back({"ByTime", events, TargetKind::COUNTER, "peak_rss_mib", 64});
+    }
+    return question;
+}
+
+Question RotateSweep()
+{
+    return {"RotateSweep",
+            "How fast are marked events deleted with their files, and who has to wait?",
+            "10,000 events with a file of 4 KiB each, in lists of 1000. Floor: unlinking the files alone. "
+            "`writer_p99_ms`: the time of a transaction of a second process's kind of writer beside the "
+            "sweep, in ms.",
+            "events",
+            {"Floor", "Ours", "BesideAWriter"},
+            {"writer_p99_ms"},
+            {{"Ours", 10'000, TargetKind::ABSOLUTE, "", 1e9},
+             {"BesideAWriter", 10'000, TargetKind::COUNTER, "writer_p99_ms", 20}}};
+}
+
 } // namespace
 
 const std::vector<Question>& Questions()
 {
-    static const std::vector<Question> questions{FrameWrite(), Stream(),        Latency(),    WriterCost(),
-                                                 FirstLap(),   LogSuppressed(), LogEmitted(), SqlInsert(),
-                                                 SqlSplice(),  SqlRows(),       SqlEnum(),    SqlBatch()};
+    static const std::vector<Question> questions{
+        FrameWrite(), Stream(),    Latency(), WriterCost(), FirstLap(), LogSuppressed(), LogEmitted(),
+        SqlInsert(),  SqlSplice(), SqlRows(), SqlEnum(),    SqlBatch(), RotateMark(),    RotateSweep()};
     return questions;
 }
