@@ -133,6 +133,7 @@ EventFilterParam VxRotArchEvt::GetRotByTimeParam(long boundTime) const
     EventFilterParam filter = VxRotEvtBase::GetRotByTimeParam(boundTime);
     filter.archTaskId = m_taskId;
     filter.camId = m_taskId; // the owner of a row in a task's database
+    filter.recGroup = 0;     // Decision: what is fetched has no groups; naming the group lets the index sort
     return filter;
 }
 

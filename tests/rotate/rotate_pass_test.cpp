@@ -116,6 +116,7 @@ TEST_F(RotatePassTest, ALargeExcessGoesInBatches)
 
 struct StopCase {
     const char* what;
+    TARGET target;
     long volBound;
     int days, sizeMB, num;
     bool byMode; ///< the system goes into non-recording mode, instead of the flag
@@ -126,11 +127,11 @@ class RotateStopTest : public RotatePassTest, public ::testing::WithParamInterfa
 // Catches: a loop that runs on after it was told to stop, or a stop that is reported as a failure.
 TEST_P(RotateStopTest, EachLoopEndsAfterItsBatch)
 {
-    m_world.AddMany(ARCHIVE, 2500, OLD);
     const StopCase& given = GetParam();
-    const auto pRotator = m_world.Make(ARCHIVE, given.volBound, given.days, given.sizeMB, given.num);
+    m_world.AddMany(given.target, 2500, OLD);
+    const auto pRotator = m_world.Make(given.target, given.volBound, given.days, given.sizeMB, given.num);
     g_sqlWatch.after = [&](const std::string&, const std::string& sql) {
-        if (sql.starts_with("UPDATE event SET mark_as_del")) {
+        if (sql.find(" SET mark_as_del") != std::string::npos) {
             if (given.byMode) {
                 EXPECT_EQ(SetNonRecMode(true), 0);
             } else {
@@ -140,7 +141,7 @@ TEST_P(RotateStopTest, EachLoopEndsAfterItsBatch)
     };
     LogCapture log;
     EXPECT_EQ(pRotator->Start(), 0);
-    EXPECT_EQ(m_world.Marked(ARCHIVE).size(), 1000U);
+    EXPECT_EQ(m_world.Marked(given.target).size(), 1000U);
     EXPECT_NE(log.TakeText("rotate/vxrotate LogFinish")
                   .find("=> " + std::string(given.volBound > 0 ? "1000" : "0")),
               std::string::npos);
@@ -148,12 +149,17 @@ TEST_P(RotateStopTest, EachLoopEndsAfterItsBatch)
 }
 
 INSTANTIATE_TEST_SUITE_P(Loops, RotateStopTest,
-                         ::testing::Values(StopCase{"Volume", 1'650'000'000, 30, 1, 1, false},
-                                           StopCase{"Date", 0, 30, 1, 1, false},
-                                           StopCase{"Size", 0, 0, 1, 1, false},
-                                           StopCase{"Number", 0, 0, 0, 1, false},
-                                           StopCase{"DateByMode", 0, 30, 1, 1, true},
-                                           StopCase{"SizeByMode", 0, 0, 1, 1, true}),
+                         ::testing::Values(StopCase{"Volume", CAMERA, 1'650'000'000, 30, 1, 1, false},
+                                           StopCase{"Date", ARCHIVE, 0, 30, 1, 1, false},
+                                           StopCase{"Size", ARCHIVE, 0, 0, 1, 1, false},
+                                           StopCase{"Number", ARCHIVE, 0, 0, 0, 1, false},
+                                           StopCase{"DateByMode", CAMERA, 0, 30, 1, 1, true},
+                                           StopCase{"SizeByMode", ARCHIVE, 0, 0, 1, 1, true},
+                                           StopCase{"LapseVolume", LAPSE, 1'650'000'000, 0, 1, 1, false},
+                                           StopCase{"LapseSize", LAPSE, 0, 0, 1, 0, false},
+                                           StopCase{"IvaDate", DVA, 0, 30, 1, 1, false},
+                                           StopCase{"FaceDate", FACE, 0, 30, 1, 1, false},
+                                           StopCase{"FaceSize", FACE, 0, 0, 1, 0, false}),
                          [](const auto& tested) { return std::string(tested.param.what); });
 
 // Catches: a message at another level, with another text or value, or under another tag.
@@ -166,7 +172,7 @@ TEST_F(RotatePassTest, LinesAreTheAgreedOnes)
     pRotator->Stop();
     std::string text;
     for (const CapturedLine& line : log.Take()) {
-        text += line.level + " " + line.place + ": " + line.text;
+        text += line.place.starts_with("rotate/") ? line.level + " " + line.place + ": " + line.text : "";
     }
     EXPECT_EQ(
         text,

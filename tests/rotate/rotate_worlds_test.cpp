@@ -84,9 +84,11 @@ TEST_P(RotateWorldsTest, PassMarksExactlyWhatTheLimitsAskFor)
 {
     const TARGET target = GetParam();
     std::mt19937 random(20261121);
+    RotWorld world;
     for (int round = 0; round < 60; ++round) {
-        RotWorld world;
         const std::vector<Recording> before = RandomRecordings(random);
+        world.Add(target, {});
+        world.Run(RotWorld::Path(target), std::string("DELETE FROM ") + RotWorld::Table(target));
         world.Add(target, before);
         const auto maybe = [&random](int most) {
             return random() % 2 == 0 ? 0 : 1 + static_cast<int>(random() % static_cast<unsigned>(most));
@@ -154,16 +156,25 @@ struct FaultCase {
     void (*spoil)(TARGET target);
 };
 
+/// Puts another file in the place of a database, as whoever repairs a box does.
+void Replace(TARGET target, const char* content)
+{
+    for (const char* const tail : {"", "-wal", "-shm"}) {
+        std::filesystem::remove(RotWorld::Path(target) + tail);
+    }
+    if (content != nullptr) {
+        std::ofstream(RotWorld::Path(target)) << content;
+    }
+}
+
 const FaultCase FAULTS[] = {
     {"VolumeNotMounted", [](TARGET) { std::filesystem::remove(GetPackageRoot() + "/rec/.volume"); }},
     {"OtherVolume",
      [](TARGET) { std::ofstream(GetPackageRoot() + "/rec/.volume") << std::string(32, 'a') << "\n"; }},
-    {"DatabaseMissing", [](TARGET target) { std::filesystem::remove(RotWorld::Path(target)); }},
-    {"DatabaseEmpty", [](TARGET target) { std::filesystem::resize_file(RotWorld::Path(target), 0); }},
+    {"DatabaseMissing", [](TARGET target) { Replace(target, nullptr); }},
+    {"DatabaseEmpty", [](TARGET target) { Replace(target, ""); }},
     {"DatabaseForeign",
-     [](TARGET target) {
-         std::ofstream(RotWorld::Path(target)) << "this is no database, and longer than a header";
-     }},
+     [](TARGET target) { Replace(target, "this is no database, and it is longer than the header of one"); }},
     {"RowsOfANewDatabase",
      [](TARGET target) {
          RotWorld::Run(RotWorld::Path(target), std::string("DELETE FROM ") + gszTableRecVolume);
@@ -178,7 +189,6 @@ TEST_P(RotateWorldsTest, NothingGoesWhereSomethingIsWrong)
         RotWorld world;
         world.AddMany(target, 10, g_fakeWallSec - 40 * DAY, false, true);
         world.Add(target, {{99, 7, 1000, 2000, 1, true}}, true);
-        world.Run(RotWorld::Path(target), "PRAGMA wal_checkpoint(TRUNCATE)");
         fault.spoil(target);
         const LogCapture log;
         static_cast<void>(world.Make(target, static_cast<long>(g_fakeWallSec), 1, 1, 1)->Start());

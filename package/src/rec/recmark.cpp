@@ -28,12 +28,23 @@ struct MarkedBatch {
     long long bytes = 0;
 };
 
+/// Ids that a clause names, which need no order when they are all meant; more than a batch when it names none.
+long CountIds(const std::string& where)
+{
+    const std::size_t list = where.find("id IN (");
+    return list == std::string::npos
+               ? REC_BATCH + 1L
+               : 1L + std::count(where.begin() + static_cast<long>(list), where.end(), ',');
+}
+
 std::string MarkSql(const RecMarkTask& task, int limit)
 {
     const RecTable& table = RecTableOf(task.kind);
     const bool isEvent = task.kind == REC_KIND_EVENT;
-    return std::string("UPDATE ") + table.table + " SET mark_as_del = 1 WHERE id IN (SELECT id FROM " +
-           table.table + " " + task.where + " ORDER BY stop_time LIMIT " + std::to_string(limit) + ")" +
+    const std::string oldest = std::string("WHERE id IN (SELECT id FROM ") + table.table + " " + task.where +
+                               " ORDER BY stop_time LIMIT " + std::to_string(limit) + ")";
+    return std::string("UPDATE ") + table.table + " SET mark_as_del = 1 " +
+           (CountIds(task.where) <= limit ? task.where : oldest) +
            VxDB::GetReturnColumnsStatement({"id", table.owner, "start_time", "size", "path",
                                             isEvent ? "cam_end_ms" : "id", isEvent ? "rotate_only" : "id"});
 }
