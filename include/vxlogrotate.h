@@ -64,6 +64,8 @@ public:
     [[nodiscard]] int LoadSettings() noexcept;
     const VxLogRotateSettings& Settings() const noexcept { return m_settings; }
     const LogTable& Table() const noexcept { return m_table; }
+    /// How many rows Rotate() would delete now. @return -1 (logged) on failure.
+    std::int64_t CountRotated(int timeUPB) const noexcept;
 
 protected:
     /// Runs a statement of this log's database; logs nothing of its own.
@@ -179,8 +181,8 @@ public:
 /// @return 0; -1 (logged) when the owners cannot be listed.
 [[nodiscard]] VX_API int MakeLogRotaters(VX_ROTATED_LOG log,
                                          std::vector<std::unique_ptr<VxLogRotaterBase>>& rotaters) noexcept;
-/// What messages call a log.
-VX_API const char* GetLogName(VX_ROTATED_LOG log) noexcept;
+/// Where a log is, and what messages call it.
+VX_API const LogTable& GetLogTable(VX_ROTATED_LOG log) noexcept;
 
 /// "DIR/PREFIX_TIME.EXT", the time as local "YYYYMMDD_HHMMSS".
 VX_API std::string GenArchFilename(const std::string& dir, long time, const std::string& prefix,

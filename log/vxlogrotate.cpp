@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <limits>
+#include <string_view>
 
 #include "logrot_internal.h"
 #include "package/exechelperd.h"
@@ -158,6 +159,23 @@ try {
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to delete from [%s] [%s].\n", m_table.table,
            error.what());
+    return -1;
+}
+
+std::int64_t VxLogRotaterBase::CountRotated(int timeUPB) const noexcept
+try {
+    constexpr std::string_view BATCH =
+        " ORDER BY "; // a rotater that deletes in batches names its limit behind it
+    std::string rows = GetRotateSqlStr(timeUPB).substr(std::string_view("DELETE").size());
+    if (const std::size_t batch = rows.find(BATCH); batch != rows.npos) {
+        rows.replace(batch, rows.npos, ");");
+    }
+    std::string count;
+    return VxDB::LoadFirstFieldFromDB(m_table.instance, "SELECT COUNT(1)" + rows, count) == 0
+               ? std::strtoll(count.c_str(), nullptr, 10)
+               : -1;
+} catch (const std::exception& error) {
+    VX_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to count [%s] [%s].\n", m_table.name, error.what());
     return -1;
 }
 

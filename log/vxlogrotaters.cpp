@@ -73,11 +73,6 @@ int StartOfDay(int timeUPB) noexcept
     return start <= time && start > time - 2 * 86400 ? static_cast<int>(start) : timeUPB;
 }
 
-const LogTable& TableOf(VX_ROTATED_LOG log) noexcept
-{
-    return TABLES[log >= 0 && log < VX_ROTATED_LOG_COUNT ? log : 0];
-}
-
 /// The owners that have rows.
 int ListOwners(const LogTable& table, const char* ownerColumn, std::vector<int>& owners)
 {
@@ -98,9 +93,9 @@ int ListOwners(const LogTable& table, const char* ownerColumn, std::vector<int>&
 
 } // namespace
 
-const char* GetLogName(VX_ROTATED_LOG log) noexcept
+const LogTable& GetLogTable(VX_ROTATED_LOG log) noexcept
 {
-    return TableOf(log).name;
+    return TABLES[log >= 0 && log < VX_ROTATED_LOG_COUNT ? log : 0];
 }
 
 int MakeLogRotaters(VX_ROTATED_LOG log, std::vector<std::unique_ptr<VxLogRotaterBase>>& rotaters) noexcept
@@ -127,7 +122,7 @@ try {
         made.push_back(std::make_unique<VxBookmarkRotater>());
         break;
     case VX_ROTATED_LOG_INTERCOM:
-        if (ListOwners(TableOf(log), "intercom_id", owners) != 0) {
+        if (ListOwners(GetLogTable(log), "intercom_id", owners) != 0) {
             return -1;
         }
         for (const int owner : owners) {
@@ -135,7 +130,7 @@ try {
         }
         break;
     case VX_ROTATED_LOG_ORVOCAM:
-        if (ListOwners(TableOf(log), "camera_id", owners) != 0) {
+        if (ListOwners(GetLogTable(log), "camera_id", owners) != 0) {
             return -1;
         }
         for (const int owner : owners) {
@@ -156,7 +151,7 @@ try {
     return -1;
 }
 
-VxLogEventRotater::VxLogEventRotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_EVENT)) {}
+VxLogEventRotater::VxLogEventRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_EVENT)) {}
 
 int VxLogEventRotater::Archive(int timeUPB, const std::string& archiveDir) noexcept
 {
@@ -165,7 +160,7 @@ int VxLogEventRotater::Archive(int timeUPB, const std::string& archiveDir) noexc
     return ArchiveEventLog(timeUPB, archiveDir);
 }
 
-VxLogRotater::VxLogRotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_SYSTEM)) {}
+VxLogRotater::VxLogRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_SYSTEM)) {}
 
 int VxLogRotater::Archive(int timeUPB, const std::string& archiveDir) noexcept
 {
@@ -196,7 +191,7 @@ try {
     return -1;
 }
 
-VxIOModuleLogRotater::VxIOModuleLogRotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_IO_MODULE)) {}
+VxIOModuleLogRotater::VxIOModuleLogRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_IO_MODULE)) {}
 
 std::string VxIOModuleLogRotater::GetCountLimitSqlStr() const
 {
@@ -204,9 +199,9 @@ std::string VxIOModuleLogRotater::GetCountLimitSqlStr() const
                   "event", m_table.messageColumn, m_table.table);
 }
 
-VxMessageRotater::VxMessageRotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_MESSAGE)) {}
+VxMessageRotater::VxMessageRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_MESSAGE)) {}
 
-VxActRuleHistRotater::VxActRuleHistRotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_RULE_HISTORY)) {}
+VxActRuleHistRotater::VxActRuleHistRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_RULE_HISTORY)) {}
 
 VxOwnedLogRotater::VxOwnedLogRotater(const LogTable& table, const char* ownerColumn, int ownerId)
     : VxLogRotaterBase(table), m_ownerColumn(ownerColumn), m_ownerId(ownerId)
@@ -228,11 +223,11 @@ std::string VxOwnedLogRotater::GetSelectOffsetSqlStr(int offset) const
 }
 
 VxIntercomLogRotater::VxIntercomLogRotater(int intercomId)
-    : VxOwnedLogRotater(TableOf(VX_ROTATED_LOG_INTERCOM), "intercom_id", intercomId)
+    : VxOwnedLogRotater(GetLogTable(VX_ROTATED_LOG_INTERCOM), "intercom_id", intercomId)
 {}
 
 VxOrvocamLogRotater::VxOrvocamLogRotater(int cameraId)
-    : VxOwnedLogRotater(TableOf(VX_ROTATED_LOG_ORVOCAM), "camera_id", cameraId)
+    : VxOwnedLogRotater(GetLogTable(VX_ROTATED_LOG_ORVOCAM), "camera_id", cameraId)
 {}
 
 int VxOrvocamLogRotater::GetTimeUPBByDays() noexcept
@@ -240,7 +235,7 @@ int VxOrvocamLogRotater::GetTimeUPBByDays() noexcept
     return StartOfDay(VxLogRotaterBase::GetTimeUPBByDays());
 }
 
-VxBookmarkRotater::VxBookmarkRotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_BOOKMARK)) {}
+VxBookmarkRotater::VxBookmarkRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_BOOKMARK)) {}
 
 int VxBookmarkRotater::GetTimeUPBByDays() noexcept
 {
@@ -293,7 +288,7 @@ std::string VxBookmarkRotater::GetSelectOffsetSqlStr(int offset) const
     return SelectedOffsetSql(m_table, LOCKED, 0, offset);
 }
 
-DetectionEvent::Rotater::Rotater() : VxLogRotaterBase(TableOf(VX_ROTATED_LOG_DETECTION)) {}
+DetectionEvent::Rotater::Rotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_DETECTION)) {}
 
 int DetectionEvent::Rotater::Rotate(int timeUPB) noexcept
 try {

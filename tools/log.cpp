@@ -14,6 +14,7 @@
 
 #include "fail.h"
 #include "log_names.h"
+#include "log_rotate.h"
 #include "log_tail.h"
 #include "nouns.h"
 #include "package/dbglogctl.h"
@@ -255,10 +256,14 @@ void AddFilter(CLI::App& log)
 
 void AddLogNoun(CLI::App& vx)
 {
-    CLI::App* const log = vx.add_subcommand("log", "Show and change what running processes log");
+    CLI::App* const log = vx.add_subcommand("log", "What running processes log, and the logs that are kept");
     log->require_subcommand(1);
     AddShow(*log);
     AddSet(*log);
     AddFilter(*log);
     AddLogTail(*log);
+    AddLogAdd(*log);
+    AddLogArchive(*log);
+    AddLogKeep(*log);
+    AddLogRotate(*log);
 }

@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/log_rotate.cpp - vx log rotate and keep: how long logs are kept, and trimming them now or for ever.
+#include "log_rotate.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <json/value.h>
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+
+#include "fail.h"
+#include "package/timetext.h"
+#include "stop_signal.h"
+#include "table.h"
+#include "vxlogrotate.h"
+
+namespace {
+
+struct RotateOptions {
+    std::vector<std::string> logs;
+    bool once = false;
+    bool plan = false;
+    bool json = false;
+    int everySec = 3600;
+};
+
+struct KeepOptions {
+    std::string log;
+    bool on = false;
+    bool off = false;
+    int days = 0;
+    std::string sizeMB;
+    std::string count;
+    std::string archiveDir;
+    bool json = false;
+};
+
+std::string BoundText(int bound)
+{
+    return Time2Str(bound, "%Y-%m-%d %H:%M:%S");
+}
+
+/// What one rotater is about to do, and whether it did it.
+struct Outcome {
+    std::string word;
+    std::string owner;
+    bool isOn = false;
+    int bound = 0;
+    long long rows = 0;
+    bool isDone = false;
+};
+
+Json::Value JsonOf(const Outcome& outcome, bool plan)
+{
+    Json::Value json(Json::objectValue);
+    json["log"] = outcome.word;
+    if (!outcome.owner.empty()) {
+        json["owner"] = std::stoi(outcome.owner);
+    }
+    json["enabled"] = outcome.isOn;
+    if (outcome.isOn) {
+        json["before"] = outcome.bound;
+        json["rows"] = static_cast<Json::Int64>(outcome.rows);
+    }
+    if (!plan) {
+        json["done"] = outcome.isDone;
+    }
+    return json;
+}
+
+void Print(const std::vector<Outcome>& outcomes, bool plan, bool json)
+{
+    Json::Value list(Json::arrayValue);
+    Table table({"LOG", "OWNER", "BEFORE", ">ROWS", "STATE"});
+    for (const Outcome& outcome : outcomes) {
+        list.append(JsonOf(outcome, plan));
+        const char* const state = !outcome.isOn ? "kept for ever"
+                                  : plan        ? "would go"
+                                                : (outcome.isDone ? "gone" : "failed; vx log tail says why");
+        table.AddRow({outcome.word, outcome.owner, outcome.isOn ? BoundText(outcome.bound) : "",
+                      outcome.isOn ? std::to_string(outcome.rows) : "", state});
+    }
+    if (json) {
+        PrintJson(list);
+    } else {
+        table.Print();
+    }
+    std::fflush(stdout);
+}
+
+/// Looks at one rotater, and runs it unless it is only planned.
+Outcome RunOne(VxLogRotaterBase& rotater, bool plan)
+{
+    Outcome outcome;
+    outcome.word = LogWords()[static_cast<std::size_t>(rotater.Table().log)];
+    if (const auto* const pOwned = dynamic_cast<const VxOwnedLogRotater*>(&rotater); pOwned != nullptr) {
+        outcome.owner = std::to_string(pOwned->OwnerId());
+    }
+    if (rotater.LoadSettings() != 0) {
+        Fail(EXIT_UNREACHABLE, "log rotate",
+             "{}: its settings cannot be read or make no sense; vx log keep {}", outcome.word, outcome.word);
+    }
+    outcome.isOn = rotater.Settings().IsRotationWanted();
+    if (outcome.isOn) {
+        outcome.bound = rotater.GetTimeUPB();
+        outcome.rows = rotater.CountRotated(outcome.bound);
+        if (outcome.rows < 0) {
+            Fail(EXIT_UNREACHABLE, "log rotate", "{}: the log cannot be read; vx log tail says why",
+                 outcome.word);
+        }
+    }
+    outcome.isDone = !plan && rotater.Run() == 0;
+    return outcome;
+}
+
+std::vector<Outcome> RunAll(const std::vector<VX_ROTATED_LOG>& logs, bool plan)
+{
+    std::vector<Outcome> outcomes;
+    for (const VX_ROTATED_LOG log : logs) {
+        std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
+        if (MakeLogRotaters(log, rotaters) != 0) {
+            Fail(EXIT_UNREACHABLE, "log rotate", "{}: the log cannot be read; vx log tail says why",
+                 GetLogTable(log).name);
+        }
+        for (const auto& rotater : rotaters) {
+            outcomes.push_back(RunOne(*rotater, plan));
+        }
+    }
+    return outcomes;
+}
+
+void Rotate(const RotateOptions& options)
+{
+    std::vector<VX_ROTATED_LOG> logs;
+    for (const std::string& word : options.logs.empty() ? LogWords() : options.logs) {
+        logs.push_back(ParseLog("log rotate", word));
+    }
+    const StopSignal stop;
+    for (;;) {
+        const std::vector<Outcome> outcomes = RunAll(logs, options.plan);
+        Print(outcomes, options.plan, options.json);
+        if (options.plan) {
+            return;
+        }
+        if (options.once && !std::ranges::all_of(outcomes, &Outcome::isDone)) {
+            Fail(EXIT_FOUND, "log rotate",
+                 "not everything could be archived or removed; vx log tail says why");
+        }
+        if (options.once || stop.WaitFor(std::chrono::seconds(options.everySec))) {
+            return;
+        }
+    }
+}
+
+/// "off", or a limit of 1 or more.
+void SetLimit(const char* option, const std::string& text, bool& isOn, int& limit)
+{
+    if (text.empty()) {
+        return;
+    }
+    isOn = text != "off";
+    if (!isOn) {
+        return;
+    }
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < 1) {
+        Fail(EXIT_USAGE, "log keep", "{} {}: a number of 1 or more, or off", option, text);
+    }
+    limit = number;
+}
+
+bool IsChange(const KeepOptions& options)
+{
+    return options.on || options.off || options.days > 0 || !options.sizeMB.empty() ||
+           !options.count.empty() || !options.archiveDir.empty();
+}
+
+void Change(VX_ROTATED_LOG log, const KeepOptions& options)
+{
+    VxLogRotateSettings settings;
+    if (settings.Load(log) != 0 && !options.on) {
+        Fail(EXIT_UNREACHABLE, "log keep",
+             "{}: its settings cannot be read; --on with new ones replaces them", options.log);
+    }
+    settings.enabled = (settings.enabled || options.on) && !options.off;
+    settings.days = options.days > 0 ? options.days : settings.days;
+    SetLimit("--size-mb", options.sizeMB, settings.sizeLimitEnabled, settings.sizeLimitMB);
+    SetLimit("--count", options.count, settings.countLimitEnabled, settings.countLimit);
+    if (!options.archiveDir.empty()) {
+        settings.archiveDir = options.archiveDir == "default" ? "" : options.archiveDir;
+    }
+    if (const char* const problem = settings.Problem(); problem != nullptr) {
+        Fail(EXIT_USAGE, "log keep", "{}", problem);
+    }
+    if (settings.Save(log) != 0) {
+        Fail(EXIT_UNREACHABLE, "log keep", "{}: the settings cannot be stored; vx log tail says why",
+             options.log);
+    }
+}
+
+void Keep(const KeepOptions& options)
+{
+    std::vector<std::string> words = LogWords();
+    if (!options.log.empty()) {
+        const VX_ROTATED_LOG log = ParseLog("log keep", options.log);
+        words = {options.log};
+        if (IsChange(options)) {
+            Change(log, options);
+        }
+    } else if (IsChange(options)) {
+        Fail(EXIT_USAGE, "log keep", "which log: one of {}", fmt::join(words, ", "));
+    }
+    Json::Value list(Json::arrayValue);
+    Table table({"LOG", "ROTATED", ">DAYS", ">MB", ">ROWS", "ARCHIVES"});
+    for (const std::string& word : words) {
+        VxLogRotateSettings settings;
+        if (settings.Load(ParseLog("log keep", word)) != 0) {
+            Fail(EXIT_UNREACHABLE, "log keep",
+                 "{}: its settings cannot be read or make no sense; set them anew", word);
+        }
+        Json::Value json = settings.ToJson();
+        json["log"] = word;
+        list.append(json);
+        table.AddRow({word, settings.enabled ? "yes" : "no", std::to_string(settings.days),
+                      settings.sizeLimitEnabled ? std::to_string(settings.sizeLimitMB) : "-",
+                      settings.countLimitEnabled ? std::to_string(settings.countLimit) : "-",
+                      settings.GetArchiveDir()});
+    }
+    if (options.json) {
+        PrintJson(list);
+    } else {
+        table.Print();
+    }
+}
+
+} // namespace
+
+const std::vector<std::string>& LogWords()
+{
+    static const std::vector<std::string> words{"system",   "event",           "io-module",
+                                                "message",  "history",         "bookmark",
+                                                "intercom", "recorder-camera", "detection"};
+    return words;
+}
+
+VX_ROTATED_LOG ParseLog(std::string_view verb, const std::string& word)
+{
+    const auto found = std::ranges::find(LogWords(), word);
+    if (found == LogWords().end()) {
+        Fail(EXIT_USAGE, verb, "'{}' is no log; one of {}", word, fmt::join(LogWords(), ", "));
+    }
+    return static_cast<VX_ROTATED_LOG>(found - LogWords().begin());
+}
+
+void AddLogRotate(CLI::App& log)
+{
+    const auto options = std::make_shared<RotateOptions>();
+    CLI::App* const verb = log.add_subcommand(
+        "rotate", "Archive and remove what logs hold beyond their limits, again and again");
+    verb->add_option("LOG", options->logs,
+                     "Only these logs: " + fmt::format("{}", fmt::join(LogWords(), ", ")));
+    verb->add_flag("--once", options->once, "Once, and end");
+    verb->add_flag("--plan", options->plan, "Show what would go, and change nothing");
+    verb->add_option("--every", options->everySec, "Seconds between two rotations")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    verb->add_flag("--json", options->json, "Print JSON");
+    verb->callback([options] { Rotate(*options); });
+}
+
+void AddLogKeep(CLI::App& log)
+{
+    const auto options = std::make_shared<KeepOptions>();
+    CLI::App* const verb = log.add_subcommand("keep", "Show and change how long logs are kept");
+    verb->add_option("LOG", options->log, "One of " + fmt::format("{}", fmt::join(LogWords(), ", ")));
+    CLI::Option* const on = verb->add_flag("--on", options->on, "Rotate this log");
+    verb->add_flag("--off", options->off, "Keep everything of this log")->excludes(on);
+    verb->add_option("--days", options->days, "Keep at most this many days")->check(CLI::PositiveNumber);
+    verb->add_option("--size-mb", options->sizeMB, "Keep at most this many megabytes, or off");
+    verb->add_option("--count", options->count, "Keep at most this many rows, or off");
+    verb->add_option("--archive-dir", options->archiveDir, "Where archives go, or default");
+    verb->add_flag("--json", options->json, "Print JSON");
+    verb->callback([options] { Keep(*options); });
+}
