@@ -3,6 +3,7 @@
 // calls it.
 #include "package/spreadsheet.h"
 
+#include <fcntl.h>
 #include <xlsxwriter.h>
 
 #include <exception>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "pkglog.h"
+#include "unique_fd.h"
 
 struct SpreadsheetWriter::State {
     ~State()
@@ -67,6 +69,12 @@ SpreadsheetWriter::~SpreadsheetWriter() = default;
 int SpreadsheetWriter::Open(const std::string& path, std::span<const std::string> heading,
                             unsigned int sheetRows) noexcept
 try {
+    m_pState.reset();
+    const UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0640));
+    if (!file) { // asked here, since the library would print it to standard error
+        PKG_LOG(LOG_CATEG_TEMP_FILE, LOG_LEVEL_ERR, "Failed to write spreadsheet [%s] [%m].\n", path.c_str());
+        return -1;
+    }
     m_pState = std::make_unique<State>();
     m_pState->path = path;
     m_pState->folder = path.substr(0, path.rfind('/') == path.npos ? 0 : path.rfind('/') + 1) + ".";
@@ -88,6 +96,9 @@ try {
 
 int SpreadsheetWriter::AddRow(std::span<const std::string> cells) noexcept
 try {
+    if (m_pState == nullptr) {
+        return Fail("", "not open");
+    }
     State& state = *m_pState;
     if (state.pSheet == nullptr || state.nextRow >= state.sheetRows) {
         state.pSheet = workbook_add_worksheet(state.pBook, nullptr);
@@ -118,6 +129,9 @@ try {
 int SpreadsheetWriter::Close() noexcept
 {
     const std::unique_ptr<State> state = std::move(m_pState);
+    if (state == nullptr) {
+        return Fail("", "not open");
+    }
     const lxw_error code = workbook_close(std::exchange(state->pBook, nullptr));
     return code == LXW_NO_ERROR ? 0 : Fail(state->path, lxw_strerror(code));
 }

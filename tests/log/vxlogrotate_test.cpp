@@ -8,62 +8,19 @@
 #include <string>
 #include <vector>
 
-#include "support/fake_clock.h"
-#include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "log_fixture.h"
 
 namespace {
 
-constexpr int NOW = 1'800'000'000;
+class LogRotateTest : public LogFixture {};
 
-/// The value of a statement's first field; "none" without a row.
-std::string Query(const std::string& sql)
-{
-    std::string value = "none";
-    static_cast<void>(VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG, sql, value));
-    return value;
-}
-
-void Execute(const std::string& sql)
-{
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_LOG, sql), 0) << sql;
-}
-
-/// Rows 1..count with times 1..count in a log; `values` are further columns of each.
-void Fill(const char* table, int count, const std::string& columns = "", const std::string& values = "")
-{
-    Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i < " +
-            std::to_string(count) + ") INSERT INTO " + std::string(table) + " (timestamp" + columns +
-            ") SELECT i" + values + " FROM n;");
-}
-
-class LogRotateTest : public ::testing::Test {
-protected:
-    LogRotateTest()
-    {
-        g_fakeWallSec = NOW;
-        ::setenv("TZ", "UTC", 1);
-    }
-    ~LogRotateTest() override { ::unsetenv("TZ"); }
-
-    TempRoot m_root;
-    LogCapture m_log;
-};
-
-void Keep(VX_ROTATED_LOG log, const VxLogRotateSettings& settings)
-{
-    ASSERT_EQ(settings.Save(log), 0);
-}
-
-VxLogRotateSettings Settings(int days, int sizeLimitMB = 0, int countLimit = 0)
+VxLogRotateSettings Limits(int sizeLimitMB, int countLimit)
 {
     VxLogRotateSettings settings;
-    settings.enabled = true;
-    settings.days = days;
     settings.sizeLimitEnabled = sizeLimitMB > 0;
-    settings.sizeLimitMB = sizeLimitMB > 0 ? sizeLimitMB : 1;
+    settings.sizeLimitMB = sizeLimitMB;
     settings.countLimitEnabled = countLimit > 0;
-    settings.countLimit = countLimit > 0 ? countLimit : 1;
+    settings.countLimit = countLimit;
     return settings;
 }
 
@@ -93,7 +50,7 @@ TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
              {LLONG_MAX, LLONG_MAX, 1, 1, 2147483646},
              {-5, -5, 1, 1, 0},
          }) {
-        EXPECT_EQ(GetLimitOffset(Settings(1, c.sizeLimitMB, c.countLimit), c.cnt, c.sizeMB), c.offset)
+        EXPECT_EQ(GetLimitOffset(Limits(c.sizeLimitMB, c.countLimit), c.cnt, c.sizeMB), c.offset)
             << c.cnt << " " << c.sizeMB << " " << c.sizeLimitMB << " " << c.countLimit;
     }
     // The model: the fewest rows of equal size whose removal brings the rest to the limits.
@@ -106,7 +63,7 @@ TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
                         ++offset;
                     }
                     offset = std::max<long long>(offset, cnt - countLimit);
-                    EXPECT_EQ(GetLimitOffset(Settings(1, limit, countLimit), cnt, sizeMB), offset);
+                    EXPECT_EQ(GetLimitOffset(Limits(limit, countLimit), cnt, sizeMB), offset);
                 }
             }
         }
@@ -152,8 +109,8 @@ struct SqlCase {
 /// An owner's row, so that owned logs have a rotater.
 void AddOwners()
 {
-    Execute("INSERT INTO intercom_log (intercom_id, timestamp) VALUES (3, 1);"
-            "INSERT INTO orvocam_log (camera_id, timestamp) VALUES (7, 1);");
+    ExecuteOnLogs("INSERT INTO intercom_log (intercom_id, timestamp) VALUES (3, 1);"
+                  "INSERT INTO orvocam_log (camera_id, timestamp) VALUES (7, 1);");
 }
 
 // Catches: a statement that is not the agreed one, does not run on its table, or reads all rows to find the old
@@ -227,7 +184,7 @@ TEST_F(LogRotateTest, StatementsAreTheAgreedOnesAndUseAnIndex)
 // Catches: a bound by limits that keeps a row too many or too few, or hides how it came about.
 TEST_F(LogRotateTest, LimitsGiveTheTimeOfTheOldestRowThatStays)
 {
-    Fill("message", 10, ",content", ",hex(zeroblob(524288))"); // 1 MB each
+    FillLog("message", 10, ",content", ",hex(zeroblob(524288))"); // 1 MB each
     Keep(VX_ROTATED_LOG_MESSAGE, Settings(30, 6, 0));
     VxMessageRotater rotater;
     ASSERT_EQ(rotater.LoadSettings(), 0);
@@ -242,8 +199,8 @@ TEST_F(LogRotateTest, LimitsGiveTheTimeOfTheOldestRowThatStays)
 // switched off, or another one's rows.
 TEST_F(LogRotateTest, RunTrimsOneLogAsItsSettingsSay)
 {
-    Fill("message", 10);
-    Fill("iomodule_log", 10);
+    FillLog("message", 10);
+    FillLog("iomodule_log", 10);
     VxMessageRotater rotater;
     EXPECT_EQ(rotater.Run(), 0);
     EXPECT_EQ(m_log.TakeText("log/vxlogrotate"),
@@ -255,8 +212,8 @@ TEST_F(LogRotateTest, RunTrimsOneLogAsItsSettingsSay)
     EXPECT_EQ(rotater.Run(), 0);
     const std::string lines = m_log.TakeText("log/vxlogrotate");
     EXPECT_NE(lines.find("Start to rotate [message] with time limit [5].\n"), std::string::npos) << lines;
-    EXPECT_EQ(Query("SELECT group_concat(timestamp) FROM message"), "5,6,7,8,9,10");
-    EXPECT_EQ(Query("SELECT COUNT(*) FROM iomodule_log"), "10");
+    EXPECT_EQ(QueryLogs("SELECT group_concat(timestamp) FROM message"), "5,6,7,8,9,10");
+    EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM iomodule_log"), "10");
     for (const char* const broken :
          {"days = 0", "days = -30", "days = 'many'", "count_limit = 99999999999"}) {
         ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, std::string("UPDATE log_rotate_setting SET ") + broken), 0);
@@ -264,5 +221,5 @@ TEST_F(LogRotateTest, RunTrimsOneLogAsItsSettingsSay)
         EXPECT_EQ(m_log.TakeText("log/vxlogrotate"),
                   "log/vxlogrotate LoadSettings: Failed to load [message] rotate config.\n");
     }
-    EXPECT_EQ(Query("SELECT COUNT(*) FROM message"), "6");
+    EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM message"), "6");
 }

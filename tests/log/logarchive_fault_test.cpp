@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/log/logarchive_fault_test.cpp - rotations that are killed, and archive folders that are of no use.
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "log_fixture.h"
+#include "vxlogrotate.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int ROWS = 5;
+
+class LogFaultTest : public LogFixture {
+protected:
+    void FillEvents()
+    {
+        FillLog("log_event", ROWS, ",description", ",'row ' || i");
+        Keep(VX_ROTATED_LOG_EVENT, Settings(1));
+    }
+};
+
+std::set<std::string> RowsOfArchives(const fs::path& dir)
+{
+    std::set<std::string> rows;
+    for (const std::string& name : NamesIn(dir)) {
+        if (!name.starts_with(".") && name.ends_with(".tgz")) {
+            for (const std::string& line : LinesOfArchive(dir / name)) {
+                rows.insert(line.substr(line.rfind('\t') + 1));
+            }
+        }
+    }
+    return rows;
+}
+
+std::set<std::string> RowsOfTable()
+{
+    std::set<std::string> rows;
+    DBResult_tag* pRows = nullptr;
+    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "SELECT name || ': ' || description AS row FROM log_event", &pRows),
+              0);
+    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
+        rows.insert(VxDBFetchField(pRows, row, "row"));
+    }
+    VxDBFreeResult(pRows);
+    return rows;
+}
+
+std::set<std::string> AllRows()
+{
+    std::set<std::string> rows;
+    for (int i = 1; i <= ROWS; ++i) {
+        rows.insert(": row " + std::to_string(i));
+    }
+    return rows;
+}
+
+/// Whether a process is about to change something that outlives it.
+bool IsAboutToChange(pid_t pid)
+{
+    __ptrace_syscall_info info{};
+    ::ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof info, &info);
+    if (info.op != PTRACE_SYSCALL_INFO_ENTRY) {
+        return false;
+    }
+    switch (info.entry.nr) {
+    case SYS_openat:
+        return (info.entry.args[2] & O_CREAT) != 0;
+    case SYS_write:
+    case SYS_pwrite64:
+    case SYS_fsync:
+    case SYS_fdatasync:
+    case SYS_ftruncate:
+    case SYS_renameat2:
+    case SYS_unlink:
+    case SYS_close:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// Rotates in a child that is killed at its change number `step`. @return false when it ended before that.
+bool RotateKilledAt(int step)
+{
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        ::raise(SIGSTOP);
+        ::_exit(VxLogEventRotater().Run() == 0 ? 0 : 1);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    ::ptrace(PTRACE_SETOPTIONS, pid, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    while (::ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr) == 0 && ::waitpid(pid, &status, 0) == pid &&
+           WIFSTOPPED(status)) {
+        if (IsAboutToChange(pid) && --step == 0) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
+            return true;
+        }
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    return false;
+}
+
+/// Runs `body` where a folder is a volume of its own of 64 KiB. @return its result; -1 where that cannot be had.
+int InTinyVolume(const std::string& dir, unsigned long flags, const std::function<int()>& body)
+{
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const bool isOurs = ::unshare(CLONE_NEWNS) == 0 || ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+        if (!isOurs || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            ::mount("tiny", dir.c_str(), "tmpfs", flags, "size=64k") != 0) {
+            ::_exit(99);
+        }
+        ::_exit(body());
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 98;
+    return code == 99 ? -1 : code;
+}
+
+} // namespace
+
+// Catches: a row that is neither in the table nor in an archive, an archive that is not whole, and litter that the
+// next rotation leaves.
+TEST_F(LogFaultTest, KilledAtAnyStepNoRowIsLost)
+{
+    const std::set<std::string> all = AllRows();
+    bool isKilled = true;
+    int steps = 0;
+    for (int step = 1; isKilled; ++step) {
+        ExecuteOnLogs("DELETE FROM log_event;");
+        fs::remove_all(ArchiveDir());
+        FillEvents();
+        isKilled = RotateKilledAt(step);
+        steps = step;
+        std::set<std::string> rows = RowsOfTable();
+        rows.merge(RowsOfArchives(ArchiveDir()));
+        ASSERT_EQ(rows, all) << "killed at step " << step;
+        g_fakeWallSec += 1;
+        FillLog("log_event", 1, ",description", ",'row 1'"); // so that there is something to archive
+        ASSERT_EQ(VxLogEventRotater().Run(), 0) << m_log.TakeText();
+        EXPECT_EQ(RowsOfArchives(ArchiveDir()), all) << "killed at step " << step;
+        for (const std::string& name : NamesIn(ArchiveDir())) {
+            EXPECT_TRUE(name.ends_with(".tgz") || name == ".vigeventlog.lock") << step << " left " << name;
+        }
+        m_log.Take();
+        if (HasFailure()) {
+            break;
+        }
+    }
+    EXPECT_GT(steps, 20) << "so many changes there are at least";
+}
+
+// Catches: a rotation that stops, or claims success, because its archive cannot be written; half a page that is
+// left behind.
+TEST_F(LogFaultTest, WithoutAnArchiveTheLogIsTrimmedAllTheSame)
+{
+    std::ofstream(m_root.Path() / "file") << "no folder";
+    struct Case {
+        std::string dir;
+        std::string problem;
+    };
+    for (const Case& c :
+         std::vector<Case>{{(m_root.Path() / "missing").string(), "No such file or directory"},
+                           {(m_root.Path() / "file").string(), "Not a directory"}}) {
+        FillEvents();
+        VxLogRotateSettings settings = Settings(1);
+        settings.archiveDir = c.dir;
+        Keep(VX_ROTATED_LOG_EVENT, settings);
+        EXPECT_EQ(VxLogEventRotater().Run(), -1);
+        const std::string lines = m_log.TakeText("log/vxlogrotate");
+        EXPECT_NE(
+            lines.find("[event log] archive path [" + c.dir + "] does not exist [" + c.problem + "].\n"),
+            std::string::npos)
+            << lines;
+        EXPECT_NE(lines.find("Failed to create html archive file in [" + c.dir + "].\n"), std::string::npos);
+        EXPECT_NE(lines.find("Run: Failed to archive [event log].\n"), std::string::npos) << lines;
+        EXPECT_EQ(RowsOfTable().size(), 0U);
+    }
+}
+
+// Catches: the same on a full volume and on one that may not be written, and an archive over its end.
+TEST_F(LogFaultTest, VolumesThatAreFullOrMayNotBeWritten)
+{
+    fs::create_directory(ArchiveDir());
+    const auto rotate = [this] {
+        const bool isTrimmed = VxLogEventRotater().Run() == -1 && RowsOfTable().empty();
+        const std::vector<std::string> names = NamesIn(ArchiveDir());
+        const bool isClean = std::ranges::none_of(names, [](const std::string& name) {
+            return name.ends_with(".tgz") || name.ends_with(".html") || name.ends_with(".part");
+        });
+        return isTrimmed && isClean ? 0 : 1;
+    };
+    FillLog("log_event", 200, ",description", ",hex(randomblob(1000))");
+    Keep(VX_ROTATED_LOG_EVENT, Settings(1));
+    const int full = InTinyVolume(ArchiveDir(), 0, rotate);
+    if (full < 0) {
+        GTEST_SKIP() << "no volume of its own can be had here";
+    }
+    EXPECT_EQ(full, 0);
+    FillEvents();
+    EXPECT_EQ(InTinyVolume(ArchiveDir(), MS_RDONLY, rotate), 0);
+    FillEvents();
+    EXPECT_EQ(InTinyVolume(ArchiveDir(), 0,
+                           [this] {
+                               return VxLogEventRotater().Run() == 0 &&
+                                              RowsOfArchives(ArchiveDir()) == AllRows()
+                                          ? 0
+                                          : 1;
+                           }),
+              0)
+        << "another volume than that of the databases";
+}
+
+// Catches: files that are the only archive of rows and are removed because they could not be packed.
+TEST_F(LogFaultTest, FilesThatCannotBePackedStay)
+{
+    fs::create_directory(ArchiveDir());
+    fs::create_directory(ArchiveDir() + "/.vigeventlog_20270115_080000.tgz.part"); // where the packer writes
+    FillEvents();
+    EXPECT_EQ(VxLogEventRotater().Run(), -1);
+    const std::string tgz = ArchiveDir() + "/vigeventlog_20270115_080000.tgz";
+    EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("Failed to create tgz archive file [" + tgz + "].\n"),
+              std::string::npos);
+    for (int i = 0; i < 2; ++i) {
+        std::ifstream page(ArchiveDir() + "/vigeventlog_20270115_080000.html");
+        const std::string text(std::istreambuf_iterator<char>(page), {});
+        EXPECT_NE(text.find("row 5"), std::string::npos);
+        EXPECT_TRUE(text.ends_with("</html>\n"));
+        EXPECT_TRUE(fs::exists(ArchiveDir() + "/vigeventlog_20270115_080000.txt"));
+        FillEvents();
+        EXPECT_EQ(VxLogEventRotater().Run(), 0) << "the next one takes the next name";
+    }
+}
+
+// Catches: a bound that moves between archiving and deleting when the clock does.
+TEST_F(LogFaultTest, AClockThatJumpsMovesNoBound)
+{
+    FillEvents();
+    ExecuteOnLogs("INSERT INTO log_event (timestamp, description) VALUES (" + std::to_string(NOW) +
+                  ", 'today');");
+    for (const long jump : {-2'000'000'000L, 2'000'000'000L}) {
+        struct Jumping : VxLogEventRotater {
+            explicit Jumping(long by) : m_by(by) {}
+            int LogAndNotify(int) noexcept override
+            {
+                g_fakeWallSec = static_cast<std::time_t>(g_fakeWallSec + m_by);
+                return 0;
+            }
+            long m_by;
+        };
+        FillEvents();
+        g_fakeWallSec = NOW;
+        EXPECT_EQ(Jumping(jump).Run(), 0);
+        EXPECT_EQ(RowsOfTable(), (std::set<std::string>{": today"}));
+    }
+    EXPECT_EQ(RowsOfArchives(ArchiveDir()), AllRows());
+}
