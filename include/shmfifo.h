@@ -275,6 +275,7 @@ public:
     VX_API int GetConnectCnt() const noexcept;
     VX_API void ClearLatestIframeIdx() noexcept;
     VX_API bool IsIFrameReady() const noexcept;
+    /// @return slots; 0: the header is still being made, and its other words mean nothing yet.
     VX_API int GetFifoCnt() const noexcept;
     /// @return ID of the newest complete frame; SHM_FIFO_NO_FRAME_ID: none yet.
     VX_API int GetNewestId() const noexcept;

@@ -31,6 +31,11 @@ std::string FifoFollower::Attach(ExitCode& exitCode)
         m_reader.Free();
         return "key " + KeyText(m_key) + ": the FIFO is closed; start its capture process";
     }
+    if (Fifo().GetFifoCnt() == 0) {
+        m_reader.Free();
+        return "key " + KeyText(m_key) +
+               ": the FIFO has no slots yet; try again when its writer has made them";
+    }
     m_shmId = shmId;
     m_attachedNs = MonotonicNs();
     m_lookedNs = m_attachedNs;

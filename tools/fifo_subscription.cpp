@@ -37,6 +37,10 @@ bool FifoSubscription::Attach()
         m_nextLook = now + LOOK_PERIOD;
         return false;
     }
+    if (m_reader.GetFifo()->GetFifoCnt() == 0) { // its writer is still making it
+        m_reader.Free();
+        return false;
+    }
     m_shmId = shmId;
     m_attached = true;
     m_fromFirst = m_reader.StartAtFirst();

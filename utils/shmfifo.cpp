@@ -226,6 +226,7 @@ void ShmStreamFifo::Init(int keyBase, int entrySize, int fifoCnt) noexcept
         ShmStore(slot.entry, pEntry);
         ++made;
     }
+    ShmFullBarrier(); // pairs with GetFifoCnt(): who sees slots sees all else
     ShmStore(m_fifoCnt, made);
     static_cast<void>(m_lock.Init()); // says itself what failed; the frames do not need it
 }

@@ -72,7 +72,9 @@ bool ShmStreamFifo::IsIFrameReady() const noexcept
 
 int ShmStreamFifo::GetFifoCnt() const noexcept
 {
-    return ShmLoad(m_fifoCnt);
+    const int count = ShmLoad(m_fifoCnt);
+    ShmFullBarrier(); // pairs with Init()
+    return count;
 }
 
 int ShmStreamFifo::GetNewestId() const noexcept

@@ -33,13 +33,14 @@ inline std::string MakeClip(const std::string& arguments, const std::string& pat
     return Shell("ffmpeg -nostdin -v error -y " + arguments + " " + path);
 }
 
-/// Size and hash of each packet of a track ("v" or "a"), parameter sets left out: they may be in a header.
+/// Size and hash of each packet of a track ("v" or "a"), without parameter sets and delimiters: they may be in a
+/// header, or the container's own.
 inline std::string PacketHashes(const std::string& path, const std::string& track,
                                 const std::string& codec = "")
 {
     std::string filter;
     if (codec == "h264") {
-        filter = "-bsf:v 'h264_mp4toannexb,filter_units=remove_types=7|8' ";
+        filter = "-bsf:v 'h264_mp4toannexb,filter_units=remove_types=7|8|9' ";
     } else if (codec == "hevc") {
         filter = "-bsf:v 'hevc_mp4toannexb,filter_units=remove_types=32|33|34' ";
     }

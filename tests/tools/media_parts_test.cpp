@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/media_parts_test.cpp - decoding times and parameter sets, without any media file.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <random>
@@ -8,6 +9,8 @@
 
 #include "annexb.h"
 #include "decode_clock.h"
+#include "segment_files.h"
+#include "support/temp_root.h"
 
 namespace {
 
@@ -42,6 +45,30 @@ TEST(DecodeClockTest, TimesGrowAndAreNeverBehindThePresentation)
             ASSERT_TRUE(i == 0 || dts[i] > dts[i - 1]) << "picture " << i << " of round " << round;
         }
     }
+}
+
+// Catches: a recording that is overwritten once the clock was set back, or names in local time.
+TEST(SegmentFilesTest, NoNameIsUsedTwice)
+{
+    const TempRoot root;
+    const std::string folder = root.Path().string();
+    const long long wallSec =
+        1793512800; // 2026-11-01 06:00:00 UTC, when clocks in Chicago read 1:00 once more
+    std::string paths[4];
+    for (int i = 0; i < 4; ++i) {
+        int fd = -1;
+        EXPECT_FALSE(MakeSegment({"", folder}, i, wallSec, i == 3, fd, paths[i])) << i;
+        ::close(fd);
+    }
+    EXPECT_EQ(paths[0], folder + "/20261101T060000Z.mp4");
+    EXPECT_EQ(paths[1], folder + "/20261101T060000Z-1.mp4");
+    EXPECT_EQ(paths[2], folder + "/20261101T060000Z-2.mp4");
+    EXPECT_EQ(paths[3], folder + "/20261101T060000Z.mov");
+    int fd = -1;
+    EXPECT_EQ(MakeSegment({paths[0], ""}, 0, wallSec, false, fd, paths[0]).code, EXIT_REFUSED);
+    EXPECT_FALSE(MakeSegment({paths[0], ""}, 1, wallSec, false, fd, paths[3]));
+    EXPECT_EQ(paths[3], folder + "/20261101T060000Z-3.mp4");
+    ::close(fd);
 }
 
 using Text = std::string;
