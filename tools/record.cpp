@@ -4,18 +4,27 @@
 #include <json/value.h>
 
 #include <memory>
+#include <set>
 
+#include "camera_group.h"
 #include "exit_code.h"
+#include "fail.h"
 #include "fifo_keys.h"
 #include "nouns.h"
+#include "package/db.h"
+#include "package/recorder.h"
 #include "record_run.h"
 #include "table.h"
 
 namespace {
 
+constexpr double EVENT_SEC = 60; ///< length of a camera's events unless --segment says otherwise
+
 struct Arguments {
     RecordOptions record;
     int keys[2] = {-1, -1};
+    int camera = 0;
+    std::string group = CameraGroupName(CAM_REC_GROUP_CONTINUOUS);
     bool json = false;
 };
 
@@ -36,8 +45,13 @@ Trouble Complete(const CLI::App& verb, Arguments& arguments)
     if (!record.keys[0] && !record.keys[1]) {
         return {EXIT_USAGE, "give --key for the video, --audio-key for the sound, or both"};
     }
-    if (record.recorder.place.file.empty() == record.recorder.place.folder.empty()) {
-        return {EXIT_USAGE, "give either OUT.mp4 or --dir DIR --segment SECONDS"};
+    const int places = (record.recorder.place.file.empty() ? 0 : 1) +
+                       (record.recorder.place.folder.empty() ? 0 : 1) + (arguments.camera > 0 ? 1 : 0);
+    if (places != 1) {
+        return {EXIT_USAGE, "give one of OUT.mp4, --dir DIR --segment SECONDS, and --camera ID"};
+    }
+    if (arguments.camera > 0 && record.recorder.segmentSec <= 0) {
+        record.recorder.segmentSec = EVENT_SEC;
     }
     if (!record.recorder.place.folder.empty() && record.recorder.segmentSec <= 0) {
         return {EXIT_USAGE, "--dir needs --segment SECONDS"};
@@ -91,11 +105,34 @@ void PrintSummary(const RecordRun& run, bool json)
                 run.Written().bytes);
 }
 
+/// Takes the place of the camera's recorder.
+void StartEvents(Arguments& arguments, EventRecorder& events)
+{
+    std::set<int> cameras;
+    if (GetAllCameraIds(cameras) != 0) {
+        Fail(EXIT_UNREACHABLE, "record", "{}: the cameras cannot be read; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_SYSTEM));
+    }
+    if (cameras.count(arguments.camera) == 0) {
+        Fail(EXIT_FOUND, "record", "camera {}: there is none; make it with vx camera add", arguments.camera);
+    }
+    std::string why;
+    const REC_START start = events.Start(arguments.camera, ParseCameraGroup("record", arguments.group), &why);
+    if (start != REC_START::OK) {
+        FailWith(start == REC_START::FAILED ? EXIT_UNREACHABLE : EXIT_REFUSED, "record", why);
+    }
+    arguments.record.recorder.pEvents = &events;
+}
+
 void RunRecord(const CLI::App& verb, Arguments& arguments)
 {
     EndIf(Complete(verb, arguments), "record");
     QuietAvLog();
     const StopSignal stop;
+    EventRecorder events;
+    if (arguments.camera > 0) {
+        StartEvents(arguments, events);
+    }
     RecordRun run(arguments.record, stop);
     EndIf(run.Check(), "record");
     const Trouble trouble = run.Run();
@@ -118,6 +155,12 @@ void AddRecordNoun(CLI::App& vx)
     pVerb->add_option("OUT", record.recorder.place.file, "The file to make; it must not exist");
     pVerb->add_option("--dir", record.recorder.place.folder,
                       "Folder for segments, named by the UTC time of their start");
+    pVerb
+        ->add_option("--camera", pArguments->camera,
+                     "Record events of this camera into rec, with rows that rotation goes by")
+        ->check(CLI::PositiveNumber);
+    pVerb->add_option("--group", pArguments->group, "Recording group of the events: continuous or event")
+        ->capture_default_str();
     pVerb
         ->add_option("--segment", record.recorder.segmentSec,
                      "Start a new segment at the first key frame after SECONDS")

@@ -75,7 +75,7 @@ Trouble RecordRun::Check() const
             return trouble;
         }
     }
-    return CheckPlace(m_options.recorder.place);
+    return m_options.recorder.pEvents != nullptr ? Trouble{} : CheckPlace(m_options.recorder.place);
 }
 
 Trouble RecordRun::Run()

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "package/recorder.h"
+
 namespace {
 
 constexpr int MAX_SERIAL = 100000;
@@ -68,4 +70,11 @@ Trouble MakeSegment(const SegmentPlace& place, int serial, long long wallSec, bo
         }
     }
     return {EXIT_REFUSED, name.With(0) + ": exists and is not overwritten; remove it or choose another name"};
+}
+
+Trouble MakeEventSegment(EventRecorder& events, long long wallSec, bool quickTime, int& fd, std::string& path)
+{
+    return events.Create(wallSec, quickTime ? ".mov" : ".mp4", fd, path) == 0
+               ? Trouble{}
+               : Trouble{EXIT_UNREACHABLE, "no further event can be made; vx log tail says why"};
 }

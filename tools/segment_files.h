@@ -6,6 +6,8 @@
 
 #include "trouble.h"
 
+class EventRecorder;
+
 /// Where files go: one that is named, or a folder of segments that are named by the time at which they start.
 struct SegmentPlace {
     std::string file;   ///< empty: segments in the folder
@@ -23,3 +25,7 @@ std::string UtcName(long long wallSec);
 /// @param fd, path  the new file; unchanged if there is trouble
 Trouble MakeSegment(const SegmentPlace& place, int serial, long long wallSec, bool quickTime, int& fd,
                     std::string& path);
+
+/// The same as an event with its row, under rec/.
+Trouble MakeEventSegment(EventRecorder& events, long long wallSec, bool quickTime, int& fd,
+                         std::string& path);

@@ -5,13 +5,16 @@
 #include <algorithm>
 #include <climits>
 
+#include "package/recorder.h"
+
 namespace {
 
 constexpr long long AUDIO_LEAD_US = 100000;      ///< sound that starts this little before the picture is kept
 constexpr long long SOUND_PATIENCE_US = 2000000; ///< how long the first file waits for the first sound
 constexpr long long REJOIN_STEP_US = 40000;      ///< between two epochs in one file
 constexpr std::size_t MAX_WAITING_AUDIO =
-    2000; ///< frames; a picture that never comes is not waited for with more
+    2000;                         ///< frames; a picture that never comes is not waited for with more
+constexpr long long NOTE_SEC = 5; ///< how old the size of an open event may be
 constexpr double US_PER_SEC = 1e6;
 
 } // namespace
@@ -207,10 +210,15 @@ Trouble SegmentRecorder::OpenFile(const RecordFrame& first, const StreamFormat* 
     }
     int fd = -1;
     std::string path;
-    if (Trouble trouble = MakeSegment(m_options.place, m_counts.segments, first.wallSec,
-                                      NeedsQuickTime(pAudio), fd, path)) {
+    const bool quickTime = NeedsQuickTime(pAudio);
+    Trouble trouble =
+        m_options.pEvents != nullptr
+            ? MakeEventSegment(*m_options.pEvents, first.wallSec, quickTime, fd, path)
+            : MakeSegment(m_options.place, m_counts.segments, first.wallSec, quickTime, fd, path);
+    if (trouble) {
         return trouble;
     }
+    m_lastWallSec = m_notedWallSec = first.wallSec;
     ++m_counts.segments;
     return m_writer.Open(fd, path, pVideo, pAudio);
 }
@@ -220,13 +228,29 @@ Trouble SegmentRecorder::CloseFile()
     Trouble trouble = m_writer.Close();
     m_counts.bytes += m_writer.Bytes();
     m_writer.ForgetBytes();
+    if (m_options.pEvents != nullptr && m_options.pEvents->EventId() != 0 &&
+        m_options.pEvents->Close(m_lastWallSec) != 0) {
+        Note("record", "an event could not be closed; the next start closes it");
+    }
     return trouble;
 }
 
 Trouble SegmentRecorder::Write(RecordFrame& frame, long long dtsUs)
 {
+    m_lastWallSec = frame.wallSec;
+    NoteProgress(frame.wallSec);
     m_counts.frames[frame.isVideo ? 0 : 1] += m_writer.HasTrack(frame.isVideo) ? 1 : 0;
     return m_writer.Write(frame, dtsUs - m_baseUs, frame.ptsUs - m_baseUs);
+}
+
+/// Rotation goes by the sizes in the rows.
+void SegmentRecorder::NoteProgress(long long wallSec)
+{
+    if (m_options.pEvents != nullptr && wallSec - m_notedWallSec >= NOTE_SEC) {
+        m_notedWallSec = wallSec;
+        static_cast<void>(
+            m_options.pEvents->Progress()); // logged; the next note, or the end, makes up for it
+    }
 }
 
 Trouble SegmentRecorder::Finish()

@@ -11,8 +11,11 @@
 #include "record_frame.h"
 #include "segment_files.h"
 
+class EventRecorder;
+
 struct RecorderOptions {
     SegmentPlace place;
+    EventRecorder* pEvents = nullptr; ///< makes the files and their rows instead of `place`; borrowed
     bool hasVideo = true;
     bool hasAudio = false;
     double segmentSec = 0;  ///< 0 = no cut by time
@@ -56,6 +59,7 @@ private:
     Trouble AddSound(RecordFrame& frame);
     Trouble FlushAudio(long long untilUs);
     Trouble Write(RecordFrame& frame, long long dtsUs);
+    void NoteProgress(long long wallSec);
 
     struct Times {
         int epoch = 0;
@@ -80,6 +84,8 @@ private:
     long long m_startUs = 0; ///< of the segment's first picture
     std::optional<long long> m_firstUs;
     int m_segmentEpoch = 0;
+    long long m_lastWallSec = 0;  ///< of the last frame that was written
+    long long m_notedWallSec = 0; ///< when the event's size was last noted
     bool m_complete = false;
     RecorderCounts m_counts;
 };

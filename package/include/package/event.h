@@ -132,7 +132,8 @@ struct VX_API EventFilterParam {
 /// Marks the live events that the filter selects, oldest first in batches of 1000; counters, dispatcher,
 /// listeners and bookmarks are told batch by batch.
 ///
-/// Nothing is marked while the database and the volume of rec/ do not belong together.
+/// Nothing is marked while the database and the volume of rec/ do not belong together, nor by a filter that
+/// has neither an end-time bound nor ids.
 /// @param info    what was marked is added; null: not wanted
 /// @param notify  false: nobody is told (for rows that nobody was ever shown)
 /// @param pRunFlag  when given, and not 1 or the system does not record, it ends after the batch, with 0

@@ -33,10 +33,10 @@ public:
 
 /// Which live analytics recordings: all conditions that are set hold.
 struct VX_API IVAEventFilter {
-    int taskId = 0;                         ///< 1 and more: of that task
-    std::int64_t stopBefore = 0;            ///< above 0: end time before this
-    std::list<std::int64_t> ids;            ///< not empty: these
-    int limit = 0;                          ///< above 0: the oldest so many, for MarkIVAEvtAsDel()
+    int taskId = 0;              ///< 1 and more: of that task
+    std::int64_t stopBefore = 0; ///< above 0: end time before this
+    std::list<std::int64_t> ids; ///< not empty: these
+    int limit = 0;               ///< above 0: the oldest so many of each task, for MarkIVAEvtAsDel()
     const volatile int* pRunFlag = nullptr; ///< when given and not 1, marking ends after its batch
 
     /// "WHERE mark_as_del = 0 AND ...".

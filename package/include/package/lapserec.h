@@ -11,10 +11,10 @@
 
 /// Which live time-lapse recordings: all conditions that are set hold.
 struct VX_API LapseFilterParam {
-    int taskId = 0;                         ///< 1 and more: of that task
-    std::int64_t stopBefore = 0;            ///< above 0: end time before this
-    std::list<std::int64_t> ids;            ///< not empty: these
-    int limit = 0;                          ///< above 0: the oldest so many, for MarkLapseRecAsDel()
+    int taskId = 0;              ///< 1 and more: of that task
+    std::int64_t stopBefore = 0; ///< above 0: end time before this
+    std::list<std::int64_t> ids; ///< not empty: these
+    int limit = 0;               ///< above 0: the oldest so many of each task, for MarkLapseRecAsDel()
     const volatile int* pRunFlag = nullptr; ///< when given and not 1, marking ends after its batch
 
     /// "WHERE mark_as_del = 0 AND ...".

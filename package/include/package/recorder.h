@@ -43,10 +43,11 @@ public:
     /// @return 0; -1 (logged): no file and no row remain.
     [[nodiscard]] int Create(std::int64_t startTime, const std::string& extension, int& fd,
                              std::string& path) noexcept;
-    /// Tells how large the file has become, so that rotation counts it. @return 0; -1 (logged).
-    [[nodiscard]] int Progress(std::int64_t bytes) noexcept;
-    /// Closes the event. An event that was deleted meanwhile stays deleted. @return 0; -1 (logged).
-    [[nodiscard]] int Close(std::int64_t bytes, std::int64_t endTime) noexcept;
+    /// Notes how large the file has become, so that rotation counts it. @return 0; -1 (logged).
+    [[nodiscard]] int Progress() noexcept;
+    /// Closes the event with the size of its file, which is complete. An event that was deleted meanwhile
+    /// stays deleted. @return 0; -1 (logged): the next start closes it.
+    [[nodiscard]] int Close(std::int64_t endTime) noexcept;
     /// The row of the open file; 0 when there is none.
     std::int64_t EventId() const noexcept;
 

@@ -45,4 +45,5 @@ private:
     std::string m_folderName;
     bool m_folderIsOpen = false;
     std::set<std::string> m_touched; ///< folders that something was removed from
+    std::string m_lastTouched;
 };

@@ -204,6 +204,10 @@ int ListOwners(REC_KIND kind, const std::string& dbPath, std::vector<std::pair<i
 int MarkEvtAsDel(const EventFilterParam& filter, RotInfo* info, bool notify,
                  const volatile int* pRunFlag) noexcept
 try {
+    if (filter.stopBefore <= 0 && filter.ids.empty()) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Refused to mark events without a bound or ids.\n");
+        return -1;
+    }
     std::vector<std::pair<int, int>> owners{{filter.camId, filter.recGroup}};
     if (filter.ids.empty() && (filter.camId < 1 || filter.recGroup < 0)) { // one search of the index for each
         owners.clear();
@@ -232,10 +236,38 @@ try {
     return -1;
 }
 
+namespace {
+
+/// Every task in turn, so that each batch is one search of the index.
+template <typename Filter>
+int MarkTaskRecords(REC_KIND kind, Filter filter, RotInfo* info, bool notify)
+{
+    if (filter.stopBefore <= 0 && filter.ids.empty() && filter.limit <= 0) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR,
+                "Refused to mark recordings without a bound, ids or a limit.\n");
+        return -1;
+    }
+    std::vector<std::pair<int, int>> owners{{filter.taskId, 0}};
+    if (filter.taskId < 1 && filter.ids.empty()) {
+        owners.clear();
+        if (ListOwners(kind, RecDBPath(kind), owners) != 0) {
+            return -1;
+        }
+    }
+    for (const auto& owner : owners) {
+        filter.taskId = owner.first;
+        if (MarkRecords({kind, 0, filter.GetWhereStr(), filter.limit, notify, nullptr}, info) != 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
 int MarkLapseRecAsDel(const LapseFilterParam& filter, RotInfo* info, bool notify) noexcept
 try {
-    return MarkRecords({REC_KIND_LAPSE, 0, filter.GetWhereStr(), filter.limit, notify, filter.pRunFlag},
-                       info);
+    return MarkTaskRecords(REC_KIND_LAPSE, filter, info, notify);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_TIMELAPSE, LOG_LEVEL_ERR, "Failed to mark time-lapse recordings [%s].\n", error.what());
     return -1;
@@ -243,7 +275,7 @@ try {
 
 int MarkIVAEvtAsDel(IVAEventFilter&& filter, RotInfo* info, bool notify) noexcept
 try {
-    return MarkRecords({REC_KIND_IVA, 0, filter.GetWhereStr(), filter.limit, notify, filter.pRunFlag}, info);
+    return MarkTaskRecords(REC_KIND_IVA, std::move(filter), info, notify);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to mark analytics recordings [%s].\n", error.what());
     return -1;

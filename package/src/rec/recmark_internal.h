@@ -2,6 +2,8 @@
 // package/src/rec/recmark_internal.h - marking records of any kind as deleted, oldest first.
 #pragma once
 
+#include <cstdint>
+#include <list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +26,9 @@ struct RecMarkTask {
 /// @param info  what was marked is added; null: not wanted
 /// @return 0; -1 (logged).
 [[nodiscard]] int MarkRecords(const RecMarkTask& task, RotInfo* info);
+
+/// Deletes the bookmarks of events. @return 0; -1 (logged).
+[[nodiscard]] int DeleteBookmarks(int archTaskId, const std::list<std::int64_t>& ids);
 
 /// Owner and group (0 for kinds without) of all live records of a database, in order; each by one search of
 /// the index. @return 0; -1 (logged).

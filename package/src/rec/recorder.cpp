@@ -64,6 +64,20 @@ struct EventRecorder::Impl {
     RecFiles files;
     std::int64_t eventId = 0;
     std::int64_t startTime = 0;
+    std::string name; ///< of the open file, below rec/
+
+    /// Stores the size of the file, and its end unless that is 0. A row or a file that has gone stays gone.
+    int Update(std::int64_t endTime)
+    {
+        struct stat info {};
+        if (const REC_FILE found = files.Stat(name, info); found != REC_FILE::OK) {
+            return found == REC_FILE::GONE ? 0 : -1;
+        }
+        return VxDB::Executep(dbPath, std::string("UPDATE ") + gszTableEvent +
+                                          " SET size = " + std::to_string(info.st_size) +
+                                          (endTime > 0 ? ", end_time = " + std::to_string(endTime) : "") +
+                                          " WHERE id = " + std::to_string(eventId) + ";");
+    }
 
     /// Makes the file; the name was noted before.
     int MakeFile(const std::string& stem, const std::string& extension, std::string& path)
@@ -151,6 +165,7 @@ try {
         return -1;
     }
     impl.startTime = startTime;
+    impl.name = name;
     path = GetPackageRoot() + "/rec/" + name;
     fd = made.Release();
     return 0;
@@ -159,30 +174,22 @@ try {
     return -1;
 }
 
-int EventRecorder::Progress(std::int64_t bytes) noexcept
+int EventRecorder::Progress() noexcept
 try {
-    if (!m_pImpl || m_pImpl->eventId == 0) {
-        return -1;
-    }
-    return VxDB::Executep(m_pImpl->dbPath, std::string("UPDATE ") + gszTableEvent +
-                                               " SET size = " + std::to_string(bytes) +
-                                               " WHERE id = " + std::to_string(m_pImpl->eventId) + ";");
+    return m_pImpl && m_pImpl->eventId != 0 ? m_pImpl->Update(0) : -1;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to note the size of an event [%s].\n", error.what());
     return -1;
 }
 
-int EventRecorder::Close(std::int64_t bytes, std::int64_t endTime) noexcept
+int EventRecorder::Close(std::int64_t endTime) noexcept
 try {
     if (!m_pImpl || m_pImpl->eventId == 0) {
         return -1;
     }
-    const std::int64_t id = std::exchange(m_pImpl->eventId, 0);
-    return VxDB::Executep(
-        m_pImpl->dbPath,
-        std::string("UPDATE ") + gszTableEvent + " SET size = " + std::to_string(bytes) +
-            ", end_time = " + std::to_string(std::max<std::int64_t>({1, m_pImpl->startTime, endTime})) +
-            " WHERE id = " + std::to_string(id) + ";");
+    const int result = m_pImpl->Update(std::max<std::int64_t>({1, m_pImpl->startTime, endTime}));
+    m_pImpl->eventId = 0;
+    return result;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to close an event [%s].\n", error.what());
     return -1;

@@ -11,6 +11,7 @@
 #include "package/event.h"
 #include "pkglog.h"
 #include "recfiles_internal.h"
+#include "recmark_internal.h"
 #include "recrows_internal.h"
 
 namespace {
@@ -78,7 +79,10 @@ int DeleteRows(REC_KIND kind, const std::string& dbPath, const std::list<MarkedR
     }
     files.Settle();
     if (!ids.empty()) {
-        if (VxDB::Executep(dbPath, std::string("DELETE FROM ") + RecTableOf(kind).table +
+        // Whoever marked them may have been killed before it came to their bookmarks.
+        const bool isEvent = kind == REC_KIND_EVENT;
+        if ((isEvent && DeleteBookmarks(ArchPullUtils::GetTaskId(dbPath), ids) != 0) ||
+            VxDB::Executep(dbPath, std::string("DELETE FROM ") + RecTableOf(kind).table +
                                        " WHERE mark_as_del = 1 AND id IN (" + IdsText(ids) + ");") != 0) {
             return -1;
         }

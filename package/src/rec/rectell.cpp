@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // package/src/rec/rectell.cpp - who is told of removed events: counters, listeners, clients, bookmarks.
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <utility>
@@ -7,20 +8,12 @@
 #include "package/event.h"
 #include "package/msgd.h"
 #include "pkglog.h"
+#include "recmark_internal.h"
 #include "recrows_internal.h"
 
 namespace {
 
 constexpr std::int64_t SEC_PER_DAY = 86400;
-
-std::string EventIds(const std::list<Event>& events)
-{
-    std::string ids;
-    for (const Event& event : events) {
-        ids += (ids.empty() ? "" : ",") + std::to_string(event.GetId());
-    }
-    return ids;
-}
 
 } // namespace
 
@@ -106,19 +99,30 @@ try {
     return -1;
 }
 
-int DeleteBookmarkMeta(int archTaskId, const std::list<Event>& events) noexcept
-try {
-    if (events.empty()) {
+int DeleteBookmarks(int archTaskId, const std::list<std::int64_t>& ids)
+{
+    if (ids.empty()) {
         return 0;
     }
-    const std::string which = std::string(" FROM ") + gszTableBookmark +
-                              " WHERE arch_task_id = " + std::to_string(archTaskId) + " AND event_id IN (" +
-                              EventIds(events) + ")";
+    const auto [least, most] = std::minmax_element(ids.begin(), ids.end());
+    const std::string of = std::string(" FROM ") + gszTableBookmark +
+                           " WHERE arch_task_id = " + std::to_string(archTaskId) + " AND event_id ";
     RecRows rows;
-    if (rows.Load(VxDB::DB_LOG, "SELECT id" + which + " LIMIT 1") != 0) {
+    if (rows.Load(VxDB::DB_LOG, "SELECT id" + of + "BETWEEN " + std::to_string(*least) + " AND " +
+                                    std::to_string(*most) + " LIMIT 1") != 0) {
         return -1;
     }
-    return rows.Next() ? VxDB::Execute(VxDB::DB_LOG, "DELETE" + which + ";") : 0; // most events have none
+    return rows.Next() ? VxDB::Execute(VxDB::DB_LOG, "DELETE" + of + "IN (" + IdsText(ids) + ");")
+                       : 0; // most events have none
+}
+
+int DeleteBookmarkMeta(int archTaskId, const std::list<Event>& events) noexcept
+try {
+    std::list<std::int64_t> ids;
+    for (const Event& event : events) {
+        ids.push_back(event.GetId());
+    }
+    return DeleteBookmarks(archTaskId, ids);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete bookmarks [%s].\n", error.what());
     return -1;
