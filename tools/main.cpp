@@ -31,6 +31,7 @@ int Run(int argc, char** argv)
 #endif
     AddCameraNoun(vx);
     AddDbNoun(vx);
+    AddDoctorNoun(vx);
     AddEventNoun(vx);
     AddFifoNoun(vx);
     AddHistoryNoun(vx);

@@ -13,6 +13,7 @@ void AddRecordNoun(CLI::App& vx);
 #endif
 void AddCameraNoun(CLI::App& vx);
 void AddDbNoun(CLI::App& vx);
+void AddDoctorNoun(CLI::App& vx);
 void AddEventNoun(CLI::App& vx);
 void AddFifoNoun(CLI::App& vx);
 void AddHistoryNoun(CLI::App& vx);
