@@ -27,11 +27,16 @@ macro(vx_cross arch triplet library_dir loader)
 
     set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${VX_SYSROOT}/usr/include/${library_dir})
 
-    # A program finds the loader and the libraries of its width by itself, and so do the programs that it starts.
+    # A program finds the loader and the libraries of its width by itself, and so do the programs that it starts. One
+    # that goes into a package finds those of the machine that it is installed on.
+    set(_kind rpath)
+    if(VX_FOR_PACKAGE)
+        set(_kind rpath-link)
+    endif()
     set(_dirs /usr/${triplet}/lib ${VX_SYSROOT}/usr/lib/${library_dir} ${VX_SYSROOT}/lib/${library_dir})
     list(JOIN _dirs ":" _path)
     set(_link "-Wl,--dynamic-linker=${loader} -Wl,--disable-new-dtags")
-    set(CMAKE_EXE_LINKER_FLAGS_INIT "${_link} -Wl,-rpath,${_path}")
-    set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--disable-new-dtags -Wl,-rpath,${_path}")
-    set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VX_SYSROOT)
+    set(CMAKE_EXE_LINKER_FLAGS_INIT "${_link} -Wl,-${_kind},${_path}")
+    set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--disable-new-dtags -Wl,-${_kind},${_path}")
+    set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VX_SYSROOT VX_FOR_PACKAGE)
 endmacro()

@@ -3,14 +3,17 @@
 # read, and vx. Nothing holds the prefix, so an installed tree may be moved.
 include(CMakePackageConfigHelpers)
 
+# Three components, which are the three packages: library, development, tools.
 install(TARGETS vxpackage vxutil EXPORT vxutilTargets
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vxutil)
+    LIBRARY COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vxutil COMPONENT development)
 if(TARGET vx)
-    install(TARGETS vx)
+    install(TARGETS vx COMPONENT tools)
 endif()
 
 set(VX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vxutil)
-install(EXPORT vxutilTargets NAMESPACE vx:: DESTINATION ${VX_CMAKE_DIR})
+install(EXPORT vxutilTargets NAMESPACE vx:: DESTINATION ${VX_CMAKE_DIR} COMPONENT development)
 
 # find_package(vxutil) finds again what our headers include and, for a static library, what it links.
 get_property(_public GLOBAL PROPERTY VX_PUBLIC_FIND)
@@ -24,7 +27,7 @@ configure_package_config_file(cmake/vxutilConfig.cmake.in vxutilConfig.cmake INS
 write_basic_package_version_file(vxutilConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vxutilConfig.cmake ${PROJECT_BINARY_DIR}/vxutilConfigVersion.cmake
     cmake/FindXlsxWriter.cmake
-    DESTINATION ${VX_CMAKE_DIR})
+    DESTINATION ${VX_CMAKE_DIR} COMPONENT development)
 
 # pkg-config: the prefix is where the .pc file lies, whatever it was when the build was configured.
 set(VX_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
@@ -36,5 +39,5 @@ foreach(_target vxpackage vxutil)
     list(JOIN _public " " VX_PC_REQUIRES)
     list(JOIN _private " " VX_PC_REQUIRES_PRIVATE)
     configure_file(cmake/${_target}.pc.in ${_target}.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/${_target}.pc DESTINATION ${VX_PC_DIR})
+    install(FILES ${PROJECT_BINARY_DIR}/${_target}.pc DESTINATION ${VX_PC_DIR} COMPONENT development)
 endforeach()

@@ -34,6 +34,7 @@ int Run(int argc, char** argv)
     AddDoctorNoun(vx);
     AddEventNoun(vx);
     AddFifoNoun(vx);
+    AddHelpNoun(vx);
     AddHistoryNoun(vx);
     AddLogNoun(vx);
     AddMsgNoun(vx);

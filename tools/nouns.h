@@ -16,6 +16,7 @@ void AddDbNoun(CLI::App& vx);
 void AddDoctorNoun(CLI::App& vx);
 void AddEventNoun(CLI::App& vx);
 void AddFifoNoun(CLI::App& vx);
+void AddHelpNoun(CLI::App& vx);
 void AddHistoryNoun(CLI::App& vx);
 void AddLogNoun(CLI::App& vx);
 void AddMsgNoun(CLI::App& vx);

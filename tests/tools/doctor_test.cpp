@@ -211,12 +211,20 @@ const Fault FAULTS[] = {
      [](Patient& b) { b.Write("db/log.db", "this is somebody's letter, and long enough to be read\n"); }},
     {"db.wal",
      [](Patient& b) { b.Write("db/log.db-wal", ""), fs::resize_file(b.root / "db/log.db-wal", 65 << 20); }},
+    {"records.R1", [](Patient& b) { b.Write("rec/lost.mp4", "film"); }},
     {"db.orphan-wal", [](Patient& b) { b.Write("db/event_3.db-wal", "transactions"); }},
 };
 
-/// A box on which everything has been used once.
+/// A box on which everything has been used once; copied for each patient.
 void MakeHealthy(const fs::path& root)
 {
+    static fs::path first;
+    if (!first.empty()) {
+        fs::copy(first, root, fs::copy_options::recursive);
+        ::chmod(root.c_str(), 0755);
+        return;
+    }
+    first = root;
     for (const PackageDir dir : {PackageDir::ETC, PackageDir::DB, PackageDir::REC, PackageDir::LOG,
                                  PackageDir::ARCHIVE, PackageDir::RUN}) {
         ASSERT_FALSE(GetPackageDir(dir).empty());
@@ -253,6 +261,8 @@ TEST(DoctorTest, EveryPlantedFaultIsFoundByItsName)
         GTEST_SKIP() << "no namespaces here, so other programs' segments would be found";
     }
     int exitCode = -1;
+    const TempRoot first;
+    MakeHealthy(first.Path());
     {
         const TempRoot root;
         MakeHealthy(root.Path());
@@ -271,7 +281,9 @@ TEST(DoctorTest, EveryPlantedFaultIsFoundByItsName)
         EXPECT_EQ(Examine(exitCode), std::set<std::string>{fault.id});
         EXPECT_EQ(exitCode, 1) << fault.id;
         box.keep.clear();
-        EXPECT_EQ(RunVx({"fifo", "rm", "--yes", "--force", std::to_string(KEY)}).signal, 0);
+        if (::shmget(KEY, 0, 0) >= 0 || ::shmget(KEY + 1, 0, 0) >= 0) {
+            RunVx({"fifo", "rm", "--yes", "--force", std::to_string(KEY)});
+        }
     }
 }
 

@@ -37,5 +37,6 @@ void CheckKernel(Findings& findings);      ///< kernel.*: limits that a FIFO or 
 void CheckLeftovers(Findings& findings);   ///< left.*: what dead processes left in the package's folders
 void CheckLogConfig(Findings& findings);   ///< log.*: configurations that silence or flood
 void CheckPermissions(Findings& findings); ///< perm.*, key.*: folders and keys open to others or closed to us
+void CheckRecordRows(Findings& findings);  ///< records.*: rows without files, files without rows and the like
 void CheckSegments(Findings& findings);    ///< segment.*: FIFOs without a writer, broken or incomplete ones
 void CheckSpace(Findings& findings);       ///< space.*: volumes that are full, missing or read-only

@@ -60,7 +60,7 @@ using LOG_TYPE = int;
 ///   time (UTC)               pid  tid  category level place          function   text without its newline
 ///
 /// - One write() a message, so that lines of many processes never mix. Control characters in the text are
-///   written as \n, \r, \t or \xHH; a text above 64 KiB is cut, with a mark.
+///   written as `\n`, `\r`, `\t` or `\xHH`; a text above 64 KiB is cut, with a mark.
 /// - A message that repeats the one before, from the same place, is counted instead: "[repeated n times] text"
 ///   comes with the next other message, after five seconds of repetition, or at the process's end.
 /// - At VX_LOG_MAX_BYTES (8 MiB by default) the file becomes vx.log.1 and a new one is begun; VX_LOG_KEEP (1)
