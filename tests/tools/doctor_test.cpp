@@ -86,15 +86,18 @@ struct Patient {
         ::mount("none", place.c_str(), "tmpfs", flags, options);
         Until([place] { ::umount2(place.c_str(), MNT_DETACH); });
     }
-    /// A living FIFO; the header's segment id.
-    int Fifo()
+    /// A living FIFO, with one frame or with frames that go on; the header's segment id.
+    int Fifo(bool goesOn = true)
     {
-        auto writer =
-            std::make_shared<ChildProcess>(TestWriter(KEY, [](ShmStreamFifo& fifo, Channel& channel) {
-                WriteTestFrame(fifo, 0);
-                channel.Send('w');
-                Forever();
-            }));
+        const auto write = [goesOn](ShmStreamFifo& fifo, Channel& channel) {
+            WriteTestFrame(fifo, 0);
+            channel.Send('w');
+            for (int n = 1; goesOn; ++n, ::usleep(20000)) {
+                WriteTestFrame(fifo, n);
+            }
+            Forever();
+        };
+        auto writer = std::make_shared<ChildProcess>(TestWriter(KEY, write));
         EXPECT_EQ(writer->Receive(), 'w');
         keep.push_back(writer);
         return ::shmget(KEY, 0, 0);
@@ -138,7 +141,7 @@ void KillWriter(Patient& box)
 
 void ScribbleHeader(Patient& box)
 {
-    void* const header = ::shmat(box.Fifo(), nullptr, 0);
+    void* const header = ::shmat(box.Fifo(false), nullptr, 0);
     std::memset(header, 0x5a, sizeof(ShmStreamFifo));
     ::shmdt(header);
 }
@@ -189,6 +192,7 @@ const Fault FAULTS[] = {
     {"segment.slot-missing",
      [](Patient& b) { b.Fifo(), ::shmctl(::shmget(KEY + 3, 0, 0), IPC_RMID, nullptr); }},
     {"segment.mode", CloseHeader},
+    {"segment.silent", [](Patient& b) { b.Fifo(false); }},
     {"segment.frames-held",
      [](Patient& b) {
          ShmCommonCfg cfg{};

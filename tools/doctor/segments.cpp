@@ -101,6 +101,29 @@ void Judge(const FifoFacts& fifo, Findings& findings)
     }
 }
 
+/// Live FIFOs without a new frame for three seconds. Where frames flow this takes as long as one of them.
+void JudgeSilence(std::vector<FifoFacts> fifos, Findings& findings)
+{
+    constexpr int LOOKS = 30;
+    constexpr useconds_t PAUSE_USEC = 100000;
+    std::erase_if(fifos, [](const FifoFacts& fifo) { return fifo.state != FifoState::LIVE || !fifo.known; });
+    for (int look = 0; look < LOOKS && !fifos.empty(); ++look) {
+        ::usleep(PAUSE_USEC);
+        const std::vector<ShmRow> rows = ListShm();
+        std::erase_if(fifos, [&rows](const FifoFacts& fifo) {
+            FifoFacts now;
+            return !FindFifo(rows, fifo.key, now) || now.state != FifoState::LIVE ||
+                   now.NewestId() != fifo.NewestId();
+        });
+    }
+    for (const FifoFacts& fifo : fifos) {
+        findings.Add(
+            "segment.silent", fmt::format("{} has had no new frame for three seconds", NameOf(fifo)),
+            "viewers see a still picture, and nothing is recorded; the camera may be away",
+            fmt::format("vx log tail says what the capture process waits for; or {}", Restart(fifo)));
+    }
+}
+
 /// The word by which one process holds the frames of all back.
 void JudgeHeldFrames(Findings& findings)
 {
@@ -123,8 +146,10 @@ void JudgeHeldFrames(Findings& findings)
 
 void CheckSegments(Findings& findings)
 {
-    for (const FifoFacts& fifo : ListFifos(ListShm())) {
+    const std::vector<FifoFacts> fifos = ListFifos(ListShm());
+    for (const FifoFacts& fifo : fifos) {
         Judge(fifo, findings);
     }
+    JudgeSilence(fifos, findings);
     JudgeHeldFrames(findings);
 }
