@@ -13,7 +13,7 @@ bool HasDatabase(const std::string& dbPath);
 /// Ends the verb because a database cannot be read or changed.
 [[noreturn]] void FailOnEvents(std::string_view verb, const std::string& dbPath);
 
-/// Ends the verb unless the database and the volume of rec/ belong together or nothing was recorded yet.
+/// Ends the verb when the volume of a database is not there, or another one is.
 void RefuseUnlessSame(std::string_view verb, const std::string& dbPath);
 
 /// sweep, check and repair.

@@ -55,9 +55,7 @@ std::vector<Marked> ListMarked()
         if (CountMarkedRecords(marked.kind, marked.archTaskId, marked.count) != 0) {
             FailOnEvents("event sweep", dbPath);
         }
-        if (marked.count > 0) {
-            RefuseUnlessSame("event sweep", dbPath);
-        }
+        RefuseUnlessSame("event sweep", dbPath);
     }
     std::erase_if(found, [](const Marked& marked) { return marked.count == 0; });
     return found;
@@ -206,6 +204,7 @@ void RefuseUnlessSame(std::string_view verb, const std::string& dbPath)
     switch (CheckRecVolume(dbPath, &why)) {
     case REC_VOLUME::SAME:
     case REC_VOLUME::UNBOUND:
+    case REC_VOLUME::NEW_DB: // no rows, or none that anything below would touch
         return;
     case REC_VOLUME::UNREADABLE:
         Fail(EXIT_UNREACHABLE, verb, "{}", why);

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/history.cpp - vx history list and rm: what fired, and when.
 #include <CLI/CLI.hpp>
-#include <unistd.h>
-
 #include <fmt/format.h>
 
-#include <iostream>
 #include <memory>
 
 #include "actrulehistory.h"
+#include "agree.h"
 #include "fail.h"
 #include "package/db.h"
 #include "package/idtext.h"
@@ -118,21 +116,6 @@ long long CountOf(const RuleHistoryFilterRule& filter)
     return std::atoll(count.c_str());
 }
 
-bool Agreed(const Options& options)
-{
-    if (options.yes) {
-        return true;
-    }
-    if (::isatty(STDIN_FILENO) == 0) {
-        Fail(EXIT_REFUSED, "history rm", "nobody to ask; use --yes");
-    }
-    fmt::print("Remove them? [y/N] ");
-    std::fflush(stdout);
-    std::string answer;
-    std::getline(std::cin, answer);
-    return answer == "y" || answer == "yes";
-}
-
 void Remove(const Options& options)
 {
     const RuleHistoryFilterRule filter = FilterOf(options);
@@ -140,7 +123,7 @@ void Remove(const Options& options)
     if (!options.json) {
         fmt::print("{} {} line(s)\n", options.dryRun ? "Would remove" : "To be removed:", count);
     }
-    const bool go = !options.dryRun && count > 0 && Agreed(options);
+    const bool go = !options.dryRun && count > 0 && Agreed("history rm", "Remove them?", options.yes);
     if (go && DelRuleHistoryByFileter(filter) != 0) {
         Fail(EXIT_FOUND, "history rm", "cannot be removed; vx log tail says why");
     }

@@ -66,7 +66,7 @@ try {
     RecRows rows;
     const std::string values = VxDB::QuoteEscape(m_name) + "," + (m_enabled ? "1" : "0");
     if (rows.Load(VxDB::DB_SYSTEM, m_id > 0 ? "UPDATE " + table + " SET (name,enabled) = (" + values +
-                                                  ") WHERE id = " + std::to_string(m_id) +
+                                                  ") WHERE id = " + std::to_string(m_id) + " " +
                                                   VxDB::GetReturnColumnsStatement({"id"})
                                             : "INSERT INTO " + table + " (name,enabled) VALUES (" + values +
                                                   ")" + VxDB::GetReturnColumnsStatement({"id"})) != 0 ||

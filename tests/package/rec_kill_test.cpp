@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "package/camera.h"
-#include "rec_fixture.h"
+#include "support/rec_fixture.h"
 #include "support/child_process.h"
 #include "support/kill_points.h"
 #include "support/temp_root.h"

@@ -10,7 +10,7 @@
 #include "package/ivaevent.h"
 #include "package/lapserec.h"
 #include "package/rectask.h"
-#include "rec_fixture.h"
+#include "support/rec_fixture.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
 

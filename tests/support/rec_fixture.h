@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// tests/package/rec_fixture.h - recordings of a test's own: rows with real files under a temporary root.
+// tests/support/rec_fixture.h - recordings of a test's own: rows with real files under a temporary root.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/event_test.cpp - vx camera, task and event: limits as records, events marked, swept, checked.
+#include <json/json.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <sstream>
+
+#include "support/child_process.h"
+#include "support/rec_fixture.h"
+#include "support/temp_root.h"
+#include "vx_process.h"
+
+using namespace rec;
+
+namespace {
+
+class EventVerbTest : public ::testing::Test {
+protected:
+    static Json::Value Parse(const VxResult& result)
+    {
+        std::istringstream in(result.out);
+        Json::Value value;
+        std::string problem;
+        EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &problem))
+            << result.out << result.err;
+        return value;
+    }
+    static Json::Value RunJson(std::vector<std::string> args)
+    {
+        args.emplace_back("--json");
+        return Parse(RunVx(args));
+    }
+
+    TempRoot m_root;
+};
+
+} // namespace
+
+// Catches: an edit that changes what was not named or another group's limits; a limit that is no limit.
+TEST_F(EventVerbTest, LimitsAreRecords)
+{
+    EXPECT_EQ(RunVx({"camera", "add", "front", "--days", "30", "--size", "2000"}).exitCode, 0);
+    EXPECT_EQ(RunVx({"camera", "edit", "1", "--group", "event", "--days", "90"}).exitCode, 0);
+    EXPECT_EQ(RunVx({"camera", "edit", "1", "--size", "0", "--disable"}).exitCode, 0);
+    const Json::Value camera = RunJson({"camera", "show", "1"});
+    EXPECT_EQ(camera["name"], "front");
+    EXPECT_EQ(camera["enabled"], false);
+    EXPECT_EQ(camera["groups"]["continuous"]["days"], 30);
+    EXPECT_EQ(camera["groups"]["continuous"]["by_size"], false);
+    EXPECT_EQ(camera["groups"]["event"]["days"], 90);
+    EXPECT_EQ(RunVx({"task", "add", "iva", "gate", "--camera", "1", "--number", "5"}).exitCode, 0);
+    EXPECT_EQ(RunVx({"task", "edit", "iva", "1", "--on-camera", "true", "--days", "3"}).exitCode, 0);
+    const Json::Value task = RunJson({"task", "show", "iva", "1"});
+    EXPECT_EQ(task["limits"]["number"], 5);
+    EXPECT_EQ(task["limits"]["days"], 3);
+    EXPECT_EQ(task["on_camera"], true);
+    EXPECT_EQ(RunJson({"task", "limits", "--alert-days", "7", "--reserve", "50"})["reserve_mb"], 50);
+    EXPECT_EQ(RunJson({"task", "limits"})["alert_days"], 7);
+    EXPECT_EQ(RunVx({"camera", "rm", "1"}).exitCode, 4); // nobody to ask
+    EXPECT_EQ(RunVx({"camera", "rm", "1", "--yes"}).exitCode, 0);
+    EXPECT_EQ(RunVx({"task", "rm", "iva", "1", "--yes"}).exitCode, 0);
+    EXPECT_EQ(RunJson({"task", "list"}).size() + RunJson({"camera", "list"}).size(), 0u);
+    const struct {
+        std::vector<std::string> args;
+        int exitCode;
+    } wrong[] = {
+        {{"camera", "add", "x", "--days", "-1"}, 2},
+        {{"camera", "add", "x", "--size", "99999999999"}, 2},
+        {{"camera", "add", "x", "--group", "both"}, 2},
+        {{"camera", "edit", "77", "--days", "1"}, 1},
+        {{"task", "add", "film", "x"}, 2},
+        {{"task", "add", "lapse", "x", "--share", "../etc"}, 2},
+        {{"task", "edit", "lapse", "9", "--days", "1"}, 1},
+        {{"event", "mark", "--yes"}, 2},
+        {{"event", "mark", "--camera", "1", "--yes"}, 2},
+        {{"event", "mark", "1;2", "--yes"}, 2},
+        {{"event", "ls", "--group", "3"}, 2},
+    };
+    for (const auto& [args, exitCode] : wrong) {
+        EXPECT_EQ(RunVx(args).exitCode, exitCode) << args[0] << " " << args[1] << " " << args[2];
+    }
+}
+
+// Catches: a dry run that removes, a removal nobody agreed to, a list that offers marked events, a sweep that
+// reports what it did not do.
+TEST_F(EventVerbTest, MarkSweepAndCheck)
+{
+    for (int i = 1; i <= 3; ++i) {
+        ASSERT_EQ(AddEvent(i, 1000 * i, 1000 * i + 60, std::to_string(i) + "/0/e.mp4", 50), i);
+    }
+    EXPECT_EQ(RunJson({"event", "mark", "--before", "2061", "--dry-run"})["count"], 2);
+    EXPECT_EQ(RunVx({"event", "mark", "1"}).exitCode, 4);
+    EXPECT_EQ(Live(), "1 2 3");
+    EXPECT_EQ(RunJson({"event", "mark", "--before", "2061", "--camera", "2", "--yes"})["marked"], 1);
+    EXPECT_EQ(RunJson({"event", "ls"}).size(), 2u);
+    EXPECT_EQ(RunJson({"event", "ls", "--marked"})[0]["path"], "2/0/e.mp4");
+    EXPECT_EQ(RunJson({"event", "sweep", "--dry-run"})[0]["deleted"], 0);
+    EXPECT_EQ(RunVx({"event", "sweep"}).exitCode, 4);
+    EXPECT_EQ(CountFiles(), 3);
+    EXPECT_EQ(RunJson({"event", "sweep", "--yes"})[0]["deleted"], 1);
+    EXPECT_EQ(CountFiles(), 2);
+    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+    fs::remove(Rec() / "3/0/e.mp4");
+    const VxResult check = RunVx({"event", "check"});
+    EXPECT_EQ(check.exitCode, 1);
+    EXPECT_NE(check.out.find("R1  event 3: its file [3/0/e.mp4] is gone"), std::string::npos) << check.out;
+    EXPECT_EQ(RunJson({"event", "repair", "--dry-run"})["mended"], 0);
+    EXPECT_EQ(RunJson({"event", "repair", "--yes"})["mended"], 2); // the row, and the counter with it
+    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+}
+
+// Catches: a verb that removes, marks or mends while the volume or the database is not the right one.
+TEST_F(EventVerbTest, NothingIsTouchedWithoutItsVolume)
+{
+    ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
+    ASSERT_EQ(AddEvent(1, 2000, 2060, "1/0/b.mp4"), 2);
+    ASSERT_EQ(RunVx({"event", "mark", "1", "--yes"}).exitCode, 0);
+    const std::vector<std::vector<std::string>> verbs = {{"event", "sweep", "--yes"},
+                                                         {"event", "mark", "2", "--yes"},
+                                                         {"event", "check"},
+                                                         {"event", "repair", "--yes"}};
+    fs::rename(Rec(), m_root.Path() / "unmounted");
+    for (const auto& verb : verbs) {
+        const VxResult result = RunVx(verb);
+        EXPECT_EQ(result.exitCode, 4) << verb[1] << result.out << result.err;
+        EXPECT_NE((result.err + result.out).find("is not there; mount it"), std::string::npos) << verb[1];
+    }
+    fs::remove_all(Rec());
+    fs::rename(m_root.Path() / "unmounted", Rec());
+    std::ofstream(VxDB::GetDBPath(VxDB::DB_LAPSE)) << "no database";
+    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 3);
+    EXPECT_EQ(CountFiles(), 2);
+    fs::remove(VxDB::GetDBPath(VxDB::DB_LAPSE));
+    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
+    EXPECT_EQ(CountFiles(), 1);
+}
+
+// Catches: a full disk that leaves half a batch, or an event that goes while its mark cannot be stored.
+TEST_F(EventVerbTest, FullDiskRemovesNothing)
+{
+    ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
+    ChildProcess full([](Channel&) {
+        EventFilterParam filter;
+        filter.ids = {1};
+        long long count = 0;
+        if (EventCntGetAll(filter, count) != 0 || count != 1) { // the connection is open
+            return 1;
+        }
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit none{0, 0};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+        return MarkEvtAsDel(filter, nullptr) == -1 ? 0 : 2;
+    });
+    EXPECT_EQ(full.Wait(), 0);
+    EXPECT_EQ(Live(), "1");
+    EXPECT_EQ(CountFiles(), 1);
+    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+}
