@@ -201,9 +201,9 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
     const auto start = Clock::now();
     const auto enough = start + std::chrono::seconds(8);
     const auto deadline = start + std::chrono::seconds(90) * (wantedReads / EVERYDAY_READS + 1);
-    while ((m_pTally->accepted < wantedReads || m_pTally->written < wantedReads / 20 ||
-            Clock::now() < enough) &&
-           m_pTally->torn == 0 && Clock::now() < deadline) {
+    while (
+        (m_pTally->accepted < wantedReads || m_pTally->written < wantedReads / 20 || Clock::now() < enough) &&
+        m_pTally->torn == 0 && Clock::now() < deadline) {
         switch (m_random() % 50) {
         case 0:
             writer->Kill(SIGKILL);
