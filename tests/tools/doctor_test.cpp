@@ -215,6 +215,10 @@ const Fault FAULTS[] = {
      [](Patient& b) { b.Write("db/log.db", "this is somebody's letter, and long enough to be read\n"); }},
     {"db.wal",
      [](Patient& b) { b.Write("db/log.db-wal", ""), fs::resize_file(b.root / "db/log.db-wal", 65 << 20); }},
+    {"limits.too-large",
+     [](Patient&) {
+         RunVx({"camera", "add", "Door", "--size", "2000000000", "--days", "9"});
+     }},
     {"records.R1", [](Patient& b) { b.Write("rec/lost.mp4", "film"); }},
     {"db.orphan-wal", [](Patient& b) { b.Write("db/event_3.db-wal", "transactions"); }},
 };

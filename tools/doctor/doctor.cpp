@@ -30,6 +30,7 @@ constexpr Check CHECKS[] = {
     {"leftovers", "what dead processes left", CheckLeftovers},
     {"log", "the log's configuration", CheckLogConfig},
     {"databases", "databases and their versions", CheckDatabases},
+    {"limits", "limits of recordings against their volume", CheckLimits},
     {"records", "rows and files of recordings (R1 to R6)", CheckRecordRows},
 };
 

@@ -35,6 +35,7 @@ void CheckClock(Findings& findings);       ///< clock.*: time that ran backwards
 void CheckDatabases(Findings& findings);   ///< db.*: damage, foreign files, versions, what no longer shrinks
 void CheckKernel(Findings& findings);      ///< kernel.*: limits that a FIFO or a recording would meet
 void CheckLeftovers(Findings& findings);   ///< left.*: what dead processes left in the package's folders
+void CheckLimits(Findings& findings);      ///< limits.*: limits that the volume cannot hold
 void CheckLogConfig(Findings& findings);   ///< log.*: configurations that silence or flood
 void CheckPermissions(Findings& findings); ///< perm.*, key.*: folders and keys open to others or closed to us
 void CheckRecordRows(Findings& findings);  ///< records.*: rows without files, files without rows and the like
