@@ -1,9 +1,9 @@
 # shellcheck shell=bash
 # Completion of vx for bash. Written by vx help --bash; script/lint --update makes it anew.
 declare -gA _vx_words=(
-    ["/"]="capture record camera db doctor event fifo help history log msg notify rule task webhook --help --version"
+    ["/"]="capture record camera db doctor event fifo help history log msg notify rotate rule task webhook --help --version"
     ["/capture"]="--help --format --input-option --realtime --fast --loop --key --audio-key --entry-size --slots --prefault --wait-readers --trace --json"
-    ["/record"]="--help --dir --segment --key --audio-key --duration --wait --once --trace --json"
+    ["/record"]="--help --dir --camera --group --segment --key --audio-key --duration --wait --once --trace --json"
     ["/camera"]="list show add edit rm --help"
     ["/camera list"]="--help --json"
     ["/camera show"]="--help --json"
@@ -32,15 +32,24 @@ declare -gA _vx_words=(
     ["/history"]="list rm --help"
     ["/history list"]="--help --limit --offset --json"
     ["/history rm"]="--help --before --older-than --all --yes --dry-run --json"
-    ["/log"]="show set filter tail --help"
+    ["/log"]="show set filter tail add archive keep rotate --help"
     ["/log show"]="--help --json --all"
     ["/log set"]="--help"
     ["/log filter"]="--help --clear"
     ["/log tail"]="--help --lines --follow --category --level --json"
+    ["/log add"]="--help --stdin --time --name --level --owner --category --server --json"
+    ["/log archive"]="ls show --help"
+    ["/log archive ls"]="--help --dir --json"
+    ["/log archive show"]="--help --dir --format --json"
+    ["/log keep"]="--help --on --off --days --size-mb --count --archive-dir --json"
+    ["/log rotate"]="--help --once --plan --every --json"
     ["/msg"]="tail --help"
     ["/msg tail"]="--help"
     ["/notify"]="preview --help"
     ["/notify preview"]="--help --text --text-file --subject --from --to --type --picture --cid --date --out --json"
+    ["/rotate"]="plan run --help"
+    ["/rotate plan"]="--help --reserve --rows --json"
+    ["/rotate run"]="--help --once --interval --reserve --no-sweep --json"
     ["/rule"]="list show enable disable rm add edit export import explain watch --help"
     ["/rule list"]="--help --json --show-secrets"
     ["/rule show"]="--help --json --show-secrets"
@@ -68,7 +77,7 @@ declare -gA _vx_words=(
     ["/webhook rm"]="--help --json --yes --dry-run"
 )
 _vx() {
-    local path= word i
+    local path="" word i
     COMPREPLY=()
     for ((i = 1; i < COMP_CWORD; i++)); do
         word="${path:+$path }${COMP_WORDS[i]}"
