@@ -16,6 +16,13 @@ constexpr std::chrono::milliseconds ATTACH_PERIOD{5};
 constexpr std::chrono::milliseconds LOOK_PERIOD{500};
 constexpr int AUDIO_FORMAT_PERIOD = 50; ///< frames between two looks at the format of sound
 
+bool IsLeftover(int key)
+{
+    const std::vector<ShmRow> rows = ListShm();
+    const ShmRow* const pRow = FindKey(rows, key);
+    return pRow != nullptr && !CreatorAlive(*pRow);
+}
+
 } // namespace
 
 FifoSubscription::FifoSubscription(int key, bool isVideo, FrameTrace* pTrace)
@@ -32,6 +39,10 @@ bool FifoSubscription::Attach()
     const int shmId = ShmIdUnder(m_key);
     if (shmId < 0 || shmId == m_shmId) {
         return false; // nothing there, or what was left a moment ago
+    }
+    if (IsLeftover(m_key)) {
+        m_shmId = shmId; // what a killed writer left is no live stream, however old it is
+        return false;
     }
     if (m_reader.Init(m_key, true) != 0) {
         m_nextLook = now + LOOK_PERIOD;

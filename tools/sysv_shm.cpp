@@ -206,6 +206,9 @@ bool RemoveShm(int shmId)
 
 bool CreatorAlive(const ShmRow& row)
 {
+    if (row.creator == 0) {
+        return true; // of another process namespace: nothing is known about it
+    }
     if (::kill(row.creator, 0) != 0 && errno == ESRCH) {
         return false;
     }
