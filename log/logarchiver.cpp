@@ -84,6 +84,8 @@ public:
         return PackAndForget(m_name, {m_html, m_txt});
     }
 
+    bool IsEmpty() const noexcept { return m_count == 0; }
+
 private:
     std::string m_dir;
     ArchiveName m_name;
@@ -121,8 +123,8 @@ public:
         if (VxLogRot::ArchiveToTxt(m_txt, logs, m_strings, piece) != 0) {
             return FailToCreate("txt", m_dir);
         }
-        if (VxLogRot::ArchiveToPyxlTxt(m_pyxl, logs, m_strings, piece) != 0) {
-            return FailToPyxl();
+        if (m_hasSheet && VxLogRot::ArchiveToPyxlTxt(m_pyxl, logs, m_strings, piece) != 0) {
+            DropSheet();
         }
         m_count += static_cast<int>(logs.size());
         return 0;
@@ -133,22 +135,32 @@ public:
         if (VxLogRot::ArchiveToHtmlEnd(m_html) != 0) {
             return FailToCreate("html", m_dir);
         }
-        if (VxLogRot::ArchiveToXlsx(m_pyxl, m_xlsx) != 0) {
-            return FailToPyxl();
+        if (m_hasSheet && VxLogRot::ArchiveToXlsx(m_pyxl, m_xlsx) != 0) {
+            DropSheet();
         }
         VxRm(m_pyxl); // the spreadsheet has it all
-        for (const std::string& file : {m_html, m_txt, m_xlsx}) {
+        std::list<std::string> files{m_html, m_txt};
+        if (m_hasSheet) {
+            files.push_back(m_xlsx);
+        }
+        for (const std::string& file : files) {
             VX_LOG_ROTATE(LOG_LEVEL_NOTICE, "[%s] creates log archive file [%s] of [%d] records.\n", m_log,
                           file.c_str(), m_count);
         }
-        return PackAndForget(m_name, {m_html, m_txt, m_xlsx});
+        const int packed = PackAndForget(m_name, files);
+        return m_hasSheet ? packed : -1;
     }
 
+    bool IsEmpty() const noexcept { return m_count == 0; }
+
 private:
-    int FailToPyxl() const noexcept
+    /// Goes on without the spreadsheet: it takes more room than page and text, and those hold every row as well.
+    void DropSheet()
     {
         VX_LOG_ROTATE(LOG_LEVEL_ERR, "Archive To pyxl txt [%s] failed.\n", m_pyxl.c_str());
-        return -1;
+        m_hasSheet = false;
+        VxRm(m_pyxl);
+        VxRm(m_xlsx);
     }
 
     std::string m_dir;
@@ -159,6 +171,7 @@ private:
     std::string m_txt;
     std::string m_xlsx;
     std::string m_pyxl;
+    bool m_hasSheet = true;
     int m_count = 0;
 };
 
@@ -174,13 +187,14 @@ int ArchiveRows(Archive& archive, Filter filter, List list, const char* nothing)
         }) != 0) {
         return -1;
     }
-    if (!hasRows) {
+    filter.limit = 0;
+    if (hasRows &&
+        (archive.Begin() != 0 || list(filter, [&archive](auto rows) { return archive.Add(rows); }) != 0)) {
+        return -1;
+    }
+    if (archive.IsEmpty()) { // also when whoever was archiving before has meanwhile removed the rows
         VX_LOG_ROTATE(LOG_LEVEL_NOTICE, "%s", nothing);
         return 0;
-    }
-    filter.limit = 0;
-    if (archive.Begin() != 0 || list(filter, [&archive](auto rows) { return archive.Add(rows); }) != 0) {
-        return -1;
     }
     return archive.Finish();
 }

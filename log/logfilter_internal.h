@@ -77,7 +77,10 @@ int ReadRecords(const std::string& sql, const std::function<int(std::span<const 
         for (std::size_t i = 0; i < count; ++i) {
             records[i].PutRowIntoObj(block, static_cast<unsigned int>(i));
         }
-        return take(std::span<const Record>(records.data(), count)) == 0;
+        const bool wantsMore = take(std::span<const Record>(records.data(), count)) == 0;
+        records[count - 1] =
+            Record(); // the row that filled the block may be huge; the others are in its size
+        return wantsMore;
     });
 }
 

@@ -116,7 +116,12 @@ try {
 
 std::string VxLogRotateSettings::GetArchiveDir() const
 {
-    return archiveDir.empty() ? GetPackageDir(PackageDir::ARCHIVE) : archiveDir;
+    if (!archiveDir.empty()) {
+        return archiveDir;
+    }
+    const std::string dir = GetPackageDir(PackageDir::ARCHIVE);
+    // One that cannot be made: the path where it would be fails and is named, never one below "/".
+    return dir.empty() ? GetPackageRoot() + "/archive" : dir;
 }
 
 Json::Value VxLogRotateSettings::ToJson() const

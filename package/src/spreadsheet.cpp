@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <xlsxwriter.h>
 
+#include <cstdio>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -61,6 +62,16 @@ std::string CutToCell(const std::string& text)
     return units <= SpreadsheetWriter::CELL_MAX ? text : text.substr(0, cut).append(MARK);
 }
 
+/// Whether a sheet's rows are where the library keeps them meanwhile: it does not look when it writes them, and makes
+/// a spreadsheet of what is there.
+bool IsStored(const lxw_worksheet* pSheet, bool isWhole) noexcept
+{
+    return pSheet == nullptr || (std::ferror(pSheet->optimize_tmpfile) == 0 &&
+                                 (!isWhole || std::fflush(pSheet->optimize_tmpfile) == 0));
+}
+
+constexpr const char* NOT_STORED = "its rows cannot be stored beside it";
+
 } // namespace
 
 SpreadsheetWriter::SpreadsheetWriter() noexcept = default;
@@ -100,7 +111,11 @@ try {
         return Fail("", "not open");
     }
     State& state = *m_pState;
-    if (state.pSheet == nullptr || state.nextRow >= state.sheetRows) {
+    const bool isNewSheet = state.pSheet == nullptr || state.nextRow >= state.sheetRows;
+    if (!IsStored(state.pSheet, isNewSheet)) {
+        return Fail(state.path, NOT_STORED);
+    }
+    if (isNewSheet) {
         state.pSheet = workbook_add_worksheet(state.pBook, nullptr);
         if (state.pSheet == nullptr) {
             return Fail(state.path, "no further sheet");
@@ -131,6 +146,9 @@ int SpreadsheetWriter::Close() noexcept
     const std::unique_ptr<State> state = std::move(m_pState);
     if (state == nullptr) {
         return Fail("", "not open");
+    }
+    if (!IsStored(state->pSheet, true)) {
+        return Fail(state->path, NOT_STORED);
     }
     const lxw_error code = workbook_close(std::exchange(state->pBook, nullptr));
     return code == LXW_NO_ERROR ? 0 : Fail(state->path, lxw_strerror(code));

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -222,4 +223,46 @@ TEST_F(LogRotateTest, RunTrimsOneLogAsItsSettingsSay)
                   "log/vxlogrotate LoadSettings: Failed to load [message] rotate config.\n");
     }
     EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM message"), "6");
+}
+
+// Catches: a virtual function that moved, which a separately built caller would call for another.
+TEST_F(LogRotateTest, SlotsOfARotaterAreWhereCallersExpectThem)
+{
+    struct Named : VxLogRotaterBase {
+        Named() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_MESSAGE)) {}
+        int GetTimeUPB() noexcept override { return 2; }
+        int Rotate(int timeUPB) noexcept override { return timeUPB + 3; }
+        int Archive(int timeUPB, const std::string& dir) noexcept override
+        {
+            return timeUPB + static_cast<int>(dir.size());
+        }
+        int LogAndNotify(int timeUPB) noexcept override { return timeUPB + 5; }
+        int GetTimeUPBByDays() noexcept override { return 6; }
+        int GetTimeUPBByLimits() noexcept override { return 7; }
+    };
+    Named rotater;
+    void* const* slots = nullptr; // 0 and 1: the destructor's two forms
+    std::memcpy(&slots, static_cast<void*>(&rotater), sizeof slots);
+    using Get = int (*)(void*);
+    using Take = int (*)(void*, int);
+    using Archive = int (*)(void*, int, const std::string&);
+    using Sql = std::string (*)(const void*);
+    using SqlOf = std::string (*)(const void*, int);
+    EXPECT_EQ(reinterpret_cast<Get>(slots[2])(&rotater), 2);
+    EXPECT_EQ(reinterpret_cast<Take>(slots[3])(&rotater, 100), 103);
+    EXPECT_EQ(reinterpret_cast<Archive>(slots[4])(&rotater, 100, "/dir"), 104);
+    EXPECT_EQ(reinterpret_cast<Take>(slots[5])(&rotater, 100), 105);
+    EXPECT_EQ(reinterpret_cast<Get>(slots[6])(&rotater), 6);
+    EXPECT_EQ(reinterpret_cast<Get>(slots[7])(&rotater), 7);
+    EXPECT_EQ(reinterpret_cast<SqlOf>(slots[8])(&rotater, 9), rotater.GetRotateSqlStr(9));
+    EXPECT_EQ(reinterpret_cast<Sql>(slots[9])(&rotater), rotater.GetCountLimitSqlStr());
+    EXPECT_EQ(reinterpret_cast<SqlOf>(slots[10])(&rotater, 4), rotater.GetSelectOffsetSqlStr(4));
+}
+
+// Catches: archives in the root folder, because the package's own cannot be made.
+TEST(LogArchiveDirTest, FolderThatCannotBeMadeIsNamed)
+{
+    ::setenv("VX_ROOT", "/dev/null/vx", 1);
+    EXPECT_EQ(VxLogRotateSettings().GetArchiveDir(), "/dev/null/vx/archive");
+    ::unsetenv("VX_ROOT");
 }
