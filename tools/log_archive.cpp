@@ -128,10 +128,12 @@ private:
     {
         constexpr const char* NAMES[] = {"time", "kind", "from", "text"};
         Json::Value json(Json::objectValue);
-        for (const char* const name : NAMES) {
+        for (std::size_t i = 0; i < std::size(NAMES); ++i) {
             std::string cell = ReadLineText(line.substr(0, line.find('\t')));
-            cell.erase(cell.find_last_not_of(' ') + 1);
-            json[name] = cell;
+            if (i == 1 || i == 2) {
+                cell.erase(cell.find_last_not_of(' ') + 1); // what fills the column up
+            }
+            json[NAMES[i]] = cell;
             line.remove_prefix(
                 std::min(line.size(), line.find('\t') == line.npos ? line.size() : line.find('\t') + 1));
         }

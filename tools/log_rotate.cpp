@@ -46,6 +46,7 @@ std::string BoundText(int bound)
 struct Outcome {
     std::string word;
     std::string owner;
+    bool isRead = true; ///< whether the log and its settings could be read
     bool isOn = false;
     int bound = 0;
     long long rows = 0;
@@ -59,6 +60,7 @@ Json::Value JsonOf(const Outcome& outcome, bool plan)
     if (!outcome.owner.empty()) {
         json["owner"] = std::stoi(outcome.owner);
     }
+    json["readable"] = outcome.isRead;
     json["enabled"] = outcome.isOn;
     if (outcome.isOn) {
         json["before"] = outcome.bound;
@@ -76,9 +78,10 @@ void Print(const std::vector<Outcome>& outcomes, bool plan, bool json)
     Table table({"LOG", "OWNER", "BEFORE", ">ROWS", "STATE"});
     for (const Outcome& outcome : outcomes) {
         list.append(JsonOf(outcome, plan));
-        const char* const state = !outcome.isOn ? "kept for ever"
-                                  : plan        ? "would go"
-                                                : (outcome.isDone ? "gone" : "failed; vx log tail says why");
+        const char* const state = !outcome.isRead ? "cannot be read; vx log tail says why"
+                                  : !outcome.isOn ? "kept for ever"
+                                  : plan          ? "would go"
+                                         : (outcome.isDone ? "gone" : "failed; vx log tail says why");
         table.AddRow({outcome.word, outcome.owner, outcome.isOn ? BoundText(outcome.bound) : "",
                       outcome.isOn ? std::to_string(outcome.rows) : "", state});
     }
@@ -98,31 +101,26 @@ Outcome RunOne(VxLogRotaterBase& rotater, bool plan)
     if (const auto* const pOwned = dynamic_cast<const VxOwnedLogRotater*>(&rotater); pOwned != nullptr) {
         outcome.owner = std::to_string(pOwned->OwnerId());
     }
-    if (rotater.LoadSettings() != 0) {
-        Fail(EXIT_UNREACHABLE, "log rotate",
-             "{}: its settings cannot be read or make no sense; vx log keep {}", outcome.word, outcome.word);
-    }
-    outcome.isOn = rotater.Settings().IsRotationWanted();
+    outcome.isRead = rotater.LoadSettings() == 0;
+    outcome.isOn = outcome.isRead && rotater.Settings().IsRotationWanted();
     if (outcome.isOn) {
         outcome.bound = rotater.GetTimeUPB();
         outcome.rows = rotater.CountRotated(outcome.bound);
-        if (outcome.rows < 0) {
-            Fail(EXIT_UNREACHABLE, "log rotate", "{}: the log cannot be read; vx log tail says why",
-                 outcome.word);
-        }
+        outcome.isRead = outcome.rows >= 0;
     }
-    outcome.isDone = !plan && rotater.Run() == 0;
+    outcome.isDone = !plan && outcome.isRead && rotater.Run() == 0;
     return outcome;
 }
 
+/// One log that cannot be read keeps no other one from being trimmed.
 std::vector<Outcome> RunAll(const std::vector<VX_ROTATED_LOG>& logs, bool plan)
 {
     std::vector<Outcome> outcomes;
     for (const VX_ROTATED_LOG log : logs) {
         std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
         if (MakeLogRotaters(log, rotaters) != 0) {
-            Fail(EXIT_UNREACHABLE, "log rotate", "{}: the log cannot be read; vx log tail says why",
-                 GetLogTable(log).name);
+            outcomes.emplace_back().word = LogWords()[static_cast<std::size_t>(log)];
+            outcomes.back().isRead = false;
         }
         for (const auto& rotater : rotaters) {
             outcomes.push_back(RunOne(*rotater, plan));
@@ -141,6 +139,10 @@ void Rotate(const RotateOptions& options)
     for (;;) {
         const std::vector<Outcome> outcomes = RunAll(logs, options.plan);
         Print(outcomes, options.plan, options.json);
+        if ((options.plan || options.once) && !std::ranges::all_of(outcomes, &Outcome::isRead)) {
+            Fail(EXIT_UNREACHABLE, "log rotate",
+                 "a log or its settings cannot be read; vx log tail says why, vx log keep sets them anew");
+        }
         if (options.plan) {
             return;
         }
