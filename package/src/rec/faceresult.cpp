@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 
 #include "package/recsweep.h"
 #include "package/rectable.h"
@@ -173,7 +174,8 @@ try {
     long long bytes = 0;
     while (bytes / BYTES_PER_MB < sizeMB && rows.Next()) {
         bytes += std::max<long long>(0, rows.Number("size"));
-        bound = static_cast<long>(rows.Number("stop_time") + 1);
+        bound = static_cast<long>(
+            std::min<std::int64_t>(rows.Number("stop_time") + 1, std::numeric_limits<long>::max()));
         ids.insert(rows.Int("id"));
         ++info.count;
     }

@@ -6,6 +6,7 @@
 
 #include <exception>
 #include <map>
+#include <utility>
 
 #include "db/driver.h"
 #include "package/event.h"
@@ -55,7 +56,7 @@ bool RemoveFile(RecFiles& files, const std::string& path)
     return false;
 }
 
-int DeleteRows(REC_KIND kind, const std::string& dbPath, const std::list<MarkedRow>& rows, int& deleted)
+int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> rows, int& deleted)
 {
     std::string why;
     if (CheckRecVolume(dbPath, &why) != REC_VOLUME::SAME) {
@@ -71,6 +72,8 @@ int DeleteRows(REC_KIND kind, const std::string& dbPath, const std::list<MarkedR
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: %s.\n", outcome.text.c_str());
         return -1;
     }
+    // Cameras record side by side: in order of their paths each folder is entered once.
+    rows.sort([](const MarkedRow& a, const MarkedRow& b) { return a.path < b.path; });
     std::list<std::int64_t> ids;
     for (const MarkedRow& row : rows) {
         if (RemoveFile(files, row.path)) {
@@ -128,7 +131,7 @@ try {
     }
     afterId = rows.back().id;
     const int size = static_cast<int>(rows.size());
-    return DeleteRows(kind, dbPath, rows, deleted) != 0 ? -1 : (size == limit ? 1 : 0);
+    return DeleteRows(kind, dbPath, std::move(rows), deleted) != 0 ? -1 : (size == limit ? 1 : 0);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete marked records [%s].\n", error.what());
     return -1;
@@ -145,7 +148,7 @@ try {
     for (const auto& [dbPath, ids] : byDB) {
         std::list<MarkedRow> rows;
         if (ListMarked(REC_KIND_EVENT, dbPath, "id IN (" + IdsText(ids) + ")", rows) != 0 ||
-            DeleteRows(REC_KIND_EVENT, dbPath, rows, deleted) != 0) {
+            DeleteRows(REC_KIND_EVENT, dbPath, std::move(rows), deleted) != 0) {
             result = -1;
         }
     }

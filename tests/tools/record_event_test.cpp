@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/record_event_test.cpp - vx record --camera: a real stream becomes events, also when it is killed.
+#include <json/json.h>
+
+#include <sstream>
+
+#include "media_clip.h"
+#include "support/ipc_keys.h"
+#include "support/rec_fixture.h"
+#include "support/temp_root.h"
+#include "vx_process.h"
+
+using namespace rec;
+
+namespace {
+
+constexpr int ROUNDS = 3;
+
+/// Waits until as many events were made. @return false after twenty seconds without them.
+bool WaitForEvents(int count)
+{
+    for (int tries = 0; tries < 200; ++tries) {
+        const std::string found = Select("SELECT COUNT(*) AS x FROM event WHERE size > 0 OR end_time = 0");
+        if (std::atoi(found.c_str()) >= count) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return false;
+}
+
+} // namespace
+
+// Catches: a killed recorder that leaves a file without a row or an event that stays open for good; a second
+// recorder of one camera; a recording that is not playable or whose row says another size; a volume that is
+// filled while it is not the database's.
+TEST(RecordEventTest, EventsOutliveTheirRecorder)
+{
+    if (!HasFfmpeg()) {
+        GTEST_SKIP() << "ffmpeg makes and judges the clips; script/bootstrap installs it";
+    }
+    const TempRoot root;
+    const IpcKeys keys;
+    const std::string key = std::to_string(keys.First());
+    const std::string clip = (root.Path() / "clip.mp4").string();
+    ASSERT_EQ(
+        MakeClip("-f lavfi -i testsrc2=size=320x240:rate=25 -t 3 -c:v libx264 -preset ultrafast -g 25", clip),
+        "");
+    const std::vector<std::string> record{"record", "--camera", "1", "--key", key, "--segment", "1"};
+    EXPECT_EQ(RunVx(record).exitCode, 1); // no such camera
+    ASSERT_EQ(RunVx({"camera", "add", "gate"}).exitCode, 0);
+    VxProcess writer({"capture", clip, "--key", key, "--loop"});
+    for (int round = 1; round <= ROUNDS; ++round) {
+        VxProcess recorder(record);
+        ASSERT_TRUE(WaitForEvents(2 * round)) << recorder.Finish(0).err;
+        EXPECT_EQ(RunVx(record).exitCode, 4); // one is there already
+        recorder.Signal(round == ROUNDS ? SIGTERM : SIGKILL);
+        EXPECT_EQ(recorder.Finish().signal, round == ROUNDS ? 0 : SIGKILL);
+    }
+    EXPECT_EQ(Check(), std::vector<std::string>());
+    EXPECT_EQ(Select("SELECT COUNT(*) AS x FROM event WHERE end_time < start_time OR size = 0"), "0");
+    EXPECT_EQ(DecodeComplaints((Rec() / Select("SELECT path AS x FROM event ORDER BY id LIMIT 1")).string()),
+              "");
+    fs::rename(Rec(), root.Path() / "unmounted");
+    EXPECT_EQ(RunVx(record).exitCode, 4);
+    EXPECT_EQ(fs::exists(Rec()) ? CountFiles() : 0, 0);
+    writer.Signal(SIGTERM); // it removes its segments
+    EXPECT_EQ(writer.Finish().signal, 0);
+}
