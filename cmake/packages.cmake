@@ -47,7 +47,8 @@ if(TARGET vx)
     list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_STRIP_FILES OFF) # script/package strips what it has staged: with the target's strip
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has a first line of its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_VENDOR "The vxutil authors")
 set(CPACK_PACKAGE_CONTACT "The vxutil authors <vxutil@vx.invalid>")
@@ -60,8 +61,8 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 
 # Natively dpkg-shlibdeps says what is needed. For another processor it knows no packages, so the list stands here;
 # script/package compares the two.
-set(_library_needs "libarchive13, libc6 (>= 2.36), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libsqlite3-0 (>= 3.37.0), libssl3 (>= 3.0.0), libstdc++6 (>= 12), libxlsxwriter4 (>= 1.1.0)")
-set(_tools_need "libc6 (>= 2.36), libfmt9 (>= 9.1.0+ds1), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libstdc++6 (>= 12)")
+set(_library_needs "libarchive13 (>= 3.0.4), libc6 (>= 2.34), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libsqlite3-0 (>= 3.12.0), libssl3 (>= 3.0.0), libstdc++6 (>= 12), libxlsxwriter4 (>= 1.1.4)")
+set(_tools_need "libc6 (>= 2.34), libfmt9 (>= 9.1.0+ds1), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libstdc++6 (>= 12)")
 if(CMAKE_CROSSCOMPILING)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${VX_DEB_ARCHITECTURE})
