@@ -3,6 +3,7 @@
 #include "rotate_volume.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
@@ -176,6 +177,9 @@ int ComputeVolumeNeed(const std::list<RotateTarget>& targets, long long reserveM
 {
     need.reserveMB = reserveMB >= 0 ? reserveMB : GetRecReserveMB();
     const std::string rec = GetPackageRoot() + "/rec";
+    if (::access(rec.c_str(), F_OK) != 0) {
+        return 0; // nothing was recorded, or the volume is not there: nothing of it can make room
+    }
     if (GetVolumeSpaceMB(rec, need.freeMB, need.totalMB) != 0 || ComputeComing(targets, need.comingMB) != 0) {
         return -1;
     }

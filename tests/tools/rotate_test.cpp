@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+#include <chrono>
+#include <thread>
+
+#include "package/json.h"
+#include "package/monoclock.h"
+#include "rotate/rot_world.h"
+#include "vx_process.h"
+
+namespace {
+
+class RotateToolTest : public ::testing::Test {
+protected:
+    RotateToolTest()
+    {
+        Camera camera; // number 7 is the world's target
+        for (int i = 0; i < 7; ++i) {
+            camera.SetId(0);
+            EXPECT_EQ(camera.Save(), 0);
+        }
+    }
+
+    void SetLimits(int days, int sizeMB)
+    {
+        Camera camera;
+        ASSERT_EQ(camera.Load(7), 0);
+        camera.SetLimits(CAM_REC_GROUP_CONTINUOUS, {days > 0, days, sizeMB > 0, sizeMB, 0});
+        ASSERT_EQ(camera.Save(), 0);
+    }
+    static Json::Value RunJson(std::vector<std::string> args, int exitCode = 0)
+    {
+        args.emplace_back("--json");
+        const VxResult result = RunVx(args);
+        EXPECT_EQ(result.exitCode, exitCode) << result.err;
+        Json::Value json;
+        std::string error;
+        EXPECT_TRUE(JsonRead(result.out, json, error)) << result.out;
+        return json;
+    }
+    /// Megabytes to ask for so that so many are missing.
+    std::string ReserveMissing(long long missingMB)
+    {
+        long long freeMB = 0;
+        long long totalMB = 0;
+        EXPECT_EQ(GetVolumeSpaceMB(m_world.m_root.Path().string(), freeMB, totalMB), 0);
+        return std::to_string(freeMB + missingMB);
+    }
+
+    const long long m_now = static_cast<long long>(GetWallTimeSec());
+    RotWorld m_world;
+};
+
+// Catches: a plan that changes something, or that names other rows than the pass then takes.
+TEST_F(RotateToolTest, RunDoesWhatThePlanSays)
+{
+    m_world.AddMany(CAMERA, 30, m_now - 40 * DAY, false, true);
+    m_world.Add(CAMERA,
+                {{100, 7, m_now - DAY, m_now - DAY + 10, 5 * MIB}, {101, 7, m_now - 100, m_now, 5 * MIB}},
+                true);
+    SetLimits(30, 6);
+    const auto before = m_world.All(CAMERA);
+    const Json::Value plan = RunJson({"rotate", "plan", "--reserve", "0", "--rows", "2"});
+    const Json::Value& target = plan["targets"][0];
+    EXPECT_EQ(target["days_limit"].asInt(), 30);
+    EXPECT_EQ(target["size_limit_mb"].asInt(), 6);
+    EXPECT_EQ(target["occupied_mb"].asInt(), 40);
+    EXPECT_EQ(target["removes"]["date"]["count"].asInt(), 30);
+    EXPECT_EQ(target["removes"]["date"]["rows"][1]["id"].asInt(), 2);
+    EXPECT_EQ(target["removes"]["size"]["count"].asInt(), 1);
+    EXPECT_EQ(target["removes"]["volume"]["count"].asInt(), 0);
+    EXPECT_EQ(m_world.All(CAMERA), before);
+    EXPECT_EQ(RotWorld::FileCount(), 32);
+    const Json::Value round = RunJson({"rotate", "run", "--once", "--reserve", "0"});
+    EXPECT_EQ(round["passes"][0]["by_date"].asInt(), 30);
+    EXPECT_EQ(round["passes"][0]["by_size"].asInt(), 1);
+    EXPECT_EQ(round["swept"].asInt(), 31);
+    ASSERT_EQ(m_world.All(CAMERA).size(), 1U);
+    EXPECT_EQ(m_world.All(CAMERA)[0].id, 101);
+    EXPECT_EQ(RotWorld::FileCount(), 1);
+    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+}
+
+// Catches: a short volume that takes more than is missing, forgets what is marked already, takes young recordings,
+// or those of one target alone; recordings of a removed camera that stay for ever.
+TEST_F(RotateToolTest, ShortVolumeTakesTheOldestOfAllUntilEnoughComesFree)
+{
+    std::vector<Recording> door; // owner 7 and owner 9, which has no camera any more, in turn; 100 MB each
+    for (int i = 0; i < 20; ++i) {
+        door.push_back(
+            {i + 1, i % 2 == 0 ? 7 : 9, m_now - DAY + 60 * i, m_now - DAY + 60 * i + 50, 100 * MIB});
+    }
+    door.push_back({50, 7, m_now - 60, m_now - 10, 100 * MIB});
+    m_world.Add(CAMERA, door);
+    m_world.Add(LAPSE, {{1, 3, m_now - DAY + 30, m_now - DAY + 55, 100 * MIB, true}});
+    TimeLapseTask task;
+    ASSERT_EQ(task.Save(), 0); // so that its database is looked at
+    const Json::Value round =
+        RunJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(550)});
+    EXPECT_NEAR(static_cast<double>(round["volume"]["needed_mb"].asInt64()), 450, 30) << JsonWrite(round["volume"]);
+    const std::set<int> marked = m_world.Marked(CAMERA);
+    EXPECT_GE(marked.size(), 4U);
+    EXPECT_LE(marked.size(), 5U);
+    EXPECT_EQ(*marked.rbegin(), static_cast<int>(marked.size())) << "not the oldest of both owners";
+    RunJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000'000)});
+    EXPECT_FALSE(m_world.Marked(CAMERA).contains(50)) << "a volume that others fill has emptied the box";
+}
+
+// Catches: a removal after the database was lost or while the volume is away, or one that is not told.
+TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
+{
+    m_world.AddMany(CAMERA, 10, m_now - 40 * DAY, false, true);
+    SetLimits(1, 1);
+    std::filesystem::rename(m_world.m_root.Path() / "rec", m_world.m_root.Path() / "unmounted");
+    const Json::Value round = RunJson({"rotate", "run", "--once"}, 4);
+    EXPECT_NE(round["refused"][0].asString().find("mount"), std::string::npos) << JsonWrite(round);
+    std::filesystem::remove_all(m_world.m_root.Path() / "rec");
+    std::filesystem::rename(m_world.m_root.Path() / "unmounted", m_world.m_root.Path() / "rec");
+    EXPECT_EQ(RotWorld::FileCount(), 10);
+    EXPECT_TRUE(m_world.Marked(CAMERA).empty());
+    std::filesystem::remove_all(m_world.m_root.Path() / "db");
+    EXPECT_EQ(RunVx({"rotate", "run", "--once"}).exitCode, 0) << "nothing is configured any more";
+    EXPECT_EQ(RotWorld::FileCount(), 10);
+}
+
+// Catches: a daemon that does not end when it is told to, or ends before its reports are written.
+TEST_F(RotateToolTest, SigtermEndsTheDaemonCleanly)
+{
+    m_world.AddMany(CAMERA, 30, m_now - 40 * DAY, false, true);
+    SetLimits(1, 0);
+    VxProcess daemon({"rotate", "run", "--interval", "1"});
+    ASSERT_TRUE(daemon.WaitForOutput("30 record(s) deleted"));
+    m_world.AddMany(CAMERA, 10, m_now - 40 * DAY, false, true);
+    ASSERT_TRUE(daemon.WaitForOutput("10 record(s) deleted"));
+    daemon.Signal(SIGTERM);
+    EXPECT_EQ(daemon.Finish().exitCode, 0);
+    std::string count;
+    ASSERT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG,
+                                         "SELECT COUNT(*) FROM log WHERE args LIKE '%fileList%'", count),
+              0);
+    EXPECT_GE(std::stoi(count), 1);
+}
+
+} // namespace
