@@ -3,6 +3,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -26,6 +28,21 @@ public:
 private:
     DBResult_tag* m_pResult = nullptr;
 };
+
+/// The text that `format` makes of its values.
+__attribute__((format(printf, 1, 2))) inline std::string Format(const char* format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    va_list again;
+    va_copy(again, values);
+    const int size = std::vsnprintf(nullptr, 0, format, values);
+    va_end(values);
+    std::string text(static_cast<std::size_t>(size), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
 
 /// The number, or the nearest that a 32-bit integer holds.
 inline int ClampToInt(long long number) noexcept

@@ -2,8 +2,6 @@
 // rotate/vxrotate.cpp - the pass: its four steps, their loops, and one batch of rows that share a table.
 #include "vxrotate.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <ctime>
 #include <exception>
 #include <limits>
@@ -21,26 +19,12 @@
 #include "vxrotatelogger.h"
 
 using rotdb::ClampToInt;
+using rotdb::Format;
 using rotdb::Rows;
 
 namespace {
 
 constexpr long long SECONDS_OF_DAY = 86400;
-
-/// The text that `format` makes of its values.
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...)
-{
-    va_list values;
-    va_start(values, format);
-    va_list again;
-    va_copy(again, values);
-    const int size = std::vsnprintf(nullptr, 0, format, values);
-    va_end(values);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
-    return text;
-}
 
 /// Merges the second part into the first: counts and sizes added, lists moved.
 void Merge(RotInfo& info, RotInfo& more)

@@ -18,7 +18,7 @@ std::string CameraWhere(int camId, CAM_REC_GROUP group)
 {
     EventFilterParam filter;
     filter.camId = camId;
-    return filter.GetWhereStr() + " AND rec_group = " + std::to_string(group);
+    return filter.GetWhereStr() + " AND " + rotdb::Format("rec_group = %d", group);
 }
 
 } // namespace
@@ -162,7 +162,7 @@ try {
     }
     deleted += swept;
     if (result != 0) {
-        const std::string where = archTaskId >= 1 ? "archive task [" + std::to_string(archTaskId) + "]" : "";
+        const std::string where = archTaskId >= 1 ? rotdb::Format("archive task [%d]", archTaskId) : "";
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Error when delete %s mark_as_del events.\n", where.c_str());
     }
     if (count > 0) {

@@ -6,6 +6,7 @@
 
 #include "package/db.h"
 #include "package/lapserec.h"
+#include "rotdb_internal.h"
 #include "vxlog.h"
 
 VxRotLapseEvt::VxRotLapseEvt(const TimeLapseTask& task, long volBound, const volatile int& runFlag,
@@ -28,7 +29,7 @@ std::string VxRotLapseEvt::GetSqlWhere() const
 
 long VxRotLapseEvt::GetRotBySizeBoundTime() const noexcept
 try {
-    const std::string where = "WHERE mark_as_del = 0 AND task_id = " + std::to_string(m_taskId);
+    const std::string where = "WHERE mark_as_del = 0 AND " + rotdb::Format("task_id = %d", m_taskId);
     return GetOldestStartTime(gszTableLapseRecording, "", where, m_dbPath);
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get bound time of size [%s].\n", e.what());

@@ -177,11 +177,13 @@ void VxRotLogger::CheckDelListSize() noexcept
 
 void VxRotLogger::Log() noexcept
 try {
-    if (GetWallTimeSec() >= m_lastLogTime && GetWallTimeSec() - m_lastLogTime < LOG_PERIOD_SEC) {
+    const std::time_t now = GetWallTimeSec();
+    const bool isRecent = now >= m_lastLogTime && now - m_lastLogTime < LOG_PERIOD_SEC;
+    if (isRecent || (m_targets.empty() && m_pending.empty())) {
         return;
     }
     static_cast<void>(FlushLog()); // has logged; what could not be written is tried again
-    m_lastLogTime = GetWallTimeSec();
+    m_lastLogTime = now;
 } catch (const std::exception& e) {
     LogException("log", e);
 }

@@ -23,7 +23,9 @@ std::list<RotateTarget> FindRotateTargets(std::string_view verb)
 bool IsVolumeOfTarget(const RotateTarget& target, std::string& why)
 {
     const REC_VOLUME volume = CheckRecVolume(target.dbPath, &why);
-    if (volume == REC_VOLUME::UNBOUND) {
+    // A database that was made by being asked has no mark yet. That of events is never taken for one: it may
+    // have been lost.
+    if (volume == REC_VOLUME::UNBOUND || (volume == REC_VOLUME::NEW_DB && target.type != EVT_TYPE_CAMERA)) {
         why.clear();
     }
     return volume == REC_VOLUME::SAME;

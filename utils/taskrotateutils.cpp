@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <list>
+#include <memory>
 
 #include "dvasetting.h"
 #include "facesetting.h"
@@ -51,12 +52,12 @@ int LoadTasks(const std::string& sharePath, std::list<TaskLimits>& tasks)
     if (VxDB::Execute(Settings::Traits::DBI, sql.str(), &pResult) != 0) {
         return -1;
     }
+    const std::unique_ptr<DBResult_tag, decltype(&VxDBFreeResult)> owner(pResult, &VxDBFreeResult);
     for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
         Settings task;
         task.FromSqlResult(pResult, row);
         tasks.push_back(LimitsOf(task));
     }
-    VxDBFreeResult(pResult);
     return tasks.empty() ? -1 : 0;
 }
 

@@ -256,7 +256,7 @@ int MarkTaskRecords(REC_KIND kind, Filter filter, RotInfo* info, bool notify)
     }
     for (const auto& owner : owners) {
         filter.taskId = owner.first;
-        if (MarkRecords({kind, 0, filter.GetWhereStr(), filter.limit, notify, nullptr}, info) != 0) {
+        if (MarkRecords({kind, 0, filter.GetWhereStr(), filter.limit, notify, filter.pRunFlag}, info) != 0) {
             return -1;
         }
     }
