@@ -134,6 +134,8 @@ protected:
     /// The ids of the target's oldest rows, `upperbound` at most, until their sizes reach `sizeMB`; the row that
     /// reaches it is included. @return 0; -1 (logged)
     int ChooseOldest(double sizeMB, int upperbound, std::list<std::int64_t>& ids, long long& bytes) const;
+    /// The start time of the oldest row that may still go; 0 without one, -1 (logged).
+    long GetOldestLeft() const noexcept;
     /// Whole megabytes of a batch of the size step, with what the batches before it left over.
     long long TakeMegabytes(long long bytes) noexcept;
 

@@ -20,7 +20,7 @@ public:
     int GetTargetId() const noexcept override { return m_camId; }
     int GetTaskId() const noexcept override { return m_camId; }
     std::string GetSqlWhere() const override;
-    long GetRotBySizeBoundTime() const noexcept override;
+    long GetRotBySizeBoundTime() const noexcept override { return GetOldestLeft(); }
     std::string GetTableName() const override;
     EventFilterParam GetRotByTimeParam(long boundTime) const override;
     /// Marks the recordings of tasks that run on the camera itself as well; what comes of that fails nothing.
@@ -42,7 +42,7 @@ public:
     int GetTargetId() const noexcept override { return m_taskId; }
     int GetTaskId() const noexcept override { return m_taskId; }
     std::string GetSqlWhere() const override;
-    long GetRotBySizeBoundTime() const noexcept override;
+    long GetRotBySizeBoundTime() const noexcept override { return GetOldestLeft(); }
     std::string GetTableName() const override;
     EventFilterParam GetRotByTimeParam(long boundTime) const override;
 

@@ -19,7 +19,7 @@ public:
     int GetTargetId() const noexcept override { return m_taskId; }
     int GetTaskId() const noexcept override { return m_taskId; }
     std::string GetSqlWhere() const override;
-    long GetRotBySizeBoundTime() const noexcept override;
+    long GetRotBySizeBoundTime() const noexcept override { return GetOldestLeft(); }
     std::string GetTableName() const override;
     /// 0: faces are not rotated by number through the generic count.
     long long GetRotatableEvtCount() const noexcept override { return 0; }

@@ -20,7 +20,7 @@ public:
     int GetTargetId() const noexcept override { return m_taskId; }
     int GetTaskId() const noexcept override { return m_taskId; }
     std::string GetSqlWhere() const override;
-    long GetRotBySizeBoundTime() const noexcept override;
+    long GetRotBySizeBoundTime() const noexcept override { return GetOldestLeft(); }
     std::string GetTableName() const override;
     int MarkEvtToDel(long boundTime, RotInfo& info) noexcept override;
     int RemoveEventsBySizeWithUpperbound(double sizeMB, int upperbound, RotInfo& info) noexcept override;

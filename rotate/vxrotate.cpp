@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "package/ivaevent.h"
@@ -338,6 +339,14 @@ int VxRotEvtBase::RemoveEventsFromDBByTime(long boundTime, RotInfo& info) noexce
     return 0;
 }
 
+long VxRotEvtBase::GetOldestLeft() const noexcept
+try {
+    return GetOldestStartTime(GetTableName(), "", GetSqlWhere(), m_dbPath);
+} catch (const std::exception& e) {
+    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get bound time of size [%s].\n", e.what());
+    return -1;
+}
+
 int VxRotEvtBase::ChooseOldest(double sizeMB, int upperbound, std::list<std::int64_t>& ids,
                                long long& bytes) const
 {
@@ -471,22 +480,29 @@ bool IsVolumeThere(const std::string& dbPath)
     return false;
 }
 
-int SetMarkAsDel(const std::string& dbPath, const std::string& table, const std::list<std::int64_t>& ids)
+/// Marks the rows of a batch and takes them off the counters: of the box's own events both or neither.
+int SetMarkAsDel(const std::string& dbPath, const std::string& table, const Batch& batch)
 {
+    std::optional<VxDB::Transaction> transaction;
+    if (table == gszTableEvent && !ArchTaskCommon::IsTaskDB(dbPath)) {
+        transaction.emplace(VxDB::DB_EVENT);
+    }
     VxDB::SqlBuilder::Update update(table.c_str(), "id");
     update.Field("mark_as_del", true);
-    update.Where(VxDB::SqlExpr() << VxDB::SqlExprAdapt::InImpl<VxDB::SqlExpr>("id", ids));
-    if (!IsVolumeThere(dbPath) || VxDB::Executep(dbPath, update.Expr().str()) != 0) {
+    update.Where(VxDB::SqlExpr() << VxDB::SqlExprAdapt::InImpl<VxDB::SqlExpr>("id", batch.ids));
+    if (!IsVolumeThere(dbPath) || (transaction && transaction->Begin() != 0) ||
+        VxDB::Executep(dbPath, update.Expr().str()) != 0 ||
+        RecordingCount::SubRecCounts(dbPath, batch.counters) != 0 ||
+        (transaction && transaction->Commit() != 0)) {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Set event mark_as_del failed!\n");
         return -1;
     }
     return 0;
 }
 
-/// Tells everybody who counts, lists or bookmarks events that these have gone. @return 0; -1 (logged)
+/// Tells everybody who lists or bookmarks events that these have gone. @return 0; -1 (logged)
 int TellRemoved(Batch& batch, const std::string& dbPath, RotInfo& info)
 {
-    static_cast<void>(RecordingCount::SubRecCounts(dbPath, batch.counters)); // has logged; the marks stand
     if (!ArchTaskCommon::IsTaskDB(dbPath)) {
         static_cast<void>(AutoUpdate::DispatchDeletedItems(batch.told));
     }
@@ -546,7 +562,7 @@ try {
     if (batch.ids.empty()) {
         return 0;
     }
-    if (SetMarkAsDel(m_dbPath, table, batch.ids) != 0) {
+    if (SetMarkAsDel(m_dbPath, table, batch) != 0) {
         return -1;
     }
     info.count = static_cast<int>(batch.ids.size());

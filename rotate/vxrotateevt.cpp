@@ -42,14 +42,6 @@ std::string VxRotEvt::GetSqlWhere() const
     return CameraWhere(m_camId, m_group);
 }
 
-long VxRotEvt::GetRotBySizeBoundTime() const noexcept
-try {
-    return GetOldestStartTime(gszTableEvent, "", GetSqlWhere(), m_dbPath);
-} catch (const std::exception& e) {
-    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get bound time of size [%s].\n", e.what());
-    return 0;
-}
-
 std::string VxRotEvt::GetTableName() const
 {
     return gszTableEvent;
@@ -113,14 +105,6 @@ VxRotArchEvt::~VxRotArchEvt() = default;
 std::string VxRotArchEvt::GetSqlWhere() const
 {
     return GetRotByTimeParam(0).GetWhereStr();
-}
-
-long VxRotArchEvt::GetRotBySizeBoundTime() const noexcept
-try {
-    return GetOldestStartTime(gszTableEvent, "", GetSqlWhere(), m_dbPath);
-} catch (const std::exception& e) {
-    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get bound time of size [%s].\n", e.what());
-    return 0;
 }
 
 std::string VxRotArchEvt::GetTableName() const

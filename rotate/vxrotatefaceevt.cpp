@@ -83,14 +83,6 @@ std::string VxRotFaceEvt::GetSqlWhere() const
     return filter.GetWhereStr();
 }
 
-long VxRotFaceEvt::GetRotBySizeBoundTime() const noexcept
-try {
-    return GetOldestStartTime(gszTableFaceRecording, "", GetSqlWhere(), m_dbPath);
-} catch (const std::exception& e) {
-    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get bound time of size [%s].\n", e.what());
-    return 0;
-}
-
 std::string VxRotFaceEvt::GetTableName() const
 {
     return gszTableFaceRecording;

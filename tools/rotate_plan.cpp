@@ -250,7 +250,9 @@ void Show(const Options& options)
     for (const RotateTarget& target : targets) {
         std::string why;
         if (!IsVolumeOfTarget(target, why)) {
-            json["refused"].append(target.name + ": " + why);
+            if (!why.empty()) {
+                json["refused"].append(target.name + ": " + why);
+            }
             continue;
         }
         Plan plan(target, need.boundTime, options.rows);

@@ -36,14 +36,6 @@ std::string VxRotDvaEvt::GetSqlWhere() const
     return filter.GetWhereStr();
 }
 
-long VxRotDvaEvt::GetRotBySizeBoundTime() const noexcept
-try {
-    return GetOldestStartTime(gszTableIVARecording, "", GetSqlWhere(), m_dbPath);
-} catch (const std::exception& e) {
-    VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get bound time of size [%s].\n", e.what());
-    return 0;
-}
-
 std::string VxRotDvaEvt::GetTableName() const
 {
     return gszTableIVARecording;

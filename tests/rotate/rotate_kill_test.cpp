@@ -33,7 +33,9 @@ int Prepare(TARGET target)
         std::filesystem::resize_file(
             GetPackageRoot() + "/rec/t" + std::to_string(target) + "/" + std::to_string(i), MIB);
     }
-    return GetAllCameraIds(ids); // makes the databases that a pass writes to besides
+    // Makes the databases that a pass writes to besides.
+    return GetAllCameraIds(ids) + AddBookmark(0, 99, 1, "") +
+           (target == CAMERA ? RecordingCount::Recount(RotWorld::Path(target)) : 0);
 }
 
 /// @return what is wrong after the round; empty when it is as it must be
