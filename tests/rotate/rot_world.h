@@ -78,9 +78,13 @@ public:
                 const std::string file = GetPackageDir(PackageDir::REC) + "/" + path;
                 std::filesystem::create_directories(std::filesystem::path(file).parent_path());
                 std::ofstream(file) << one.id;
+                std::filesystem::resize_file(file, static_cast<std::uintmax_t>(one.size));
             }
         }
         Run(dbPath, sql);
+        if (KindOf(target) == REC_KIND_EVENT) {
+            ASSERT_EQ(RecordingCount::Recount(dbPath), 0);
+        }
     }
 
     /// `count` recordings of one megabyte, one a minute from `start` on, with ids from 1 on.

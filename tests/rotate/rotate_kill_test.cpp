@@ -29,13 +29,9 @@ int Prepare(TARGET target)
 {
     std::set<int> ids;
     RotWorld::AddMany(target, 12, OLD, false, true);
-    for (int i = 1; i <= 12; ++i) {
-        std::filesystem::resize_file(
-            GetPackageRoot() + "/rec/t" + std::to_string(target) + "/" + std::to_string(i), MIB);
-    }
     // Makes the databases that a pass writes to besides.
-    return GetAllCameraIds(ids) + AddBookmark(0, 99, 1, "") +
-           (target == CAMERA ? RecordingCount::Recount(RotWorld::Path(target)) : 0);
+    return GetAllCameraIds(ids) +
+           (target == CAMERA ? AddBookmark(0, 3, OLD, "") + AddBookmark(0, 12, OLD, "") : 0);
 }
 
 /// @return what is wrong after the round; empty when it is as it must be
