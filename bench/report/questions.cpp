@@ -28,31 +28,32 @@ Question FrameWrite()
 
 Question Stream()
 {
-    Question question{"Stream",
-                      "How fast do frames go from one process to another, every one delivered?",
-                      "ZeroMQ, with threads of its own, runs on any processor; the others keep to one each. "
-                      "The reader asks for "
-                      "lines 2 KiB ahead. "
-                      "Time per frame. Floor: one copy into ten slots with two counters. One writer on the "
-                      "first processor, one reader on the second, both "
-                      "polling with a pause "
-                      "instruction where the contender can poll (the socket and ZeroMQ wait in the kernel, "
-                      "which is faster for "
-                      "them). Every contender starts from the same private source buffer, which is filled "
-                      "again for each frame; "
-                      "every reader adds up all 64-bit words of the payload where it receives it, and checks "
-                      "the sequence and the "
-                      "sum. The FIFO never holds its writer back, so the benchmark does: at most eight "
-                      "frames ahead, by a counter "
-                      "outside the FIFO; ten slots. iceoryx: its own blocking policy, a queue of at most "
-                      "eight chunks and 8 MiB. "
-                      "The others: eight messages. Runs end before frame IDs start again at 10,000, where a "
-                      "reader that lags misses one frame. The time of a run is the median of bursts of 8 to "
-                      "100 frames that follow each other without a pause. Not timed: start, 40 frames of warm-up.",
-                      "bytes",
-                      {"Floor", "Ours"},
-                      {},
-                      {}};
+    Question question{
+        "Stream",
+        "How fast do frames go from one process to another, every one delivered?",
+        "ZeroMQ, with threads of its own, runs on any processor; the others keep to one each. "
+        "The reader asks for "
+        "lines 2 KiB ahead. "
+        "Time per frame. Floor: one copy into ten slots with two counters. One writer on the "
+        "first processor, one reader on the second, both "
+        "polling with a pause "
+        "instruction where the contender can poll (the socket and ZeroMQ wait in the kernel, "
+        "which is faster for "
+        "them). Every contender starts from the same private source buffer, which is filled "
+        "again for each frame; "
+        "every reader adds up all 64-bit words of the payload where it receives it, and checks "
+        "the sequence and the "
+        "sum. The FIFO never holds its writer back, so the benchmark does: at most eight "
+        "frames ahead, by a counter "
+        "outside the FIFO; ten slots. iceoryx: its own blocking policy, a queue of at most "
+        "eight chunks and 8 MiB. "
+        "The others: eight messages. Runs end before frame IDs start again at 10,000, where a "
+        "reader that lags misses one frame. The time of a run is the median of bursts of 8 to "
+        "100 frames that follow each other without a pause. Not timed: start, 40 frames of warm-up.",
+        "bytes",
+        {"Floor", "Ours"},
+        {},
+        {}};
     for (const std::string& rival : RIVALS) {
         question.contenders.push_back(rival);
         for (const long long size : {4 * KIB, 64 * KIB, 512 * KIB, 3 * MIB}) {
@@ -252,12 +253,65 @@ Question RotateSweep()
              {"BesideAWriter", 10'000, TargetKind::COUNTER, "writer_p99_ms", 20}}};
 }
 
+Question LogWrite()
+{
+    return {
+        "LogWrite",
+        "What does writing a million rows of the event log out cost?",
+        "Sqlite3: `sqlite3 -html` writes the page alone, with the same statement. Ours: the page, every cell "
+        "checked and escaped, and the text, block by block as the rotation writes them.",
+        "",
+        {"Sqlite3", "Ours"},
+        {},
+        {{"Ours", 0, TargetKind::RATIO, "Sqlite3", 1.0}}};
+}
+
+Question LogArchive()
+{
+    return {"LogArchive",
+            "How much memory does archiving a million rows take?",
+            "Page, text and the packed file, in a process of its own; `rss_mib`: its peak.",
+            "",
+            {"Ours"},
+            {"rss_mib"},
+            {{"Ours", 0, TargetKind::COUNTER, "rss_mib", 32}}};
+}
+
+Question LogPack()
+{
+    return {"LogPack",
+            "What does packing a page and a text of a million rows cost?",
+            "Libarchive: the same bytes at the same level into a file. Ours is on the medium when it has its "
+            "name.",
+            "",
+            {"Libarchive", "Ours"},
+            {},
+            {{"Ours", 0, TargetKind::RATIO, "Libarchive", 1.1}}};
+}
+
+Question LogDelete()
+{
+    return {"LogDelete",
+            "What does rotating 200,000 of 1,000,000 rows cost over the bare statements?",
+            "Time bound and deletion. Statement: `DELETE` through the database's own calls. ByDays: the "
+            "bound is a "
+            "date. ByCount: the rows are counted and their texts measured first, to find it; Statements: the "
+            "same "
+            "three statements through the database's own calls.",
+            "",
+            {"Statement", "Statements", "ByDays", "ByCount"},
+            {},
+            {{"ByDays", 0, TargetKind::RATIO, "Statement", 1.2},
+             {"ByCount", 0, TargetKind::RATIO, "Statements", 1.2}}};
+}
+
 } // namespace
 
 const std::vector<Question>& Questions()
 {
     static const std::vector<Question> questions{
-        FrameWrite(), Stream(),    Latency(), WriterCost(), FirstLap(), LogSuppressed(), LogEmitted(),
-        SqlInsert(),  SqlSplice(), SqlRows(), SqlEnum(),    SqlBatch(), RotateMark(),    RotateSweep()};
+        FrameWrite(), Stream(),      Latency(),   WriterCost(), FirstLap(), LogSuppressed(),
+        LogEmitted(), SqlInsert(),   SqlSplice(), SqlRows(),    SqlEnum(),  SqlBatch(),
+        RotateMark(), RotateSweep(), LogWrite(),  LogArchive(), LogPack(),  LogDelete()};
     return questions;
 }

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/fuzz/html_fuzz.cpp - any bytes as a cell of a page, a line of a text and a cell of a spreadsheet.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "fuzz_root.h"
+#include "htmlescape.h"
+
+namespace {
+
+/// The bytes of a UTF-8 character that starts at `text`; 0 for none. Written by the table of well-formed
+/// sequences, unlike the product's.
+std::size_t WellFormed(std::string_view text)
+{
+    const auto in = [text](std::size_t i, unsigned int low, unsigned int high) {
+        return i < text.size() && static_cast<unsigned char>(text[i]) >= low &&
+               static_cast<unsigned char>(text[i]) <= high;
+    };
+    const auto tail = [&in](std::size_t from, std::size_t to) {
+        bool isTail = true;
+        for (std::size_t i = from; i < to; ++i) {
+            isTail = isTail && in(i, 0x80, 0xBF);
+        }
+        return isTail;
+    };
+    if (in(0, 0, 0x7F)) {
+        return 1;
+    }
+    if (in(0, 0xC2, 0xDF) && tail(1, 2)) {
+        return 2;
+    }
+    const bool isThree = (in(0, 0xE0, 0xE0) && in(1, 0xA0, 0xBF)) ||
+                         (in(0, 0xED, 0xED) && in(1, 0x80, 0x9F)) ||
+                         ((in(0, 0xE1, 0xEC) || in(0, 0xEE, 0xEF)) && in(1, 0x80, 0xBF));
+    if (isThree && tail(2, 3)) {
+        return 3;
+    }
+    const bool isFour = (in(0, 0xF0, 0xF0) && in(1, 0x90, 0xBF)) ||
+                        (in(0, 0xF4, 0xF4) && in(1, 0x80, 0x8F)) || (in(0, 0xF1, 0xF3) && in(1, 0x80, 0xBF));
+    return isFour && tail(2, 4) ? 4 : 0;
+}
+
+bool IsUtf8(std::string_view text)
+{
+    while (!text.empty()) {
+        const std::size_t size = WellFormed(text);
+        if (size == 0) {
+            return false;
+        }
+        text.remove_prefix(size);
+    }
+    return true;
+}
+
+bool HasControl(std::string_view text, std::string_view allowed)
+{
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const bool isC1 =
+            byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+        if (isC1 || ((byte < 0x20 || byte == 0x7F) && allowed.find(text[i]) == allowed.npos)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// What a page's reader makes of references; ends the program at any other "&".
+std::string WithoutReferences(std::string_view page)
+{
+    std::string text;
+    while (!page.empty()) {
+        std::size_t size = 1;
+        char c = page.front();
+        if (c == '&') {
+            size = 0;
+            for (const auto& [name, meaning] : {std::pair<std::string_view, char>{"&amp;", '&'},
+                                                {"&lt;", '<'},
+                                                {"&gt;", '>'},
+                                                {"&quot;", '"'},
+                                                {"&#39;", '\''}}) {
+                if (page.starts_with(name)) {
+                    size = name.size();
+                    c = meaning;
+                }
+            }
+            Require(size > 0, "every & is one of the five references", std::string(page.substr(0, 10)));
+        }
+        text += c;
+        page.remove_prefix(size);
+    }
+    return text;
+}
+
+// Catches: markup, a control character or a broken byte that reaches the page; a text that reads as another.
+void CheckHtml(const std::string& text)
+{
+    std::string html;
+    std::string plain;
+    AppendHtml(html, text);
+    AppendPlain(plain, text);
+    Require(html.find_first_of("<>\"'") == html.npos, "no markup is left", html);
+    Require(WithoutReferences(html) == plain, "references read as what they stand for", html);
+    Require(IsUtf8(plain) && !HasControl(plain, "\t\n"), "it is UTF-8 without control characters", plain);
+    if (IsUtf8(text) && !HasControl(text, "\t\n") && text.find("\xEF\xB7") == text.npos &&
+        text.find("\xBF\xBE") == text.npos && text.find("\xBF\xBF") == text.npos) {
+        Require(plain == text, "what is harmless stays as it was", text);
+    }
+    std::string joined;
+    AppendHtml(joined, text + "<" + text);
+    Require(joined == html + "&lt;" + html, "each piece is escaped for itself", text);
+}
+
+// Catches: a line that is two, or from which another text comes back.
+void CheckLine(const std::string& text)
+{
+    std::string line;
+    AppendLineText(line, text);
+    Require(IsUtf8(line) && !HasControl(line, ""), "a line is UTF-8 without control characters", line);
+    Require(ReadLineText(line) == text, "the text comes back", line);
+    static_cast<void>(ReadLineText(text)); // any bytes may be read
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    CheckHtml(text);
+    CheckLine(text);
+    return 0;
+}
