@@ -5,11 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "log_fixture.h"
+#include "package/msgd.h"
+#include "vxlogevent.h"
 
 namespace {
 
@@ -265,4 +268,59 @@ TEST(LogArchiveDirTest, FolderThatCannotBeMadeIsNamed)
     ::setenv("VX_ROOT", "/dev/null/vx", 1);
     EXPECT_EQ(VxLogRotateSettings().GetArchiveDir(), "/dev/null/vx/archive");
     ::unsetenv("VX_ROOT");
+}
+
+// Catches: a bound by an average that keeps too much of large pictures, a deletion of one batch only, a row of the
+// limit's own size that goes.
+TEST_F(LogRotateTest, DetectionsGoBySizeInBatches)
+{
+    FillLog("detection_event", 3500, ",size_bytes",
+            ",iif(i < 3001, 1024, 1048576)"); // 500 of 1 MB at the end
+    Keep(VX_ROTATED_LOG_DETECTION, Settings(36500, 400));
+    DetectionEvent::Rotater rotater;
+    EXPECT_EQ(rotater.LoadSettings(), 0);
+    EXPECT_EQ(rotater.GetTimeUPB(), 3101) << "the newest 400 stay";
+    EXPECT_EQ(rotater.CountRotated(3101), 3100);
+    EXPECT_EQ(rotater.Run(), 0);
+    EXPECT_EQ(QueryLogs("SELECT COUNT(*) || ' ' || MIN(timestamp) FROM detection_event"), "400 3101");
+    EXPECT_EQ(rotater.GetTimeUPBByLimits(), 0) << "400 MB are within 400 MB";
+    Keep(VX_ROTATED_LOG_DETECTION, Settings(36500, 400, 150));
+    EXPECT_EQ(rotater.Run(), 0);
+    EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM detection_event"), "150");
+}
+
+// Catches: bookmarks that go in silence, that go although they are locked, or that are announced and stay.
+TEST_F(LogRotateTest, BookmarksAreAnnouncedAndLockedOnesStay)
+{
+    MsgDListener daemon;
+    ASSERT_EQ(daemon.Open(), 0);
+    FillLog("bookmark", 5, ",event_id,locked", ",i,i = 2");
+    Keep(VX_ROTATED_LOG_BOOKMARK, Settings(1));
+    g_fakeWallSec = 86400 * 3; // bound: 172800, a whole day
+    VxBookmarkRotater rotater;
+    EXPECT_EQ(rotater.Run(), 0);
+    std::string message;
+    ASSERT_EQ(daemon.Receive(message), 0);
+    EXPECT_NE(message.find("\"ids\":[1,3,4,5],\"kind\":31"), std::string::npos) << message;
+    EXPECT_EQ(QueryLogs("SELECT group_concat(id) FROM bookmark"), "2");
+    EXPECT_EQ(QueryLogs("SELECT args FROM log"), R"(["bookmark","4","{}"])");
+    EXPECT_EQ(rotater.Run(), 0);
+    EXPECT_EQ(daemon.Receive(message), -1) << "nothing goes, so there is nothing to tell";
+}
+
+// Catches: a statement that fails and is taken for a log within its limits, or for a rotation that was done.
+TEST_F(LogRotateTest, ADatabaseThatCannotBeReadIsNoSuccess)
+{
+    Keep(VX_ROTATED_LOG_EVENT, Settings(1, 1, 1));
+    ExecuteOnLogs("DROP TABLE log_event;");
+    VxLogEventRotater rotater;
+    EXPECT_EQ(rotater.Run(), -1);
+    const std::string lines = m_log.TakeText("log/");
+    for (const char* const line : {"Failed to select log info.\n", "Run: Failed to archive [event log].\n",
+                                   "Run: Failed to rotate [event log].\n"}) {
+        EXPECT_NE(lines.find(line), std::string::npos) << line << lines;
+    }
+    EXPECT_EQ(VxLogEvent::GetLogTotalCount(), -1);
+    EXPECT_EQ(m_log.TakeText("log/vxlogevent"),
+              "log/vxlogevent GetLogTotalCount: Failed to get the total event log count\n");
 }
