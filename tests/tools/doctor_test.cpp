@@ -2,7 +2,6 @@
 // tests/tools/doctor_test.cpp - faults planted one at a time, each found by its name and nothing else with it.
 #include <gtest/gtest.h>
 #include <json/value.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -24,6 +23,7 @@
 #include "package/root.h"
 #include "package/shmcommoncfg.h"
 #include "support/child_process.h"
+#include "support/namespaces.h"
 #include "support/temp_root.h"
 #include "test_writer.h"
 #include "vx_process.h"
@@ -33,20 +33,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int KEY = 4711;
-
-/// Segments, kernel limits and mounts of this test's own. @return false where the system does not allow that.
-bool EnterNamespaces()
-{
-    const uid_t uid = ::getuid();
-    if (::unshare(CLONE_NEWIPC | CLONE_NEWNS) != 0) {
-        if (::unshare(CLONE_NEWUSER | CLONE_NEWIPC | CLONE_NEWNS) != 0) {
-            return false;
-        }
-        std::ofstream("/proc/self/setgroups") << "deny";
-        std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
-    }
-    return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
 
 /// One planted fault. What it needs while vx looks lives in `keep`.
 struct Patient {
@@ -82,9 +68,7 @@ struct Patient {
     }
     void Mount(const char* folder, const char* options, unsigned long flags = 0)
     {
-        const std::string place = (root / folder).string();
-        ::mount("none", place.c_str(), "tmpfs", flags, options);
-        Until([place] { ::umount2(place.c_str(), MNT_DETACH); });
+        keep.push_back(std::make_shared<TestVolume>((root / folder).string(), options, flags));
     }
     /// A living FIFO, with one frame or with frames that go on; the header's segment id.
     int Fifo(bool goesOn = true)
