@@ -2,8 +2,6 @@
 // actionrule/actionrule.cpp - a rule as a row: loading, saving, JSON; the statements of rules.
 #include "actionrule.h"
 
-#include <cstdlib>
-
 #include "ruledb_internal.h"
 #include "rulefield_internal.h"
 #include "vxlog.h"
@@ -81,51 +79,8 @@ int ruledb::InsertRow(const std::string& sql, int& id) noexcept
         VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get id.\n");
         return -1;
     }
-    id = static_cast<int>(std::strtoll(rulefield::FieldText(rows.Get(), row, ID_COLUMN), nullptr, 10));
+    id = static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, ID_COLUMN));
     return 0;
-}
-
-// ---- schedules
-
-int RuleSchedule::Set(const std::string& newText, std::string* pError)
-{
-    if (schedule.Parse(newText, pError) != 0) {
-        return -1;
-    }
-    text = newText;
-    return 0;
-}
-
-int ActionRule::SetActiveSche(const std::string& text, std::string* pError) noexcept
-try {
-    std::string error;
-    if (m_activeSche.Set(text, &error) != 0) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: %s.\n", m_id, error.c_str());
-        if (pError != nullptr) {
-            *pError = error;
-        }
-        return -1;
-    }
-    return 0;
-} catch (const std::exception& error) {
-    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: [%s].\n", m_id, error.what());
-    return -1;
-}
-
-int ActionRule::SetNotifactionSche(const std::string& text, std::string* pError) noexcept
-try {
-    std::string error;
-    if (m_notifySche.Set(text, &error) != 0) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: %s.\n", m_id, error.c_str());
-        if (pError != nullptr) {
-            *pError = error;
-        }
-        return -1;
-    }
-    return 0;
-} catch (const std::exception& error) {
-    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: [%s].\n", m_id, error.what());
-    return -1;
 }
 
 // ---- password
@@ -181,20 +136,29 @@ try {
 
 int ActionRule::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
 try {
-    std::vector<const char*> broken;
-    ActionRuleFields::ForEach(*this, [&](auto& field, const char* column) {
-        if (!rulefield::Read(field, result, row, column)) {
-            broken.push_back(column);
-        }
-    });
-    for (const char* const column : broken) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: column [%s] is broken.\n", m_id, column);
-    }
-    UpdateActAllDevIdSet();
-    return broken.empty() ? 0 : -1;
+    return ruledb::RuleReader(result).Read(*this, row);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read a rule [%s].\n", error.what());
     return -1;
+}
+
+struct ruledb::RuleReader::Columns : rulefield::RowReader<ActionRuleFields, ActionRule> {
+    using RowReader::RowReader;
+};
+
+ruledb::RuleReader::RuleReader(DBResult_tag* result) : m_pColumns(std::make_unique<Columns>(result)) {}
+
+ruledb::RuleReader::~RuleReader() = default;
+
+int ruledb::RuleReader::Read(ActionRule& rule, unsigned int row)
+{
+    const auto broken = m_pColumns->Read(rule, row);
+    for (const char* const column : broken) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d]: column [%s] is broken.\n", rule.GetId(),
+               column);
+    }
+    rule.UpdateActAllDevIdSet();
+    return broken.empty() ? 0 : -1;
 }
 
 std::string ActionRule::strSqlInsert() const

@@ -39,20 +39,28 @@ bool IsIdColumn(const char* column) noexcept
 
 int ActionRuleEvent::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
 try {
-    std::vector<const char*> broken;
-    ActionRuleEventFields::ForEach(*this, [&](auto& field, const char* column) {
-        if (!rulefield::Read(field, result, row, column)) {
-            broken.push_back(column);
-        }
-    });
-    for (const char* const column : broken) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Event [%d]: column [%s] is broken: [%s].\n", m_id, column,
-               rulefield::FieldText(result, row, column));
-    }
-    return broken.empty() ? 0 : -1;
+    return ruledb::EventReader(result).Read(*this, row);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read an event [%s].\n", error.what());
     return -1;
+}
+
+struct ruledb::EventReader::Columns : rulefield::RowReader<ActionRuleEventFields, ActionRuleEvent> {
+    using RowReader::RowReader;
+};
+
+ruledb::EventReader::EventReader(DBResult_tag* result) : m_pColumns(std::make_unique<Columns>(result)) {}
+
+ruledb::EventReader::~EventReader() = default;
+
+int ruledb::EventReader::Read(ActionRuleEvent& event, unsigned int row)
+{
+    const auto broken = m_pColumns->Read(event, row);
+    for (const char* const column : broken) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Event [%d]: column [%s] is broken.\n", event.GetId(),
+               column);
+    }
+    return broken.empty() ? 0 : -1;
 }
 
 std::string ActionRuleEvent::strSqlInsert() const
@@ -131,14 +139,25 @@ bool ActionRuleEvent::IsAllDevices() const noexcept
 
 std::set<int> ActionRuleEvent::GetEvtDevIds(bool isExpanded) const
 {
-    std::set<int> ids = IsSupportMultiDevice() ? m_evtDevIds : std::set<int>();
-    if (ids.empty()) {
-        ids.insert(m_evtDeviceId);
-    }
-    if (isExpanded && ids.erase(RULE_ALL_DEVICES) != 0) {
-        ids.insert(m_allDevIds.begin(), m_allDevIds.end());
-    }
+    std::set<int> ids;
+    AddEvtDevIds(isExpanded, ids);
     return ids;
+}
+
+void ActionRuleEvent::AddEvtDevIds(bool isExpanded, std::set<int>& ids) const
+{
+    const auto add = [&](int id) {
+        if (isExpanded && id == RULE_ALL_DEVICES) {
+            ids.insert(m_allDevIds.begin(), m_allDevIds.end());
+        } else {
+            ids.insert(id);
+        }
+    };
+    if (!IsSupportMultiDevice() || m_evtDevIds.empty()) {
+        add(m_evtDeviceId);
+        return;
+    }
+    std::for_each(m_evtDevIds.begin(), m_evtDevIds.end(), add);
 }
 
 void ActionRuleEvent::UpdateEvtAllDevIdSet(const std::set<int>& ids, ACTRULED_DEV_OP_TYPE op, bool isStored)

@@ -14,7 +14,7 @@ RULE_ACT_STATUS ActionRule::GetActDevSts(int deviceId) const noexcept
 void ActionRule::SetActDevDefSts()
 {
     m_actDevSts.clear();
-    for (const int deviceId : m_actAllDevIds) {
+    for (const int deviceId : GetActAllDevIds()) {
         m_actDevSts[deviceId] = RULE_ACT_STATUS_IDLE;
     }
 }
@@ -38,22 +38,28 @@ bool ActionRule::IsAllCamAct() const noexcept
            (m_actDeviceId == RULE_ALL_DEVICES || m_actDevIds.count(RULE_ALL_DEVICES) != 0);
 }
 
-void ActionRule::UpdateActAllDevIdSet()
+std::set<int> ActionRule::GetEvtAllDevIds() const
 {
-    m_actAllDevIds = m_actDevIds;
-    if (m_actAllDevIds.empty()) {
-        m_actAllDevIds.insert(m_actDeviceId);
+    std::set<int> ids;
+    for (const ActionRuleEvent& event : m_evtList) {
+        event.AddEvtDevIds(true, ids);
     }
-    m_actAllDevIds.erase(RULE_ALL_DEVICES);
+    return ids;
 }
 
-void ActionRule::UpdateEvtAllDevIdSet()
+std::set<int> ActionRule::GetActAllDevIds() const
 {
-    m_evtAllDevIds.clear();
-    for (const ActionRuleEvent& event : m_evtList) {
-        const std::set<int> ids = event.GetEvtDevIds(true);
-        m_evtAllDevIds.insert(ids.begin(), ids.end());
+    if (m_actAllDevIds) {
+        return *m_actAllDevIds;
     }
+    std::set<int> ids = m_actDevIds.empty() ? std::set<int>{m_actDeviceId} : m_actDevIds;
+    ids.erase(RULE_ALL_DEVICES);
+    return ids;
+}
+
+void ActionRule::UpdateActAllDevIdSet()
+{
+    m_actAllDevIds.reset();
 }
 
 void ActionRule::UpdateAllCamIdSetByGivenData(const std::set<int>& camIds)
@@ -63,10 +69,10 @@ void ActionRule::UpdateAllCamIdSetByGivenData(const std::set<int>& camIds)
             event.SetAllDevIds(camIds);
         }
     }
-    UpdateEvtAllDevIdSet();
     UpdateActAllDevIdSet();
     if (IsAllCamAct()) {
-        m_actAllDevIds.insert(camIds.begin(), camIds.end());
+        m_actAllDevIds = GetActAllDevIds();
+        m_actAllDevIds->insert(camIds.begin(), camIds.end());
     }
 }
 
@@ -79,37 +85,39 @@ void ActionRule::UpdateAllCamIdSetIfNeed()
     UpdateAllCamIdSetByGivenData(camIds);
 }
 
-void ActionRule::AddDevIntoAllDev(int deviceId)
+void ActionRule::ChangeAllDev(int deviceId, ACTRULED_DEV_OP_TYPE op)
 {
     for (ActionRuleEvent& event : m_evtList) {
         if (event.GetEvtSrc() == DEVICE_SRC_CAMERA && event.IsAllDevices()) {
-            event.UpdateEvtAllDevIdSet({deviceId}, ACTRULED_DEV_OP_TYPE_ADD, false);
-            m_evtAllDevIds.insert(deviceId);
+            event.UpdateEvtAllDevIdSet({deviceId}, op, false);
         }
     }
     if (IsAllCamAct()) {
-        m_actAllDevIds.insert(deviceId);
+        m_actAllDevIds = GetActAllDevIds();
+        if (op == ACTRULED_DEV_OP_TYPE_ADD) {
+            m_actAllDevIds->insert(deviceId);
+        } else {
+            m_actAllDevIds->erase(deviceId);
+        }
     }
+}
+
+void ActionRule::AddDevIntoAllDev(int deviceId)
+{
+    ChangeAllDev(deviceId, ACTRULED_DEV_OP_TYPE_ADD);
 }
 
 void ActionRule::DelDevFromAllDev(int deviceId)
 {
-    for (ActionRuleEvent& event : m_evtList) {
-        if (event.GetEvtSrc() == DEVICE_SRC_CAMERA && event.IsAllDevices()) {
-            event.UpdateEvtAllDevIdSet({deviceId}, ACTRULED_DEV_OP_TYPE_REMOVE, false);
-        }
-    }
-    UpdateEvtAllDevIdSet();
-    if (IsAllCamAct()) {
-        m_actAllDevIds.erase(deviceId);
-    }
+    ChangeAllDev(deviceId, ACTRULED_DEV_OP_TYPE_REMOVE);
     m_actDevSts.erase(deviceId);
 }
 
 void ActionRule::RemoveActDevId(int deviceId)
 {
+    m_actAllDevIds = GetActAllDevIds();
+    m_actAllDevIds->erase(deviceId);
     m_actDevIds.erase(deviceId);
-    m_actAllDevIds.erase(deviceId);
     m_actDevSts.erase(deviceId);
 }
 

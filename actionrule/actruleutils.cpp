@@ -3,7 +3,7 @@
 #include "actruleutils.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <string_view>
 
 #include "actrulepredicates.h"
 #include "package/camera.h"
@@ -23,15 +23,16 @@ using VxDB::SqlExprAdapt::InImpl;
 
 int FieldInt(const ruledb::Rows& rows, unsigned int row, const char* column) noexcept
 {
-    return static_cast<int>(std::strtoll(rulefield::FieldText(rows.Get(), row, column), nullptr, 10));
+    return static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, column));
 }
 
 /// The ids of a rule's events; a broken list is logged and names none.
-std::list<int> EventIdsOf(const char* pIds)
+std::vector<int> EventIdsOf(std::string_view text)
 {
-    std::list<int> ids;
-    if (StringToIdList(pIds, ids) != 0) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken event ids [%s].\n", pIds);
+    std::vector<int> ids;
+    if (StringToIdVector(text, ids) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken event ids [%.*s].\n",
+               static_cast<int>(text.size()), text.data());
     }
     return ids;
 }
@@ -39,7 +40,7 @@ std::list<int> EventIdsOf(const char* pIds)
 void AttachEvents(ActionRule& rule, const std::map<int, ActionRuleEvent>& events)
 {
     std::vector<ActionRuleEvent> list;
-    for (const int id : EventIdsOf(rule.GetMultiEvtIds().c_str())) {
+    for (const int id : EventIdsOf(rule.GetMultiEvtIds())) {
         if (const auto found = events.find(id); found != events.end()) {
             list.push_back(found->second);
         }
@@ -47,18 +48,24 @@ void AttachEvents(ActionRule& rule, const std::map<int, ActionRuleEvent>& events
     rule.SetEvtList(std::move(list));
 }
 
-/// Fills the device sets of all rules; the cameras are read at most once.
-void ExpandDevices(std::list<ActionRule>& rules)
-{
-    const auto isAllCam = [](const ActionRule& rule) { return rule.IsAllCamEvt() || rule.IsAllCamAct(); };
-    std::set<int> camIds;
-    if (std::any_of(rules.begin(), rules.end(), isAllCam)) {
-        static_cast<void>(GetAllCameraIds(camIds)); // logged there; without cameras "every" means none
+/// The cameras that there are, read when the first rule asks for every camera.
+class Cameras {
+public:
+    void ExpandDevices(ActionRule& rule)
+    {
+        const bool isAsked = rule.IsAllCamEvt() || rule.IsAllCamAct();
+        if (isAsked && !m_isRead) {
+            m_isRead = true;
+            static_cast<void>(GetAllCameraIds(m_ids)); // logged there; without cameras "every" means none
+        }
+        rule.UpdateAllCamIdSetByGivenData(isAsked ? m_ids : m_none);
     }
-    for (ActionRule& rule : rules) {
-        rule.UpdateAllCamIdSetByGivenData(camIds);
-    }
-}
+
+private:
+    bool m_isRead = false;
+    std::set<int> m_ids;
+    const std::set<int> m_none;
+};
 
 /// @return 0; -1 (logged), `rules` is then as it was
 int ListRules(const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
@@ -71,13 +78,15 @@ int ListRules(const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
         GetActionRuleEvtMap(events) != 0) {
         return -1;
     }
+    Cameras cameras;
+    ruledb::RuleReader reader(rows.Get());
     std::list<ActionRule> found;
     for (unsigned int row = 0; rows.Next(row);) {
-        found.emplace_back().PutRowIntoObj(rows.Get(),
-                                           row); // what is broken is logged; the rest of it counts
-        AttachEvents(found.back(), events);
+        ActionRule& rule = found.emplace_back();
+        reader.Read(rule, row); // what is broken is logged; the rest of it counts
+        AttachEvents(rule, events);
+        cameras.ExpandDevices(rule);
     }
-    ExpandDevices(found);
     rules = std::move(found);
     return 0;
 }
@@ -95,7 +104,7 @@ DeletionPlan PlanDeletion(const std::list<ActionRule>& rules)
     for (const ActionRule& rule : rules) {
         plan.ruleIds.insert(rule.GetId());
         plan.multiRuleIds.insert(rule.GetMultiRuleId());
-        const std::list<int> ids = EventIdsOf(rule.GetMultiEvtIds().c_str());
+        const std::vector<int> ids = EventIdsOf(rule.GetMultiEvtIds());
         plan.eventIds.insert(ids.begin(), ids.end());
     }
     return plan;
@@ -114,7 +123,7 @@ int KeepWhatIsUsed(DeletionPlan& plan)
     for (unsigned int row = 0; rows.Next(row);) {
         if (FieldInt(rows, row, "count") > 0) {
             plan.multiRuleIds.erase(FieldInt(rows, row, "multi_rule_id"));
-            for (const int id : EventIdsOf(rulefield::FieldText(rows.Get(), row, "multi_evt_ids"))) {
+            for (const int id : EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
                 plan.eventIds.erase(id);
             }
         }
@@ -249,10 +258,11 @@ try {
     if (ruledb::Run(std::string("SELECT * FROM ") + gszTableActionRuleEvent, rows) != 0) {
         return -1;
     }
+    ruledb::EventReader reader(rows.Get());
     std::map<int, ActionRuleEvent> found;
     for (unsigned int row = 0; rows.Next(row);) {
         ActionRuleEvent event;
-        event.PutRowIntoObj(rows.Get(), row); // what is broken is logged; the rest of it counts
+        reader.Read(event, row); // what is broken is logged; the rest of it counts
         found.emplace_hint(found.end(), event.GetId(), std::move(event));
     }
     events = std::move(found);

@@ -3,9 +3,10 @@
 // installed.
 #pragma once
 
+#include <memory>
 #include <string>
-#include <utility>
 
+#include "actionrule.h"
 #include "package/db.h"
 
 namespace ruledb {
@@ -38,5 +39,31 @@ private:
 ///
 /// @return 0 and `id` is set; -1 (logged) and it is unchanged.
 [[nodiscard]] int InsertRow(const std::string& sql, int& id) noexcept;
+
+/// Reads the rows of one result as PutRowIntoObj() does.
+class RuleReader {
+public:
+    explicit RuleReader(DBResult_tag* result);
+    ~RuleReader();
+    RuleReader(const RuleReader&) = delete;
+    RuleReader& operator=(const RuleReader&) = delete;
+    int Read(ActionRule& rule, unsigned int row);
+
+private:
+    struct Columns;
+    std::unique_ptr<Columns> m_pColumns;
+};
+class EventReader {
+public:
+    explicit EventReader(DBResult_tag* result);
+    ~EventReader();
+    EventReader(const EventReader&) = delete;
+    EventReader& operator=(const EventReader&) = delete;
+    int Read(ActionRuleEvent& event, unsigned int row);
+
+private:
+    struct Columns;
+    std::unique_ptr<Columns> m_pColumns;
+};
 
 } // namespace ruledb

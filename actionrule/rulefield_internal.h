@@ -5,12 +5,12 @@
 
 #include <json/value.h>
 
-#include <cstdlib>
-#include <limits>
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "actionrule.h"
 #include "package/db.h"
@@ -26,45 +26,38 @@ concept Number = (std::is_enum_v<T> || std::is_same_v<T, int>);
 
 // ---- from a row. @return false when the text is broken, and the field is as it was
 
-inline const char* FieldText(DBResult_tag* result, unsigned int row, const char* column) noexcept
-{
-    const char* const text = VxDBFetchField(result, row, column);
-    return text != nullptr ? text : "";
-}
-
 template <Number T>
-bool Read(T& field, DBResult_tag* result, unsigned int row, const char* column)
+bool Read(T& field, std::string_view text)
 {
-    field = static_cast<T>(std::strtoll(FieldText(result, row, column), nullptr, 10));
+    field = static_cast<T>(VxDB::ParseNumber(text));
     return true;
 }
 
-inline bool Read(bool& field, DBResult_tag* result, unsigned int row, const char* column)
+inline bool Read(bool& field, std::string_view text)
 {
-    field = VxDB::FetchFieldAsBool(result, row, column);
+    field = VxDB::IsTrueText(text);
     return true;
 }
 
-inline bool Read(std::string& field, DBResult_tag* result, unsigned int row, const char* column)
+inline bool Read(std::string& field, std::string_view text)
 {
-    const std::string_view text = VxDB::FetchFieldText(result, row, column);
-    field.assign(text.data() != nullptr ? text : std::string_view());
+    field = text;
     return true;
 }
 
-inline bool Read(std::set<int>& field, DBResult_tag* result, unsigned int row, const char* column)
+inline bool Read(std::set<int>& field, std::string_view text)
 {
-    return StringToIdSet(FieldText(result, row, column), field) == 0;
+    return StringToIdSet(text, field) == 0;
 }
 
-inline bool Read(std::map<int, int>& field, DBResult_tag* result, unsigned int row, const char* column)
+inline bool Read(std::map<int, int>& field, std::string_view text)
 {
-    return StringToIdMap(FieldText(result, row, column), field) == 0;
+    return StringToIdMap(text, field) == 0;
 }
 
-inline bool Read(RuleSecret& field, DBResult_tag* result, unsigned int row, const char* column)
+inline bool Read(RuleSecret& field, std::string_view text)
 {
-    const char* const sealed = FieldText(result, row, column);
+    const std::string sealed(text);
     if (DecryptDBPasswd(sealed, field.plain) != 0) {
         return false;
     }
@@ -72,10 +65,46 @@ inline bool Read(RuleSecret& field, DBResult_tag* result, unsigned int row, cons
     return true;
 }
 
-inline bool Read(RuleSchedule& field, DBResult_tag* result, unsigned int row, const char* column)
+inline bool Read(RuleSchedule& field, std::string_view text)
 {
-    return field.Set(FieldText(result, row, column)) == 0;
+    return field.Set(std::string(text)) == 0;
 }
+
+/// Reads the rows of one result into records; their columns are looked up once. Fields: see ActionRuleFields.
+template <typename Fields, typename Record>
+class RowReader {
+public:
+    explicit RowReader(DBResult_tag* result) : m_result(result)
+    {
+        Record record;
+        Fields::ForEach(record, [&](const auto&, const char* column) {
+            const int number = VxDB::FindColumn(result, column);
+            m_columns.push_back(number < 0 ? MISSING : static_cast<std::size_t>(number));
+        });
+    }
+
+    /// @return the columns whose text is broken; their fields are as they were
+    std::vector<const char*> Read(Record& record, unsigned int row)
+    {
+        VxDB::FetchRowTexts(m_result, row, m_texts);
+        std::vector<const char*> broken;
+        std::size_t n = 0;
+        Fields::ForEach(record, [&](auto& field, const char* column) {
+            const std::size_t place = m_columns[n++];
+            if (!rulefield::Read(field, place < m_texts.size() ? m_texts[place] : std::string_view())) {
+                broken.push_back(column);
+            }
+        });
+        return broken;
+    }
+
+private:
+    static constexpr std::size_t MISSING = static_cast<std::size_t>(-1);
+
+    DBResult_tag* m_result;
+    std::vector<std::size_t> m_columns; ///< of the n-th field
+    std::vector<std::string_view> m_texts;
+};
 
 // ---- into a statement; throws std::runtime_error when there is no text for it
 
@@ -122,7 +151,7 @@ void Write(Builder& builder, const char* column, const RuleSecret& field)
 template <typename Builder>
 void Write(Builder& builder, const char* column, const RuleSchedule& field)
 {
-    builder.Field(column, VxDB::Value(field.text));
+    builder.Field(column, VxDB::Value(field.Text()));
 }
 
 // ---- to JSON
@@ -146,7 +175,7 @@ inline Json::Value ToJson(const RuleSecret& field)
 }
 inline Json::Value ToJson(const RuleSchedule& field)
 {
-    return field.text;
+    return field.Text();
 }
 inline Json::Value ToJson(const std::set<int>& field)
 {

@@ -46,7 +46,9 @@ ActionRule MakeRule(int i)
     rule.SetActTimeUnit(ACT_TIME_UNIT_MIN);
     rule.SetActTimeDur(5);
     rule.SetActItemId(i % 10);
-    Must(rule.SetActiveSche("mon-fri 08:00-18:00; sat 10:00-14:00") == 0);
+    const char* const schedules[] = {"", "mon-fri 08:00-18:00; sat 10:00-14:00", "daily 22:00-06:00=2",
+                                     "mon-fri 18:00-08:00; sat,sun 00:00-24:00"};
+    Must(rule.SetActiveSche(schedules[i % 4]) == 0);
     if (i % 10 == 0) {
         rule.SetActSrc(DEVICE_SRC_WEBHOOK);
         rule.SetExtUrl("https://alarm.example.com/hook/" + std::to_string(i));

@@ -7,6 +7,8 @@
 #include <ctime>
 #include <list>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -20,14 +22,20 @@ struct DBResult_tag;
 struct ActRuleFilterRule;
 struct ActRuleStateChange;
 
-/// A weekly schedule as it is stored, and as it is judged.
-struct RuleSchedule {
-    std::string text;        ///< the column
-    WeeklySchedule schedule; ///< what it says; always on for an empty text
-
+/// A weekly schedule as it is stored, and as it is judged. Equal texts share what they say.
+class VX_API RuleSchedule {
+public:
     /// @return 0; -1 with a message, and nothing changed
-    [[nodiscard]] int Set(const std::string& newText, std::string* pError = nullptr);
-    bool operator==(const RuleSchedule& other) const noexcept { return text == other.text; }
+    [[nodiscard]] int Set(const std::string& text, std::string* pError = nullptr);
+    /// The column.
+    const std::string& Text() const noexcept;
+    /// What it says; always on for an empty text.
+    const WeeklySchedule& Get() const noexcept;
+    bool operator==(const RuleSchedule& other) const noexcept { return Text() == other.Text(); }
+
+private:
+    struct Content;
+    std::shared_ptr<const Content> m_pContent; ///< null: an empty text
 };
 
 /// A text that is enciphered in its column and plain in memory.
@@ -106,76 +114,29 @@ class VX_API ActionRule {
 public:
     using RuleStatusMap = std::map<int, int>;
 
-#define VX_FIELD(type, getter, setter, member, column, start)                                                \
-    const type& getter() const noexcept                                                                      \
-    {                                                                                                        \
-        return member;                                                                                       \
-    }                                                                                                        \
-    void setter(const type& value)                                                                           \
-    {                                                                                                        \
-        member = value;                                                                                      \
-    }
-#define VX_OWN(type, member, column, start)
-    VX_ACTION_RULE_FIELDS(VX_FIELD, VX_OWN)
-#undef VX_FIELD
-#undef VX_OWN
-
-    const RuleStatusMap& GetMultiStatus() const noexcept
-    {
-        return m_multiStatus;
-    }
-    void SetMultiStatus(const RuleStatusMap& status)
-    {
-        m_multiStatus = status;
-    }
+    const RuleStatusMap& GetMultiStatus() const noexcept { return m_multiStatus; }
+    void SetMultiStatus(const RuleStatusMap& status) { m_multiStatus = status; }
     /// Sets or clears bits of one device's status.
-    void SetStatus(int deviceId, int bits)
-    {
-        m_multiStatus[deviceId] |= bits;
-    }
-    void ClearStatus(int deviceId, int bits)
-    {
-        m_multiStatus[deviceId] &= ~bits;
-    }
-    const std::set<int>& GetActDevIds() const noexcept
-    {
-        return m_actDevIds;
-    }
+    void SetStatus(int deviceId, int bits) { m_multiStatus[deviceId] |= bits; }
+    void ClearStatus(int deviceId, int bits) { m_multiStatus[deviceId] &= ~bits; }
+    const std::set<int>& GetActDevIds() const noexcept { return m_actDevIds; }
     /// Replaces the action's devices, and the derived set with them.
     void SetActDevIds(const std::set<int>& ids);
-    const std::string& GetPassword() const noexcept
-    {
-        return m_password.plain;
-    }
-    void SetPassword(const std::string& passwd)
-    {
-        m_password = {passwd, {}};
-    }
+    const std::string& GetPassword() const noexcept { return m_password.plain; }
+    void SetPassword(const std::string& passwd) { m_password = {passwd, {}}; }
     /// The password as it stands in its column; made when it was set since. Empty (logged) on failure.
     std::string GetSealedPassword() const noexcept;
     /// Takes such a text. @return 0; -1 (logged) when it was altered or sealed elsewhere: nothing changed.
     [[nodiscard]] int SetSealedPassword(const std::string& sealed) noexcept;
-    const std::string& GetActiveScheText() const noexcept
-    {
-        return m_activeSche.text;
-    }
-    const std::string& GetNotifyScheText() const noexcept
-    {
-        return m_notifySche.text;
-    }
+    const std::string& GetActiveScheText() const noexcept { return m_activeSche.Text(); }
+    const std::string& GetNotifyScheText() const noexcept { return m_notifySche.Text(); }
     /// Takes a weekly schedule as text (package/weeklyschedule.h).
     ///
     /// @return 0; -1 (logged) and the schedule is as it was.
     [[nodiscard]] int SetActiveSche(const std::string& text, std::string* pError = nullptr) noexcept;
     [[nodiscard]] int SetNotifactionSche(const std::string& text, std::string* pError = nullptr) noexcept;
-    const WeeklySchedule& GetActiveSche() const noexcept
-    {
-        return m_activeSche.schedule;
-    }
-    const WeeklySchedule& GetNotificationSche() const noexcept
-    {
-        return m_notifySche.schedule;
-    }
+    const WeeklySchedule& GetActiveSche() const noexcept { return m_activeSche.Get(); }
+    const WeeklySchedule& GetNotificationSche() const noexcept { return m_notifySche.Get(); }
 
     /// Reads the rule with this id; its events are not attached.
     ///
@@ -189,14 +150,8 @@ public:
     /// @return 0; -1 (logged), and the id is as it was.
     [[nodiscard]] int Save() noexcept;
     /// The statements that Save() runs, for a batch; empty (logged) when the password cannot be enciphered.
-    std::string GetSaveSql() const
-    {
-        return m_id == -1 ? strSqlInsert() : strSqlUpdate();
-    }
-    std::string GetSqlInsertStr() const
-    {
-        return strSqlInsert();
-    }
+    std::string GetSaveSql() const { return m_id == -1 ? strSqlInsert() : strSqlUpdate(); }
+    std::string GetSqlInsertStr() const { return strSqlInsert(); }
     std::string strSqlInsert() const;
     std::string strSqlUpdate() const;
 
@@ -210,44 +165,20 @@ public:
     [[nodiscard]] int SetByJson(const Json::Value& json, std::string* pError = nullptr) noexcept;
 
     // Run time only.
-    void SetLastTrigTime(std::time_t time) noexcept
-    {
-        m_lastTrigTime = time;
-    }
-    std::time_t GetLastTrigTime() const noexcept
-    {
-        return m_lastTrigTime;
-    }
-    void SetEvtList(std::vector<ActionRuleEvent> events)
-    {
-        m_evtList = std::move(events);
-    }
-    const std::vector<ActionRuleEvent>& GetEvtList() const noexcept
-    {
-        return m_evtList;
-    }
-    std::vector<ActionRuleEvent>& GetEvtList() noexcept
-    {
-        return m_evtList;
-    }
+    void SetLastTrigTime(std::time_t time) noexcept { m_lastTrigTime = time; }
+    std::time_t GetLastTrigTime() const noexcept { return m_lastTrigTime; }
+    void SetEvtList(std::vector<ActionRuleEvent> events) { m_evtList = std::move(events); }
+    const std::vector<ActionRuleEvent>& GetEvtList() const noexcept { return m_evtList; }
+    std::vector<ActionRuleEvent>& GetEvtList() noexcept { return m_evtList; }
     /// The state of the action on one device.
-    void SetActDevSts(int deviceId, RULE_ACT_STATUS status)
-    {
-        m_actDevSts[deviceId] = status;
-    }
+    void SetActDevSts(int deviceId, RULE_ACT_STATUS status) { m_actDevSts[deviceId] = status; }
     RULE_ACT_STATUS GetActDevSts(int deviceId) const noexcept;
     /// Every device of the action is idle.
     void SetActDevDefSts();
 
     /// All devices of the events, and of the action; "every device" is replaced by the ids that are known.
-    const std::set<int>& GetEvtAllDevIds() const noexcept
-    {
-        return m_evtAllDevIds;
-    }
-    const std::set<int>& GetActAllDevIds() const noexcept
-    {
-        return m_actAllDevIds;
-    }
+    std::set<int> GetEvtAllDevIds() const;
+    std::set<int> GetActAllDevIds() const;
     /// Whether the events, or the action, concern every camera.
     bool IsAllCamEvt() const noexcept;
     bool IsAllCamAct() const noexcept;
@@ -277,22 +208,37 @@ public:
     /// Sets the status of events. Nothing to do for an empty set.
     [[nodiscard]] static int UpdateEventStatus(const std::set<int>& ids, int status) noexcept;
 
+    // Getter and setter of every plain field.
+#define VX_FIELD(type, getter, setter, member, column, start)                                                \
+    const type& getter() const noexcept                                                                      \
+    {                                                                                                        \
+        return member;                                                                                       \
+    }                                                                                                        \
+    void setter(const type& value)                                                                           \
+    {                                                                                                        \
+        member = value;                                                                                      \
+    }
+#define VX_OWN(type, member, column, start)
+    VX_ACTION_RULE_FIELDS(VX_FIELD, VX_OWN)
+#undef VX_FIELD
+#undef VX_OWN
+
 private:
     friend struct ActionRuleFields;
 
-    void UpdateEvtAllDevIdSet();
+    int SetSchedule(RuleSchedule& schedule, const std::string& text, std::string* pError) noexcept;
+    void ChangeAllDev(int deviceId, ACTRULED_DEV_OP_TYPE op);
+
+    std::time_t m_lastTrigTime = 0;
+    std::vector<ActionRuleEvent> m_evtList;
+    std::map<int, RULE_ACT_STATUS> m_actDevSts;
+    std::optional<std::set<int>> m_actAllDevIds; ///< not set: what device id and device-id set say
 
 #define VX_FIELD(type, getter, setter, member, column, start) type member = start;
 #define VX_OWN(type, member, column, start) type member = start;
     VX_ACTION_RULE_FIELDS(VX_FIELD, VX_OWN)
 #undef VX_FIELD
 #undef VX_OWN
-
-    std::time_t m_lastTrigTime = 0;
-    std::vector<ActionRuleEvent> m_evtList;
-    std::map<int, RULE_ACT_STATUS> m_actDevSts;
-    std::set<int> m_evtAllDevIds;
-    std::set<int> m_actAllDevIds;
 };
 
 // NOLINTEND(bugprone-macro-parentheses)

@@ -37,18 +37,6 @@ constexpr int RULE_ALL_DEVICES = -1;
 /// Thread-safety: as of any value: reading from any thread, changing from one.
 class VX_API ActionRuleEvent {
 public:
-#define VX_FIELD(type, getter, setter, member, column, start)                                                \
-    const type& getter() const noexcept                                                                      \
-    {                                                                                                        \
-        return member;                                                                                       \
-    }                                                                                                        \
-    void setter(const type& value)                                                                           \
-    {                                                                                                        \
-        member = value;                                                                                      \
-    }
-    VX_ACTION_RULE_EVENT_FIELDS(VX_FIELD)
-#undef VX_FIELD
-
     /// Reads one row of the event table.
     ///
     /// @return 0; -1 (logged) when the device ids are broken; the other fields are read all the same.
@@ -59,10 +47,7 @@ public:
     /// The statement that updates the row with this id.
     std::string strSqlUpdate() const;
     /// strSqlInsert() for an id of -1, strSqlUpdate() for any other.
-    std::string GetSaveSql() const
-    {
-        return m_id == -1 ? strSqlInsert() : strSqlUpdate();
-    }
+    std::string GetSaveSql() const { return m_id == -1 ? strSqlInsert() : strSqlUpdate(); }
 
     /// Runs GetSaveSql().
     ///
@@ -82,6 +67,8 @@ public:
     /// The devices of this event. @param isExpanded  true: "every device" is replaced by the ids that
     /// UpdateEvtAllDevIdSet() has told
     std::set<int> GetEvtDevIds(bool isExpanded) const;
+    /// The same, added to a set.
+    void AddEvtDevIds(bool isExpanded, std::set<int>& ids) const;
     /// Whether the event happens on every device of its kind.
     bool IsAllDevices() const noexcept;
     /// Adds ids to the devices of this event or removes them.
@@ -89,10 +76,7 @@ public:
     /// @param isStored  true: the stored list changes too, not only the set that is derived from it
     void UpdateEvtAllDevIdSet(const std::set<int>& ids, ACTRULED_DEV_OP_TYPE op, bool isStored);
     /// Replaces the devices that "every device" stands for.
-    void SetAllDevIds(std::set<int> ids)
-    {
-        m_allDevIds = std::move(ids);
-    }
+    void SetAllDevIds(std::set<int> ids) { m_allDevIds = std::move(ids); }
     /// Whether the device belongs to this event.
     bool HasDevice(int deviceId) const noexcept;
 
@@ -102,13 +86,27 @@ public:
     /// Equal in what has to happen: the id and the status do not count.
     bool operator==(const ActionRuleEvent& other) const noexcept;
 
+    // Getter and setter of every field.
+#define VX_FIELD(type, getter, setter, member, column, start)                                                \
+    const type& getter() const noexcept                                                                      \
+    {                                                                                                        \
+        return member;                                                                                       \
+    }                                                                                                        \
+    void setter(const type& value)                                                                           \
+    {                                                                                                        \
+        member = value;                                                                                      \
+    }
+    VX_ACTION_RULE_EVENT_FIELDS(VX_FIELD)
+#undef VX_FIELD
+
 private:
     friend struct ActionRuleEventFields;
+
+    std::set<int> m_allDevIds; ///< derived: the devices that "every device" stands for now
 
 #define VX_FIELD(type, getter, setter, member, column, start) type member = start;
     VX_ACTION_RULE_EVENT_FIELDS(VX_FIELD)
 #undef VX_FIELD
-    std::set<int> m_allDevIds; ///< derived: the devices that "every device" stands for now
 };
 
 // NOLINTEND(bugprone-macro-parentheses)

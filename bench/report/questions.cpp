@@ -305,13 +305,108 @@ Question LogDelete()
              {"ByCount", 0, TargetKind::RATIO, "Statements", 1.2}}};
 }
 
+Question RuleLoad()
+{
+    return {
+        "RuleLoad",
+        "What does listing 10,000 action rules with their events cost over the database itself?",
+        "Floor: `sqlite3_step` and the column functions over both tables into plain structs of numbers and "
+        "texts. Ours: `GetActRuleByFilter`: schedules, id lists and passwords read (every tenth rule has "
+        "one), events attached, devices known.",
+        "",
+        {"Floor", "Ours"},
+        {},
+        {{"Ours", 0, TargetKind::RATIO, "Floor", 1.5}}};
+}
+
+/// The time for ten times as many rules is at most thirteen times as long.
+Question RuleTenth(const char* name, const char* title, const char* note)
+{
+    return {name, title, note, "rules", {"Ours"}, {}, {{"Ours", 1000, TargetKind::RATIO, "Ours", 13, 100}}};
+}
+
+Question RuleVerdict()
+{
+    return {
+        "RuleVerdict",
+        "What does one verdict cost?",
+        "A rule with one event, a schedule and a minimum interval, in a zone whose clocks change; it fires. "
+        "Floor: `localtime_r` of the same instants.",
+        "",
+        {"Floor", "Ours"},
+        {},
+        {{"Ours", 0, TargetKind::ABSOLUTE, "", 200}}};
+}
+
+Question RuleJudgeAll()
+{
+    return {"RuleJudgeAll",
+            "How long until every rule is judged for one report of a sensor?",
+            "The report is applied to its camera, then all rules are judged.",
+            "rules",
+            {"Ours"},
+            {},
+            {{"Ours", 1000, TargetKind::ABSOLUTE, "", 1e6}}};
+}
+
+Question HistoryBatch()
+{
+    return {"HistoryBatch",
+            "What does writing 1,000 lines of history cost over the bare statements?",
+            "Floor: `sqlite3_exec` of the finished texts in one transaction, with the same durability. Ours: "
+            "`WriteRuleHistory`, making the texts included.",
+            "",
+            {"Floor", "Ours"},
+            {},
+            {{"Ours", 0, TargetKind::RATIO, "Floor", 1.3}}};
+}
+
+Question HistoryPage()
+{
+    return {"HistoryPage",
+            "What does a page of 50 lines cost out of a million?",
+            "The argument is the number of newer lines, which the database steps over one by one. Floor: the "
+            "same "
+            "statement, prepared and stepped.",
+            "offset",
+            {"Floor", "Ours"},
+            {},
+            {{"Ours", 0, TargetKind::ABSOLUTE, "", 1e6}, {"Ours", 1000, TargetKind::ABSOLUTE, "", 1e6}}};
+}
+
 } // namespace
 
 const std::vector<Question>& Questions()
 {
     static const std::vector<Question> questions{
-        FrameWrite(), Stream(),      Latency(),   WriterCost(), FirstLap(), LogSuppressed(),
-        LogEmitted(), SqlInsert(),   SqlSplice(), SqlRows(),    SqlEnum(),  SqlBatch(),
-        RotateMark(), RotateSweep(), LogWrite(),  LogArchive(), LogPack(),  LogDelete()};
+        FrameWrite(),
+        Stream(),
+        Latency(),
+        WriterCost(),
+        FirstLap(),
+        LogSuppressed(),
+        LogEmitted(),
+        SqlInsert(),
+        SqlSplice(),
+        SqlRows(),
+        SqlEnum(),
+        SqlBatch(),
+        RotateMark(),
+        RotateSweep(),
+        LogWrite(),
+        LogArchive(),
+        LogPack(),
+        LogDelete(),
+        RuleLoad(),
+        RuleTenth("RuleCount", "Is counting linear in the rules that there are?",
+                  "A tenth of them is counted."),
+        RuleTenth("RuleFilter", "Is filtering linear in the rules that there are?",
+                  "A tenth of them is listed with its events."),
+        RuleTenth("RuleDelete", "Is deleting linear in the rules that go?",
+                  "A tenth of them goes with events, groups, ports and user log; then it is rolled back."),
+        RuleVerdict(),
+        RuleJudgeAll(),
+        HistoryBatch(),
+        HistoryPage()};
     return questions;
 }

@@ -104,11 +104,33 @@ bool MakeKey(const std::string& path)
     return isLinked;
 }
 
+/// A key and the state of its file when it was read. Good for as long as the file is the same.
+struct KnownKey {
+    std::string path;
+    struct stat info {};
+    Key key{};
+
+    bool IsStill(const std::string& nowPath, const struct stat& now) const noexcept
+    {
+        return path == nowPath && info.st_dev == now.st_dev && info.st_ino == now.st_ino &&
+               info.st_mode == now.st_mode && info.st_ctim.tv_sec == now.st_ctim.tv_sec &&
+               info.st_ctim.tv_nsec == now.st_ctim.tv_nsec;
+    }
+};
+
 bool LoadKey(Key& key)
 {
-    const std::string dir = GetPackageDir(PackageDir::ETC);
-    const std::string path = dir + "/dbpasswd.key";
-    if (!dir.empty() && (ReadKey(path, key) || (errno == ENOENT && MakeKey(path) && ReadKey(path, key)))) {
+    thread_local KnownKey known; // a listing of rules deciphers many passwords
+    const std::string path = GetPackageRoot() + "/etc/dbpasswd.key";
+    struct stat now {};
+    const bool isThere = ::stat(path.c_str(), &now) == 0;
+    if (isThere && known.IsStill(path, now)) {
+        key = known.key;
+        return true;
+    }
+    if (!GetPackageDir(PackageDir::ETC).empty() &&
+        (ReadKey(path, key) || (errno == ENOENT && MakeKey(path) && ReadKey(path, key)))) {
+        known = isThere ? KnownKey{path, now, key} : KnownKey();
         return true;
     }
     PKG_LOG(LOG_CATEG_GENERAL, LOG_LEVEL_ERR, "Failed to read or make password key [%s]: %m.\n",
@@ -141,6 +163,13 @@ bool FromBase64(const std::string& text, Bytes& bytes)
     return ToBase64(bytes) == text; // bits that no byte holds are not to be altered either
 }
 
+/// Looked up once: a look-up takes longer than deciphering a password.
+const EVP_CIPHER* Cipher() noexcept
+{
+    static EVP_CIPHER* const pCipher = EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr);
+    return pCipher;
+}
+
 /// nonce, cipher text, tag
 bool Seal(const Key& key, const std::string& plain, Bytes& sealed)
 {
@@ -150,7 +179,7 @@ bool Seal(const Key& key, const std::string& plain, Bytes& sealed)
     int size = 0;
     int rest = 0;
     return ctx && RAND_bytes(sealed.data(), NONCE_SIZE) == 1 &&
-           EVP_EncryptInit_ex(ctx.get(), EVP_aes_256_gcm(), nullptr, key.data(), sealed.data()) == 1 &&
+           EVP_EncryptInit_ex(ctx.get(), Cipher(), nullptr, key.data(), sealed.data()) == 1 &&
            EVP_EncryptUpdate(ctx.get(), body, &size, reinterpret_cast<const unsigned char*>(plain.data()),
                              static_cast<int>(plain.size())) == 1 &&
            EVP_EncryptFinal_ex(ctx.get(), body + size, &rest) == 1 &&
@@ -170,7 +199,7 @@ bool Open(const Key& key, Bytes& sealed, std::string& plain)
     int size = 0;
     int rest = 0;
     const bool isOpen =
-        ctx && EVP_DecryptInit_ex(ctx.get(), EVP_aes_256_gcm(), nullptr, key.data(), sealed.data()) == 1 &&
+        ctx && EVP_DecryptInit_ex(ctx.get(), Cipher(), nullptr, key.data(), sealed.data()) == 1 &&
         EVP_DecryptUpdate(ctx.get(), out, &size, body, static_cast<int>(bodySize)) == 1 &&
         EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_GCM_SET_TAG, TAG_SIZE, body + bodySize) == 1 &&
         EVP_DecryptFinal_ex(ctx.get(), out + size, &rest) == 1;

@@ -85,12 +85,27 @@ int StringToIdList(std::string_view text, std::list<int>& out)
     return 0;
 }
 
-int StringToIdSet(std::string_view text, std::set<int>& out)
+int StringToIdVector(std::string_view text, std::vector<int>& out)
 {
-    std::list<int> ids;
-    if (StringToIdList(text, ids) != 0) {
+    const std::size_t size = out.size();
+    if (!ForEachPiece(text, [&out](std::string_view piece) { return ToInt(piece, out.emplace_back()); })) {
+        out.resize(size);
         return -1;
     }
-    out = std::set<int>(ids.begin(), ids.end());
+    out.erase(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(size));
+    return 0;
+}
+
+int StringToIdSet(std::string_view text, std::set<int>& out)
+{
+    std::set<int> ids;
+    const bool isRead = ForEachPiece(text, [&ids](std::string_view piece) {
+        int id = 0;
+        return ToInt(piece, id) && (ids.insert(id), true);
+    });
+    if (!isRead) {
+        return -1;
+    }
+    out = std::move(ids);
     return 0;
 }

@@ -164,27 +164,18 @@ void Apply(const Entry& entry, WeeklySchedule& schedule)
         length += WeeklySchedule::SLOTS_PER_DAY; // over midnight
     }
     for (int day = 0; day < WeeklySchedule::DAYS; ++day) {
-        for (int i = 0; entry.days[static_cast<std::size_t>(day)] && i < length; ++i) {
-            const int slot = (day * WeeklySchedule::SLOTS_PER_DAY + entry.from + i) % SLOTS_PER_WEEK;
-            schedule.SetSlot(slot / WeeklySchedule::SLOTS_PER_DAY, slot % WeeklySchedule::SLOTS_PER_DAY,
-                             entry.value);
+        if (entry.days[static_cast<std::size_t>(day)]) {
+            schedule.SetRun(day * WeeklySchedule::SLOTS_PER_DAY + entry.from, length, entry.value);
         }
-    }
-}
-
-void Fill(WeeklySchedule& schedule, int value)
-{
-    for (int slot = 0; slot < SLOTS_PER_WEEK; ++slot) {
-        schedule.SetSlot(slot / WeeklySchedule::SLOTS_PER_DAY, slot % WeeklySchedule::SLOTS_PER_DAY, value);
     }
 }
 
 bool ParseText(std::string_view text, WeeklySchedule& schedule, std::string& error)
 {
     Parser parser(text);
-    Fill(schedule, 0);
+    schedule.SetRun(0, SLOTS_PER_WEEK, 0);
     if (parser.AtEnd() || parser.Accept("always")) {
-        Fill(schedule, 1);
+        schedule.SetRun(0, SLOTS_PER_WEEK, 1);
     } else if (!parser.Accept("never")) {
         do {
             Entry entry;
@@ -296,6 +287,14 @@ std::string WeeklySchedule::ToText() const
         }
     }
     return text;
+}
+
+void WeeklySchedule::SetRun(int first, int count, int value) noexcept
+{
+    const int start = first % SLOTS_PER_WEEK;
+    const int untilEnd = std::min(count, SLOTS_PER_WEEK - start);
+    std::fill_n(m_slots.begin() + start, untilEnd, static_cast<std::uint8_t>(value));
+    std::fill_n(m_slots.begin(), count - untilEnd, static_cast<std::uint8_t>(value));
 }
 
 int WeeklySchedule::ValueAt(std::time_t instant) const noexcept

@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "package/dbtables.h"
 #include "package/export.h"
@@ -132,6 +133,17 @@ VX_API std::string GetReturnIdStatement();
 /// Whether a field holds true ("1" or any other number but 0, "t", "true"); NULL and a missing column are
 /// false.
 VX_API bool FetchFieldAsBool(DBResult_tag* result, unsigned int row, const char* column) noexcept;
+
+/// The number of a column, to read many rows by; -1 when there is none of that name.
+VX_API int FindColumn(DBResult_tag* result, const char* column) noexcept;
+
+/// Whether the text of a field holds true, as FetchFieldAsBool() says it.
+VX_API bool IsTrueText(std::string_view text) noexcept;
+
+/// All fields of a row in the order of the columns, as FetchFieldText() gives them: quicker than one by one.
+///
+/// @param texts  replaced; empty for a row that does not exist. Throws std::bad_alloc.
+VX_API void FetchRowTexts(DBResult_tag* result, unsigned int row, std::vector<std::string_view>& texts);
 
 /// A field with its length, for text that may hold NUL bytes. data() is null for NULL or a missing column.
 VX_API std::string_view FetchFieldText(DBResult_tag* result, unsigned int row, const char* column) noexcept;

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "package/export.h"
 
@@ -27,4 +28,5 @@ VX_API std::string IdMapToString(const std::map<int, int>& ids);
 [[nodiscard]] VX_API int StringToIdList(std::string_view text, std::list<int>& out);
 
 /// The same into a set.
+[[nodiscard]] VX_API int StringToIdVector(std::string_view text, std::vector<int>& out);
 [[nodiscard]] VX_API int StringToIdSet(std::string_view text, std::set<int>& out);

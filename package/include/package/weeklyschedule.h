@@ -61,6 +61,10 @@ public:
         m_slots[Index(day, slot)] = static_cast<std::uint8_t>(value);
     }
 
+    /// Sets the slots of a week, 0 = Sunday 00:00, from `first` on; runs over the end of the week into its start.
+    /// @param count 0..336
+    void SetRun(int first, int count, int value) noexcept;
+
     bool operator==(const WeeklySchedule& other) const noexcept { return m_slots == other.m_slots; }
 
 private:

@@ -31,6 +31,20 @@ void WriteRow(char* out, std::span<const DbField> fields) noexcept
 }
 
 template <typename End>
+void ReadFields(const char* row, std::span<DbField> fields) noexcept
+{
+    const char* const pTexts = row + fields.size() * sizeof(End);
+    End start = 0;
+    for (DbField& field : fields) {
+        End end = 0;
+        std::memcpy(&end, row, sizeof end);
+        row += sizeof end;
+        field = start == end ? DbField() : DbField(pTexts + start, static_cast<std::size_t>(end - start) - 1);
+        start = end;
+    }
+}
+
+template <typename End>
 DbField ReadField(const char* row, std::size_t column, std::size_t columnCount) noexcept
 {
     End start = 0;
@@ -75,6 +89,17 @@ DbField DBResult_tag::Field(std::size_t row, std::size_t column) const noexcept
     const char* const pRow = m_pBlock + (place & ~std::size_t{1});
     return (place & 1) != 0 ? ReadField<std::uint32_t>(pRow, column, m_columns.size())
                             : ReadField<std::uint16_t>(pRow, column, m_columns.size());
+}
+
+void DBResult_tag::Fields(std::size_t row, std::span<DbField> fields) const noexcept
+{
+    const std::size_t place = m_rows[row];
+    const char* const pRow = m_pBlock + (place & ~std::size_t{1});
+    if ((place & 1) != 0) {
+        ReadFields<std::uint32_t>(pRow, fields);
+    } else {
+        ReadFields<std::uint16_t>(pRow, fields);
+    }
 }
 
 void DbRowSink::Start(std::span<const char* const> columnNames)
@@ -183,24 +208,45 @@ std::string_view VxDB::FetchFieldText(DBResult_tag* result, unsigned int row, co
     return index < 0 ? std::string_view() : result->Field(row, static_cast<std::size_t>(index));
 }
 
+void VxDB::FetchRowTexts(DBResult_tag* result, unsigned int row, std::vector<std::string_view>& texts)
+{
+    texts.clear();
+    if (result != nullptr && row < result->RowCount()) {
+        texts.resize(result->ColumnCount());
+        result->Fields(row, texts);
+    }
+}
+
+int VxDB::FindColumn(DBResult_tag* result, const char* column) noexcept
+{
+    return result != nullptr ? result->FindColumn(column) : -1;
+}
+
 const char* VxDBFetchField(DBResult_tag* result, unsigned int row, const char* column) noexcept
 {
     return VxDB::FetchFieldText(result, row, column).data();
 }
 
-bool VxDB::FetchFieldAsBool(DBResult_tag* result, unsigned int row, const char* column) noexcept
+bool VxDB::IsTrueText(std::string_view text) noexcept
 {
-    const char* const text = VxDBFetchField(result, row, column);
-    if (text == nullptr) {
+    if (text.size() == 1 && text[0] >= '0' && text[0] <= '9') {
+        return text[0] != '0'; // what columns hold
+    }
+    if (text.data() == nullptr) {
         return false;
     }
-    if (::strcasecmp(text, "t") == 0 || ::strcasecmp(text, "true") == 0) {
+    if (::strcasecmp(text.data(), "t") == 0 || ::strcasecmp(text.data(), "true") == 0) {
         return true;
     }
     const int savedErrno = errno;
-    const bool isNotZero = std::strtoll(text, nullptr, 10) != 0;
+    const bool isNotZero = std::strtoll(text.data(), nullptr, 10) != 0;
     errno = savedErrno;
     return isNotZero;
+}
+
+bool VxDB::FetchFieldAsBool(DBResult_tag* result, unsigned int row, const char* column) noexcept
+{
+    return IsTrueText(FetchFieldText(result, row, column));
 }
 
 void VxDBFreeResult(DBResult_tag* result) noexcept

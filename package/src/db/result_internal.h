@@ -32,6 +32,8 @@ struct DBResult_tag {
     /// The column's number; -1 when there is none of that name.
     int FindColumn(const char* name) noexcept;
     DbField Field(std::size_t row, std::size_t column) const noexcept;
+    /// All fields of a row; `fields` has one place a column.
+    void Fields(std::size_t row, std::span<DbField> fields) const noexcept;
     std::size_t RowCount() const noexcept { return m_rows.size(); }
     std::size_t ColumnCount() const noexcept { return m_columns.size(); }
 
