@@ -46,37 +46,52 @@ std::string ReadEvents(const Json::Value& json, std::vector<ActionRuleEvent>& ev
 
 // ---- statements
 
-int ruledb::Run(const std::string& sql) noexcept
+namespace {
+
+/// The logging step under the names of a place.
+#define VX_LOG_AT(place, ...)                                                                                \
+    do {                                                                                                     \
+        if (VxLogWanted(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR)) {                                               \
+            const ErrnoKeeper errnoKeeper;                                                                   \
+            VxPrintf(0, Enum2String<LOG_CATEG>(LOG_CATEG_IO_MODULE), Enum2String<LOG_LEVEL>(LOG_LEVEL_ERR),  \
+                     (place).file, (place).line, (place).func, __VA_ARGS__);                                 \
+        }                                                                                                    \
+    } while (false)
+
+int Execute(const ruledb::Place& place, const std::string& sql, ruledb::Rows* pRows) noexcept
 {
-    if (VxDB::Execute(VxDB::DB_SYSTEM, sql) != 0) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
+    if (VxDB::Execute(VxDB::DB_SYSTEM, sql, pRows != nullptr ? pRows->Out() : nullptr) != 0) {
+        VX_LOG_AT(place, "Failed to execute sql command [%s].\n", sql.c_str());
         return -1;
     }
     return 0;
 }
 
-int ruledb::Run(const std::string& sql, Rows& rows) noexcept
+} // namespace
+
+int ruledb::Run(const Place& place, const std::string& sql) noexcept
 {
-    if (VxDB::Execute(VxDB::DB_SYSTEM, sql, rows.Out()) != 0) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
-        return -1;
-    }
-    return 0;
+    return Execute(place, sql, nullptr);
 }
 
-int ruledb::InsertRow(const std::string& sql, int& id) noexcept
+int ruledb::Run(const Place& place, const std::string& sql, Rows& rows) noexcept
+{
+    return Execute(place, sql, &rows);
+}
+
+int ruledb::InsertRow(const Place& place, const std::string& sql, int& id) noexcept
 {
     Rows rows;
     unsigned int row = 0;
-    if (Run(sql, rows) != 0) {
+    if (Run(place, sql, rows) != 0) {
         return -1;
     }
     if (rows.Count() != 1) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get result.\n");
+        VX_LOG_AT(place, "Failed to get result.\n");
         return -1;
     }
     if (!rows.Next(row)) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get id.\n");
+        VX_LOG_AT(place, "Failed to get id.\n");
         return -1;
     }
     id = static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, ID_COLUMN));
@@ -118,7 +133,7 @@ try {
     unsigned int row = 0;
     const std::string sql =
         std::string("SELECT * FROM ") + gszTableActionRule + " WHERE " + "id = " + std::to_string(id);
-    if (ruledb::Run(sql, rows) != 0) {
+    if (ruledb::Run(VX_RULE_HERE, sql, rows) != 0) {
         return -1;
     }
     if (!rows.Next(row)) {
@@ -197,7 +212,7 @@ try {
     if (sql.empty()) {
         return -1;
     }
-    return m_id == -1 ? ruledb::InsertRow(sql, m_id) : ruledb::Run(sql);
+    return m_id == -1 ? ruledb::InsertRow(VX_RULE_HERE, sql, m_id) : ruledb::Run(VX_RULE_HERE, sql);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save rule [%d]: [%s].\n", m_id, error.what());
     return -1;
@@ -260,7 +275,7 @@ try {
             script += sql;
         }
     }
-    return script.empty() ? 0 : ruledb::Run(script);
+    return script.empty() ? 0 : ruledb::Run(VX_RULE_HERE, script);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to update rules [%s].\n", error.what());
     return -1;
@@ -274,7 +289,7 @@ try {
     VxDB::SqlExpr sql;
     sql << "UPDATE " << gszTableActionRuleEvent << " SET evt_status = " << status << " WHERE "
         << VxDB::SqlExprAdapt::InImpl<VxDB::SqlExpr>("id", ids);
-    return ruledb::Run(sql.str());
+    return ruledb::Run(VX_RULE_HERE, sql.str());
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to update events [%s].\n", error.what());
     return -1;

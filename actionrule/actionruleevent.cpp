@@ -89,7 +89,8 @@ std::string ActionRuleEvent::strSqlUpdate() const
 
 int ActionRuleEvent::Save() noexcept
 try {
-    return m_id == -1 ? ruledb::InsertRow(strSqlInsert(), m_id) : ruledb::Run(strSqlUpdate());
+    return m_id == -1 ? ruledb::InsertRow(VX_RULE_HERE, strSqlInsert(), m_id)
+                      : ruledb::Run(VX_RULE_HERE, strSqlUpdate());
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save event [%d]: [%s].\n", m_id, error.what());
     return -1;

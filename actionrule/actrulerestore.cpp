@@ -19,7 +19,8 @@ int MakeRow(const char* table, int& id)
     ruledb::Rows rows;
     const std::string name = table;
     const std::string wanted = std::to_string(id);
-    if (id > 0 && ruledb::Run("INSERT OR IGNORE INTO " + name + " (id) VALUES (" + wanted + ") " +
+    if (id > 0 && ruledb::Run(VX_RULE_HERE,
+                              "INSERT OR IGNORE INTO " + name + " (id) VALUES (" + wanted + ") " +
                                   VxDB::GetReturnColumnsStatement("id"),
                               rows) != 0) {
         return -1;
@@ -28,7 +29,7 @@ int MakeRow(const char* table, int& id)
         return 0;
     }
     return ruledb::InsertRow(
-        "INSERT INTO " + name + " DEFAULT VALUES " + VxDB::GetReturnColumnsStatement("id"), id);
+        VX_RULE_HERE, "INSERT INTO " + name + " DEFAULT VALUES " + VxDB::GetReturnColumnsStatement("id"), id);
 }
 
 /// Which new group and events stand for those that the set names.
@@ -80,7 +81,7 @@ int RestoreRule(ActionRule& rule, Renaming& renaming)
     }
     rule.SetId(id);
     const std::string keys = IOKeys::AddEntrySql(CreateIOKeys(rule), id);
-    return rule.Save() != 0 || (!keys.empty() && ruledb::Run(keys) != 0) ? -1 : 0;
+    return rule.Save() != 0 || (!keys.empty() && ruledb::Run(VX_RULE_HERE, keys) != 0) ? -1 : 0;
 }
 
 } // namespace

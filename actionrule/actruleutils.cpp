@@ -68,13 +68,14 @@ private:
 };
 
 /// @return 0; -1 (logged), `rules` is then as it was
-int ListRules(const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
+int ListRules(const ruledb::Place& place, const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
 {
     std::string where;
     std::map<int, ActionRuleEvent> events;
     ruledb::Rows rows;
     if (filter.GetWhereStr(where) != 0 ||
-        ruledb::Run(std::string("SELECT * FROM ") + gszTableActionRule + where + " ORDER BY id", rows) != 0 ||
+        ruledb::Run(place, std::string("SELECT * FROM ") + gszTableActionRule + where + " ORDER BY id",
+                    rows) != 0 ||
         GetActionRuleEvtMap(events) != 0) {
         return -1;
     }
@@ -111,13 +112,13 @@ DeletionPlan PlanDeletion(const std::list<ActionRule>& rules)
 }
 
 /// Takes out of the plan what rules that stay still use.
-int KeepWhatIsUsed(DeletionPlan& plan)
+int KeepWhatIsUsed(const ruledb::Place& place, DeletionPlan& plan)
 {
     SqlExpr sql;
     sql << "SELECT COUNT(*) as count, multi_rule_id, multi_evt_ids FROM " << gszTableActionRule << " WHERE "
         << InImpl<SqlExpr>("multi_rule_id", plan.multiRuleIds) << " GROUP BY multi_rule_id;";
     ruledb::Rows rows;
-    if (ruledb::Run(sql.str(), rows) != 0) {
+    if (ruledb::Run(place, sql.str(), rows) != 0) {
         return -1;
     }
     for (unsigned int row = 0; rows.Next(row);) {
@@ -131,11 +132,11 @@ int KeepWhatIsUsed(DeletionPlan& plan)
     return 0;
 }
 
-int DeleteIds(const char* table, const std::set<int>& ids)
+int DeleteIds(const ruledb::Place& place, const char* table, const std::set<int>& ids)
 {
     SqlExpr sql;
     sql << "DELETE FROM " << table << " WHERE " << InImpl<SqlExpr>("id", ids);
-    return ruledb::Run(sql.str());
+    return ruledb::Run(place, sql.str());
 }
 
 int RemoveIOKeys(const std::list<ActionRule>& rules)
@@ -228,10 +229,12 @@ try {
     }
     for (ActionRuleEvent& event : events) {
         if (!TakeOldId(event, oldEvents, kept)) {
-            event.SetId(-1);
-            if (event.Save() != 0) {
+            int id = -1;
+            event.SetId(id);
+            if (ruledb::InsertRow(VX_RULE_HERE, event.GetSaveSql(), id) != 0) {
                 return -1;
             }
+            event.SetId(id);
         }
         ids.push_back(event.GetId());
     }
@@ -241,7 +244,8 @@ try {
             gone.insert(old.GetId());
         }
     }
-    if ((!gone.empty() && DeleteIds(gszTableActionRuleEvent, gone) != 0) || transaction.Commit() != 0) {
+    if ((!gone.empty() && DeleteIds(VX_RULE_HERE, gszTableActionRuleEvent, gone) != 0) ||
+        transaction.Commit() != 0) {
         return -1;
     }
     idsText = Iter2String(ids.begin(), ids.end(), ",");
@@ -255,7 +259,7 @@ try {
 int GetActionRuleEvtMap(std::map<int, ActionRuleEvent>& events) noexcept
 try {
     ruledb::Rows rows;
-    if (ruledb::Run(std::string("SELECT * FROM ") + gszTableActionRuleEvent, rows) != 0) {
+    if (ruledb::Run(VX_RULE_HERE, std::string("SELECT * FROM ") + gszTableActionRuleEvent, rows) != 0) {
         return -1;
     }
     ruledb::EventReader reader(rows.Get());
@@ -277,7 +281,7 @@ try {
 std::list<ActionRule> GetActRuleByFilter(const ActRuleFilterRule& filter) noexcept
 try {
     std::list<ActionRule> rules;
-    static_cast<void>(ListRules(filter, rules)); // logged there; an empty list tells the caller
+    static_cast<void>(ListRules(VX_RULE_HERE, filter, rules)); // logged there; an empty list tells the caller
     return rules;
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to list rules [%s].\n", error.what());
@@ -351,7 +355,7 @@ try {
         return -1;
     }
     const std::string keys = IOKeys::AddEntrySql(CreateIOKeys(saved), saved.GetId());
-    if ((!keys.empty() && ruledb::Run(keys) != 0) || transaction.Commit() != 0) {
+    if ((!keys.empty() && ruledb::Run(VX_RULE_HERE, keys) != 0) || transaction.Commit() != 0) {
         return -1;
     }
     rule = std::move(saved);
@@ -366,7 +370,7 @@ int ActionRule::SaveActRuleSt(const ActRuleFilterRule& filter, const ActRuleStat
                               const std::string& userName) noexcept
 try {
     std::list<ActionRule> rules;
-    if (ListRules(filter, rules) != 0) {
+    if (ListRules(VX_RULE_HERE, filter, rules) != 0) {
         return -1;
     }
     for (ActionRule& rule : rules) {
@@ -416,7 +420,8 @@ try {
     std::string where;
     std::list<ActionRule> rules;
     VxDB::Transaction transaction(VxDB::DB_SYSTEM);
-    if (filter.GetWhereStr(where) != 0 || transaction.Begin() != 0 || ListRules(filter, rules) != 0) {
+    if (filter.GetWhereStr(where) != 0 || transaction.Begin() != 0 ||
+        ListRules(VX_RULE_HERE, filter, rules) != 0) {
         return -1;
     }
     if (rules.empty()) {
@@ -424,9 +429,10 @@ try {
     }
     DeletionPlan plan = PlanDeletion(rules);
     if (RemoveIOKeys(rules) != 0 ||
-        ruledb::Run(std::string("DELETE FROM ") + gszTableActionRule + where) != 0 ||
-        KeepWhatIsUsed(plan) != 0 || DeleteIds(gszTableActionRuleMultiRule, plan.multiRuleIds) != 0 ||
-        DeleteIds(gszTableActionRuleEvent, plan.eventIds) != 0 ||
+        ruledb::Run(VX_RULE_HERE, std::string("DELETE FROM ") + gszTableActionRule + where) != 0 ||
+        KeepWhatIsUsed(VX_RULE_HERE, plan) != 0 ||
+        DeleteIds(VX_RULE_HERE, gszTableActionRuleMultiRule, plan.multiRuleIds) != 0 ||
+        DeleteIds(VX_RULE_HERE, gszTableActionRuleEvent, plan.eventIds) != 0 ||
         HomeModeSetting::UpdateWhenDeleteItems(HomeModeItem::ACTION_RULE, plan.ruleIds) != 0 ||
         transaction.Commit() != 0) {
         return -1;

@@ -8,6 +8,7 @@
 
 #include "actionrule.h"
 #include "package/db.h"
+#include "vxlog.h"
 
 namespace ruledb {
 
@@ -29,16 +30,24 @@ private:
     DBResult_tag* m_pResult = nullptr;
 };
 
+/// Whom a line of the log names: the caller, not the helper that runs its statement.
+struct Place {
+    const char* file;
+    int line;
+    const char* func;
+};
+#define VX_RULE_HERE (ruledb::Place{VX_LOG_FILE, __LINE__, __func__})
+
 /// Runs a statement, or several in one transaction, on the database of the rules.
 ///
 /// @return 0; -1, logged as "Failed to execute sql command [%s].\n"
-[[nodiscard]] int Run(const std::string& sql) noexcept;
-[[nodiscard]] int Run(const std::string& sql, Rows& rows) noexcept;
+[[nodiscard]] int Run(const Place& place, const std::string& sql) noexcept;
+[[nodiscard]] int Run(const Place& place, const std::string& sql, Rows& rows) noexcept;
 
 /// Runs an INSERT that returns one row with the new "id".
 ///
 /// @return 0 and `id` is set; -1 (logged) and it is unchanged.
-[[nodiscard]] int InsertRow(const std::string& sql, int& id) noexcept;
+[[nodiscard]] int InsertRow(const Place& place, const std::string& sql, int& id) noexcept;
 
 /// Reads the rows of one result as PutRowIntoObj() does.
 class RuleReader {

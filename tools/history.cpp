@@ -3,7 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <cstdlib>
 #include <memory>
+#include <set>
 
 #include "actrulehistory.h"
 #include "agree.h"
@@ -103,6 +105,37 @@ RuleHistoryFilterRule FilterOf(const Options& options)
     return filter;
 }
 
+[[noreturn]] void FailToRead()
+{
+    Fail(EXIT_UNREACHABLE, "history rm", "{}: the history cannot be read; vx log tail says why",
+         VxDB::GetDBPath(VxDB::DB_LOG));
+}
+
+/// Ends the verb when one of the ids is no line's.
+void CheckIds(const std::list<int>& ids)
+{
+    if (ids.empty()) {
+        return;
+    }
+    std::set<int> absent(ids.begin(), ids.end());
+    RuleHistoryFilterRule filter;
+    filter.ids = ids;
+    DBResult_tag* pRows = nullptr;
+    if (VxDB::Execute(VxDB::DB_LOG,
+                      std::string("SELECT id FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr(),
+                      &pRows) != 0) {
+        FailToRead();
+    }
+    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
+        absent.erase(std::atoi(VxDBFetchField(pRows, row, "id")));
+    }
+    VxDBFreeResult(pRows);
+    if (!absent.empty()) {
+        Fail(EXIT_FOUND, "history rm", "{}: there is no such line, nothing is removed; see vx history list",
+             *absent.begin());
+    }
+}
+
 long long CountOf(const RuleHistoryFilterRule& filter)
 {
     std::string count;
@@ -110,8 +143,7 @@ long long CountOf(const RuleHistoryFilterRule& filter)
                                    std::string("SELECT COUNT(*) FROM ") + gszTableActRuleHistory +
                                        filter.GetWhereSqlStr(),
                                    count) != 0) {
-        Fail(EXIT_UNREACHABLE, "history rm", "{}: the history cannot be read; vx log tail says why",
-             VxDB::GetDBPath(VxDB::DB_LOG));
+        FailToRead();
     }
     return std::atoll(count.c_str());
 }
@@ -119,6 +151,7 @@ long long CountOf(const RuleHistoryFilterRule& filter)
 void Remove(const Options& options)
 {
     const RuleHistoryFilterRule filter = FilterOf(options);
+    CheckIds(filter.ids);
     const long long count = CountOf(filter);
     if (!options.json) {
         fmt::print("{} {} line(s)\n", options.dryRun ? "Would remove" : "To be removed:", count);

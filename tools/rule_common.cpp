@@ -20,21 +20,35 @@
 #include "package/monoclock.h"
 #include "webhook_common.h"
 
+namespace {
+
+void Reach(std::string_view verb, const ActRuleFilterRule& filter)
+{
+    std::string count;
+    if (VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, GetActRuleCntSql(filter), count) != 0) {
+        Fail(EXIT_UNREACHABLE, verb, "{}: the rules cannot be read; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_SYSTEM));
+    }
+}
+
+} // namespace
+
+void ReachRules(std::string_view verb)
+{
+    Reach(verb, {});
+}
+
 std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids)
 {
     std::set<int> wanted;
     if (StringToIdSet(ids, wanted) != 0) {
         Fail(EXIT_USAGE, verb, "[{}]: ids joined by commas are expected, such as 3,5", ids);
     }
-    std::string count;
     ActRuleFilterRule filter;
     if (!wanted.empty()) {
         filter.ids = ids;
     }
-    if (VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, GetActRuleCntSql(filter), count) != 0) {
-        Fail(EXIT_UNREACHABLE, verb, "{}: the rules cannot be read; vx log tail says why",
-             VxDB::GetDBPath(VxDB::DB_SYSTEM));
-    }
+    Reach(verb, filter);
     std::list<ActionRule> rules = GetActRuleByFilter(filter);
     for (const ActionRule& rule : rules) {
         wanted.erase(rule.GetId());

@@ -12,6 +12,9 @@
 #include "actionrule.h"
 #include "nouns.h"
 
+/// Ends the verb when the database of the rules cannot be reached.
+void ReachRules(std::string_view verb);
+
 /// The rules with these ids, all of them for an empty text; ends the verb when an id is broken or unknown.
 std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids);
 ActionRule FindRule(std::string_view verb, int id);

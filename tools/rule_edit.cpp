@@ -113,6 +113,9 @@ void Save(const Options& options, const CLI::App& verb)
     if (rule.GetName().empty()) {
         Fail(EXIT_USAGE, options.verb, "name: a rule needs one; use --name");
     }
+    if (isNew) {
+        ReachRules(options.verb);
+    }
     if (SaveActRuleWhole(rule, oldEvents) != 0) {
         Fail(EXIT_FOUND, options.verb, "\"{}\": cannot be saved; vx log tail says why", rule.GetName());
     }

@@ -97,6 +97,9 @@ void Import(const Options& options)
     for (Json::ArrayIndex i = 0; i < document["rules"].size(); ++i) {
         rules.push_back(ImportRule(document["rules"][i], i));
     }
+    if (!options.dryRun) {
+        ReachRules("rule import");
+    }
     if (!options.dryRun && RestoreActRules(rules) != 0) {
         Fail(EXIT_FOUND, "rule import", "{}: cannot be stored, nothing is imported; vx log tail says why",
              options.path);

@@ -12,6 +12,7 @@
 #include "actruleutils.h"
 #include "actruleverdict.h"
 #include "fail.h"
+#include "package/db.h"
 #include "rule_common.h"
 #include "sensor_events.h"
 #include "table.h"
@@ -115,6 +116,10 @@ private:
 void Watch(const Options& options)
 {
     Watcher watcher(options);
+    if (!options.noHistory && GetAllRuleHistoryCnt() < 0) {
+        Fail(EXIT_UNREACHABLE, "rule watch", "{}: the history cannot be written; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_LOG));
+    }
     std::ifstream file;
     if (options.path != "-") {
         file.open(options.path);

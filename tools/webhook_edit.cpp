@@ -3,10 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -20,11 +22,20 @@ namespace {
 struct Options {
     const char* verb = "";
     int id = 0;
-    std::string record;                   ///< JSON text
-    std::string from;                     ///< file with JSON, "-": standard input
-    Json::Value given{Json::objectValue}; ///< what the plain options say; overrides the JSON
+    std::string record;                          ///< JSON text
+    std::string from;                            ///< file with JSON, "-": standard input
+    Json::Value given{Json::objectValue};        ///< what the plain options say; overrides the JSON
+    std::map<std::string, std::string> optionOf; ///< by column
     bool json = false;
     bool dryRun = false;
+
+    /// What the user has to change: the option, or the member of the JSON that was given.
+    const std::string& NameOf(const std::string& column) const
+    {
+        const auto found = optionOf.find(column);
+        const bool isOption = given.isMember(column) || (record.empty() && from.empty());
+        return found != optionOf.end() && isOption ? found->second : column;
+    }
 };
 
 /// Enumerations may be written by name, in options and in JSON: "POST" for 1.
@@ -43,7 +54,8 @@ void NumberOfName(const Options& options, const char* column, Json::Value& membe
         names += names.empty() ? "" : ", ";
         names += name;
     }
-    Fail(EXIT_USAGE, options.verb, "{} [{}]: one of {} is expected", column, member.asString(), names);
+    Fail(EXIT_USAGE, options.verb, "{} [{}]: one of {} is expected", options.NameOf(column),
+         member.asString(), names);
 }
 
 void NumbersOfNames(const Options& options, Json::Value& json)
@@ -112,7 +124,7 @@ void Apply(const Options& options, const Json::Value& json, NotificationWebhook&
         Json::Value one(Json::objectValue);
         one[name] = json[name];
         if (webhook.SetByJson(one) != 0) {
-            Fail(EXIT_USAGE, options.verb, "{} [{}]: a value like {} is expected", name,
+            Fail(EXIT_USAGE, options.verb, "{} [{}]: a value like {} is expected", options.NameOf(name),
                  JsonWrite(json[name]), JsonWrite(known[name]));
         }
     }
@@ -127,7 +139,9 @@ void Store(const Options& options, NotificationWebhook& webhook)
     NumbersOfNames(options, json);
     Apply(options, json, webhook);
     if (const std::string problem = webhook.Check(); !problem.empty()) {
-        Fail(EXIT_USAGE, options.verb, "{}", Printable(problem));
+        const std::size_t end = std::min(problem.find(' '), problem.size()); // behind the column
+        Fail(EXIT_USAGE, options.verb, "{}{}", options.NameOf(problem.substr(0, end)),
+             Printable(problem.substr(end)));
     }
     if (!options.dryRun && webhook.Save() != 0) {
         Fail(EXIT_UNREACHABLE, options.verb, "\"{}\": cannot be stored; vx log tail says why",
@@ -145,6 +159,7 @@ void Store(const Options& options, NotificationWebhook& webhook)
 
 void AddColumn(CLI::App& verb, Options& options, const char* option, const char* column, const char* what)
 {
+    options.optionOf[column] = option;
     verb.add_option_function<std::string>(
         option, [&options, column](const std::string& text) { options.given[column] = text; }, what);
 }

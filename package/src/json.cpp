@@ -5,8 +5,31 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
+
+namespace {
+
+/// "* Line 1, Column 2\n  What is wrong.\n* Line ..." as "line 1, column 2: what is wrong": one line, the first error.
+std::string OneLine(std::string text)
+{
+    text = text.substr(0, text.find("\n* "));
+    const std::size_t line = text.find("Line ");
+    text.erase(0, line == std::string::npos ? 0 : line);
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\n') {
+            out += text[i];
+            continue;
+        }
+        i = std::min(text.find_first_not_of(" \n", i), text.size()) - 1;
+        out += i + 1 == text.size() ? "" : out.find(": ") == std::string::npos ? ": " : " ";
+    }
+    return out;
+}
+
+} // namespace
 
 std::string JsonWrite(const Json::Value& value) noexcept
 try {
@@ -25,7 +48,9 @@ try {
     builder["strictRoot"] = false;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value parsed;
-    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &error)) {
+    std::string errors;
+    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
+        error = OneLine(std::move(errors));
         return false;
     }
     value.swap(parsed);

@@ -73,14 +73,13 @@ TEST_F(WebhookToolTest, BadInputIsNamedAndNothingIsStored)
         int exitCode;
         const char* message;
     } cases[] = {
-        {{"add", "--name", "a", "--url", "ftp://b"}, 2, "vx webhook add: webhook_url [ftp://b]: "},
-        {{"add", "--url", "http://b"}, 2, "vx webhook add: name []: "},
-        {{"add", "--name", "a", "--url", "http://b", "--method", "FOO"},
-         2,
-         "webhook_req_method [FOO]: one of GET, "},
+        {{"add", "--name", "a", "--url", "ftp://b"}, 2, "vx webhook add: --url [ftp://b]: "},
+        {{"add", "--url", "http://b"}, 2, "vx webhook add: --name []: "},
+        {{"add", "--name", "a", "--url", "http://b", "--method", "FOO"}, 2, "--method [FOO]: one of GET, "},
         {{"add", "--record", R"({"name":{}})"}, 2, "name [{}]: "},
+        {{"add", "--record", R"({"name":"a","webhook_url":"b"})"}, 2, "vx webhook add: webhook_url [b]: "},
         {{"add", "--record", R"({"nme":3})"}, 2, "nme [3]: a webhook has no such column"},
-        {{"add", "--record", "{"}, 2, "--record: not JSON: "},
+        {{"add", "--record", "{"}, 2, "--record: not JSON: Line 1, Column 2: "},
         {{"add", "--from", "/no/such/file"}, 3, "/no/such/file: cannot be read"},
         {{"edit", "9", "--name", "a"}, 1, "9: there is no such webhook"},
         {{"show", "9"}, 1, "9: there is no such webhook"},

@@ -16,6 +16,6 @@
 
 /// Reads one JSON value; nothing but blanks may follow it.
 ///
-/// @return true, and `value` is set; false, `value` is unchanged and `error` says where and why.
+/// @return true, and `value` is set; false, `value` is unchanged and `error` says where and why, on one line.
 /// Thread-safety: any thread.
 [[nodiscard]] VX_API bool JsonRead(const std::string& text, Json::Value& value, std::string& error) noexcept;
