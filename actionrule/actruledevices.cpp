@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "actionrule.h"
+#include "actrulepredicates.h"
 #include "package/camera.h"
+#include "package/pkgservice.h"
 
 RULE_ACT_STATUS ActionRule::GetActDevSts(int deviceId) const noexcept
 {
@@ -123,7 +125,10 @@ void ActionRule::RemoveActDevId(int deviceId)
 
 bool ActionRule::IsCurrentlyVisible() const noexcept
 {
-    return m_evtList.empty() ||
-           std::any_of(m_evtList.begin(), m_evtList.end(),
+    if (m_evtList.empty()) { // its own columns are its event
+        return IsPkgServiceOn(SourceDependentService(m_evtSource)) &&
+               IsPkgServiceOn(EventDependentService(m_evtId));
+    }
+    return std::any_of(m_evtList.begin(), m_evtList.end(),
                        [](const ActionRuleEvent& event) { return event.IsCurrentlyVisible(); });
 }

@@ -34,16 +34,17 @@ long long FieldNumber(DBResult_tag* result, unsigned int row, const char* column
     return text != nullptr ? std::strtoll(text, nullptr, 10) : 0;
 }
 
-/// Runs a statement on the history. The message of reading is worded differently from that of changing.
-int Execute(const std::string& sql, ruledb::Rows* pRows) noexcept
+// Runs a statement on the history. The message of reading is worded differently from that of changing.
+#define VX_HISTORY_CHANGE(sql)                                                                               \
+    (VxDB::Execute(HISTORY_DB, (sql)) == 0 ? 0 : LogFailure(VX_RULE_HERE, "execute", (sql)))
+#define VX_HISTORY_READ(sql, rows)                                                                           \
+    (VxDB::Execute(HISTORY_DB, (sql), (rows).Out()) == 0 ? 0 : LogFailure(VX_RULE_HERE, "executed", (sql)))
+
+int LogFailure(const ruledb::Place& place, const char* verb, const std::string& sql) noexcept
 {
-    if (VxDB::Execute(HISTORY_DB, sql, pRows != nullptr ? pRows->Out() : nullptr) == 0) {
-        return 0;
-    }
-    if (pRows != nullptr) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to executed sql command [%s].\n", sql.c_str());
-    } else {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
+    if (VxLogWanted(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR)) {
+        VxPrintf(0, Enum2String<LOG_CATEG>(LOG_CATEG_IO_MODULE), Enum2String<LOG_LEVEL>(LOG_LEVEL_ERR),
+                 place.file, place.line, place.func, "Failed to %s sql command [%s].\n", verb, sql.c_str());
     }
     return -1;
 }
@@ -83,7 +84,7 @@ try {
     ruledb::Rows rows;
     unsigned int row = 0;
     const std::string sql = strSqlInsert();
-    if (Execute(sql, &rows) != 0) {
+    if (VX_HISTORY_READ(sql, rows) != 0) {
         return -1;
     }
     if (!rows.Next(row)) {
@@ -104,7 +105,8 @@ std::string RuleHistory::strSqlDelete() const
 
 int RuleHistory::Delete() noexcept
 try {
-    return Execute(strSqlDelete(), nullptr);
+    const std::string sql = strSqlDelete();
+    return VX_HISTORY_CHANGE(sql);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete a line of history [%s].\n", error.what());
     return -1;
@@ -138,7 +140,7 @@ try {
     for (const RuleHistory& history : list) {
         script += history.GetSqlInsertCmd();
     }
-    return script.empty() ? 0 : Execute(script, nullptr);
+    return script.empty() ? 0 : VX_HISTORY_CHANGE(script);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to write history [%s].\n", error.what());
     return -1;
@@ -148,7 +150,8 @@ int GetAllRuleHistoryCnt() noexcept
 try {
     ruledb::Rows rows;
     unsigned int row = 0;
-    if (Execute(std::string("SELECT COUNT(*) AS count FROM ") + gszTableActRuleHistory + ";", &rows) != 0) {
+    const std::string sql = std::string("SELECT COUNT(*) AS count FROM ") + gszTableActRuleHistory + ";";
+    if (VX_HISTORY_READ(sql, rows) != 0) {
         return -1;
     }
     return rows.Next(row) ? static_cast<int>(FieldNumber(rows.Get(), row, "count")) : 0;
@@ -161,9 +164,9 @@ std::list<RuleHistory> GetAllRuleHistory(const RuleHistoryFilterRule& filter) no
 try {
     ruledb::Rows rows;
     std::list<RuleHistory> list;
-    if (Execute(std::string("SELECT * FROM ") + gszTableActRuleHistory + " ORDER BY timestamp DESC, " +
-                    "id DESC" + filter.GetSqlStr(),
-                &rows) != 0) {
+    const std::string sql = std::string("SELECT * FROM ") + gszTableActRuleHistory +
+                            " ORDER BY timestamp DESC, " + "id DESC" + filter.GetSqlStr();
+    if (VX_HISTORY_READ(sql, rows) != 0) {
         return list;
     }
     for (unsigned int row = 0; rows.Next(row);) {
@@ -177,7 +180,8 @@ try {
 
 int DelRuleHistoryByFileter(const RuleHistoryFilterRule& filter) noexcept
 try {
-    return Execute(std::string("DELETE FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr(), nullptr);
+    const std::string sql = std::string("DELETE FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr();
+    return VX_HISTORY_CHANGE(sql);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete history [%s].\n", error.what());
     return -1;

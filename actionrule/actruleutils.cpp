@@ -197,6 +197,121 @@ bool TakeOldId(ActionRuleEvent& event, const std::vector<ActionRuleEvent>& oldEv
     return false;
 }
 
+/// What SaveMultiEvtAndGetIds() does; old events that are in use elsewhere stay.
+int StoreEvents(std::vector<ActionRuleEvent>& newEvents, const std::vector<ActionRuleEvent>& oldEvents,
+                const std::set<int>& usedIds, std::string& idsText)
+{
+    const ruledb::Place place{VX_LOG_FILE, __LINE__, "SaveMultiEvtAndGetIds"};
+    std::vector<ActionRuleEvent> events = newEvents;
+    std::set<int> kept = usedIds;
+    std::set<int> taken;
+    std::list<int> ids;
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    if (transaction.Begin() != 0) {
+        return -1;
+    }
+    for (ActionRuleEvent& event : events) {
+        if (!TakeOldId(event, oldEvents, taken)) {
+            int id = -1;
+            event.SetId(id);
+            if (ruledb::InsertRow(place, event.GetSaveSql(), id) != 0) {
+                return -1;
+            }
+            event.SetId(id);
+        }
+        ids.push_back(event.GetId());
+    }
+    kept.merge(taken);
+    std::set<int> gone;
+    for (const ActionRuleEvent& old : oldEvents) {
+        if (kept.count(old.GetId()) == 0) {
+            gone.insert(old.GetId());
+        }
+    }
+    if ((!gone.empty() && DeleteIds(place, gszTableActionRuleEvent, gone) != 0) ||
+        transaction.Commit() != 0) {
+        return -1;
+    }
+    idsText = Iter2String(ids.begin(), ids.end(), ",");
+    newEvents = std::move(events);
+    return 0;
+}
+
+/// What the other rules of a stored rule's group need.
+struct GroupNeeds {
+    bool isGroup = false; ///< there are others
+    std::set<int> eventIds;
+};
+
+int FindNeeds(const ActionRule& stored, GroupNeeds& needs)
+{
+    ruledb::Rows rows;
+    if (ruledb::Run(VX_RULE_HERE,
+                    std::string("SELECT multi_evt_ids FROM ") + gszTableActionRule +
+                        " WHERE multi_rule_id = " + std::to_string(stored.GetMultiRuleId()) + " AND id <> " +
+                        std::to_string(stored.GetId()),
+                    rows) != 0) {
+        return -1;
+    }
+    for (unsigned int row = 0; rows.Next(row);) {
+        needs.isGroup = true;
+        for (const int id : EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
+            needs.eventIds.insert(id);
+        }
+    }
+    return 0;
+}
+
+/// Gives a rule a group of its own when it has none; makes the one it names; removes the one it has left.
+int ChangeGroup(const ActionRule& stored, const GroupNeeds& needs, ActionRule& edited)
+{
+    const std::string table = gszTableActionRuleMultiRule;
+    const int left = stored.GetMultiRuleId();
+    std::string sql;
+    if (edited.GetMultiRuleId() == 0) {
+        edited.SetMultiRuleId(GetNewMultiRuleId());
+    } else if (edited.GetMultiRuleId() != left) {
+        sql = "INSERT OR IGNORE INTO " + table + " (id) VALUES (" + std::to_string(edited.GetMultiRuleId()) +
+              ");";
+    }
+    if (left != 0 && left != edited.GetMultiRuleId() && !needs.isGroup) {
+        sql += "DELETE FROM " + table + " WHERE id = " + std::to_string(left) + ";";
+    }
+    return edited.GetMultiRuleId() == 0 || (!sql.empty() && ruledb::Run(VX_RULE_HERE, sql) != 0) ? -1 : 0;
+}
+
+/// The rule as it is stored now, which another editor may have changed since the caller read it.
+int FindStored(int id, ActionRule& stored)
+{
+    ActRuleFilterRule filter;
+    filter.ids = std::to_string(id);
+    std::list<ActionRule> rules;
+    if (ListRules(VX_RULE_HERE, filter, rules) != 0) {
+        return -1;
+    }
+    if (rules.empty()) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d] is gone: it is not saved.\n", id);
+        return -1;
+    }
+    stored = std::move(rules.front());
+    return 0;
+}
+
+/// Replaces the ports that the stored rule uses by those that the edited one does.
+int ChangeIOKeys(const ActionRule& stored, const ActionRule& edited)
+{
+    const std::set<std::string> before = CreateIOKeys(stored);
+    const std::set<std::string> after = CreateIOKeys(edited);
+    if (before == after) {
+        return 0;
+    }
+    const std::string sql = IOKeys::AddEntrySql(after, edited.GetId());
+    return IOKeys::RemoveEntryId(before, edited.GetId()) != 0 ||
+                   (!sql.empty() && ruledb::Run(VX_RULE_HERE, sql) != 0)
+               ? -1
+               : 0;
+}
+
 } // namespace
 
 // ---- groups and events
@@ -220,37 +335,7 @@ try {
 int SaveMultiEvtAndGetIds(std::vector<ActionRuleEvent>& newEvents,
                           const std::vector<ActionRuleEvent>& oldEvents, std::string& idsText) noexcept
 try {
-    std::vector<ActionRuleEvent> events = newEvents;
-    std::set<int> kept;
-    std::list<int> ids;
-    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
-    if (transaction.Begin() != 0) {
-        return -1;
-    }
-    for (ActionRuleEvent& event : events) {
-        if (!TakeOldId(event, oldEvents, kept)) {
-            int id = -1;
-            event.SetId(id);
-            if (ruledb::InsertRow(VX_RULE_HERE, event.GetSaveSql(), id) != 0) {
-                return -1;
-            }
-            event.SetId(id);
-        }
-        ids.push_back(event.GetId());
-    }
-    std::set<int> gone;
-    for (const ActionRuleEvent& old : oldEvents) {
-        if (kept.count(old.GetId()) == 0) {
-            gone.insert(old.GetId());
-        }
-    }
-    if ((!gone.empty() && DeleteIds(VX_RULE_HERE, gszTableActionRuleEvent, gone) != 0) ||
-        transaction.Commit() != 0) {
-        return -1;
-    }
-    idsText = Iter2String(ids.begin(), ids.end(), ",");
-    newEvents = std::move(events);
-    return 0;
+    return StoreEvents(newEvents, oldEvents, {}, idsText);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save events [%s].\n", error.what());
     return -1;
@@ -336,26 +421,25 @@ try {
 
 // ---- saving
 
-int SaveActRuleWhole(ActionRule& rule, const std::vector<ActionRuleEvent>& oldEvents) noexcept
+int SaveActRuleWhole(ActionRule& rule) noexcept
 try {
     ActionRule saved = rule;
+    ActionRule stored;
+    GroupNeeds needs;
+    std::string eventIds;
     VxDB::Transaction transaction(VxDB::DB_SYSTEM);
     if (transaction.Begin() != 0) {
         return -1;
     }
-    if (saved.GetMultiRuleId() == 0) {
-        saved.SetMultiRuleId(GetNewMultiRuleId());
+    if (rule.GetId() != -1 && (FindStored(rule.GetId(), stored) != 0 || FindNeeds(stored, needs) != 0)) {
+        return -1;
     }
-    std::string eventIds;
-    if (saved.GetMultiRuleId() == 0 || SaveMultiEvtAndGetIds(saved.GetEvtList(), oldEvents, eventIds) != 0) {
+    if (ChangeGroup(stored, needs, saved) != 0 ||
+        StoreEvents(saved.GetEvtList(), stored.GetEvtList(), needs.eventIds, eventIds) != 0) {
         return -1;
     }
     saved.SetMultiEvtIds(eventIds);
-    if (saved.Save() != 0) {
-        return -1;
-    }
-    const std::string keys = IOKeys::AddEntrySql(CreateIOKeys(saved), saved.GetId());
-    if ((!keys.empty() && ruledb::Run(VX_RULE_HERE, keys) != 0) || transaction.Commit() != 0) {
+    if (saved.Save() != 0 || ChangeIOKeys(stored, saved) != 0 || transaction.Commit() != 0) {
         return -1;
     }
     rule = std::move(saved);
@@ -374,10 +458,13 @@ try {
         return -1;
     }
     for (ActionRule& rule : rules) {
+        const ActionRule before = rule;
         if (!ApplyChange(rule, change)) {
             continue;
         }
-        if (rule.Save() != 0) {
+        VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+        if (transaction.Begin() != 0 || rule.Save() != 0 || ChangeIOKeys(before, rule) != 0 ||
+            transaction.Commit() != 0) {
             return -1;
         }
         static_cast<void>(

@@ -194,7 +194,7 @@ public:
     /// A device is gone: takes it out of the action's stored ids and of its set.
     void RemoveActDevId(int deviceId);
 
-    /// Whether the rule is shown: the service that its source needs is there, and one of its events is shown.
+    /// Whether the rule is shown: the service that the source of one of its events needs is there.
     bool IsCurrentlyVisible() const noexcept;
 
     /// Applies a change to the rules of a filter, saves each one that it changed and writes the user log.

@@ -68,12 +68,12 @@ VX_API Json::Value GetActRuleCnt(bool onlyEnabled) noexcept;
                                             const std::string& userName) noexcept;
 
 /// Stores a rule with its events and I/O keys, in a group of its own when it has none; a new rule (id -1)
-/// takes its ids.
+/// takes its ids. Events and keys that the stored rule has by now, and that no other rule of its group needs,
+/// go: of two editors the later one holds, and nothing of the earlier one is left behind.
 ///
-/// @param oldEvents  the events that the stored rule has; empty for a new one
-/// @return 0; -1 (logged): neither the tables nor the rule have changed.
-[[nodiscard]] VX_API int SaveActRuleWhole(ActionRule& rule,
-                                          const std::vector<ActionRuleEvent>& oldEvents) noexcept;
+/// @return 0; -1 (logged), also for a rule that has been deleted meanwhile: neither the tables nor the rule
+///         have changed.
+[[nodiscard]] VX_API int SaveActRuleWhole(ActionRule& rule) noexcept;
 
 /// Stores rules under the ids that they, their groups and their events have, as far as those are free; where
 /// one is taken, a new one is given. All rules, or none. Rules of one group stay together.

@@ -103,7 +103,6 @@ void Save(const Options& options, const CLI::App& verb)
 {
     const bool isNew = options.id == 0;
     ActionRule rule = isNew ? ActionRule() : FindRule(options.verb, options.id);
-    const std::vector<ActionRuleEvent> oldEvents = rule.GetEvtList();
     std::string error;
     if (rule.SetByJson(GivenJson(options, verb), &error) != 0) {
         Fail(EXIT_USAGE, options.verb, "{}; nothing is saved", error);
@@ -116,7 +115,7 @@ void Save(const Options& options, const CLI::App& verb)
     if (isNew) {
         ReachRules(options.verb);
     }
-    if (SaveActRuleWhole(rule, oldEvents) != 0) {
+    if (SaveActRuleWhole(rule) != 0) {
         Fail(EXIT_FOUND, options.verb, "\"{}\": cannot be saved; vx log tail says why", rule.GetName());
     }
     NotifyActRuleUpdate(rule.GetId(), isNew ? UPDATE_TYPE_ADD : UPDATE_TYPE_MODIFY);

@@ -169,7 +169,7 @@ TEST_F(ActRuleUtilsTest, FailingStatementsAreTold)
     EXPECT_EQ(GetNewMultiRuleId(), 0);
     EXPECT_EQ(log.TakeText("actionrule"),
               "actionrule/actruleutils GetNewMultiRuleId: Failed to get actionrule multi action id\n");
-    EXPECT_EQ(SaveActRuleWhole(fresh, {}), -1);
+    EXPECT_EQ(SaveActRuleWhole(fresh), -1);
     EXPECT_EQ(ActRuleUpgrade::UpdateActRuleMultiActId(), -1);
     EXPECT_TRUE(GetActRuleByFilter({}).empty());
 }
@@ -199,10 +199,10 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
     event.SetEvtDevId(RULE_ALL_DEVICES);
     rule.SetEvtList({Event(3), event});
     rule.SetActDevIds({RULE_ALL_DEVICES});
-    ASSERT_EQ(SaveActRuleWhole(rule, {}), 0);
+    ASSERT_EQ(SaveActRuleWhole(rule), 0);
     ActionRule other;
     other.SetEnabled(false);
-    ASSERT_EQ(SaveActRuleWhole(other, {}), 0);
+    ASSERT_EQ(SaveActRuleWhole(other), 0);
 
     const std::list<ActionRule> rules = GetActRuleByFilter({});
     ASSERT_EQ(rules.size(), 2u);
@@ -238,7 +238,7 @@ TEST_F(ActRuleUtilsTest, DeletionLeavesExactlyWhatIsUsed)
             rule.SetMultiRuleId(groups[group]);
             if (groups[group] == 0) {
                 rule.SetEvtList({Event(static_cast<int>(random() % 9))});
-                ASSERT_EQ(SaveActRuleWhole(rule, {}), 0);
+                ASSERT_EQ(SaveActRuleWhole(rule), 0);
                 groups[group] = rule.GetMultiRuleId();
                 eventIds[group] = rule.GetMultiEvtIds();
             } else {
@@ -275,7 +275,7 @@ TEST_F(ActRuleUtilsTest, DeletionIsWholeAndWrittenDown)
     ActionRule rule;
     rule.SetName("Gate 'A'");
     rule.SetEvtList({Event(1)});
-    ASSERT_EQ(SaveActRuleWhole(rule, {}), 0);
+    ASSERT_EQ(SaveActRuleWhole(rule), 0);
     ASSERT_EQ(HomeModeSetting::AddItems(HomeModeItem::ACTION_RULE, {rule.GetId(), 99}), 0);
     ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE home_mode RENAME TO aside"), 0);
     EXPECT_EQ(DelActRuleByFilter({}, "admin"), -1); // its last statement fails

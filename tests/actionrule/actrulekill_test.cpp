@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/actionrule/actrulekill_test.cpp - a process killed between any two statements of an operation on rules,
+// and two processes that edit one rule.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "actrulehistory.h"
+#include "actruleutils.h"
+#include "package/db.h"
+#include "package/homemode.h"
+#include "support/child_process.h"
+#include "support/temp_root.h"
+
+namespace {
+
+int g_stepsLeft = -1; // until this process is killed; -1: never
+
+void CountStep()
+{
+    if (g_stepsLeft >= 0 && g_stepsLeft-- == 0) {
+        ::raise(SIGKILL);
+    }
+}
+
+template <typename Function>
+Function* Real(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+// These two stand before the database's own: every statement of the library comes through one of them.
+extern "C" int sqlite3_step(sqlite3_stmt* pStmt)
+{
+    static auto* const real = Real<int(sqlite3_stmt*)>("sqlite3_step");
+    CountStep();
+    return real(pStmt);
+}
+
+extern "C" int sqlite3_exec(sqlite3* pDb, const char* sql, int (*callback)(void*, int, char**, char**),
+                            void* pArg, char** pError)
+{
+    static auto* const real = Real<decltype(sqlite3_exec)>("sqlite3_exec");
+    CountStep();
+    return real(pDb, sql, callback, pArg, pError);
+}
+
+namespace {
+
+ActionRuleEvent Event(int item)
+{
+    ActionRuleEvent event;
+    event.SetEvtId(RULE_EVENT_DIGITAL_INPUT);
+    event.SetEvtItem(item);
+    event.SetEvtDevId(1);
+    return event;
+}
+
+ActionRule Rule(const std::string& name, const std::vector<ActionRuleEvent>& events)
+{
+    ActionRule rule;
+    rule.SetName(name);
+    rule.SetEvtList(events);
+    return rule;
+}
+
+ActionRule Stored(int id)
+{
+    auto rules = GetActRuleMapByFilter({});
+    return rules[id];
+}
+
+/// Two rules in one group with one event set, one by itself, home mode and a line of history.
+void Fill()
+{
+    ActionRule first = Rule("first", {Event(1), Event(2)});
+    ASSERT_EQ(SaveActRuleWhole(first), 0);
+    ActionRule second = Rule("second", {});
+    second.SetMultiRuleId(first.GetMultiRuleId());
+    second.SetMultiEvtIds(first.GetMultiEvtIds());
+    ASSERT_EQ(second.Save(), 0);
+    ActionRule third = Rule("third", {Event(3)});
+    ASSERT_EQ(SaveActRuleWhole(third), 0);
+    ASSERT_EQ(HomeModeSetting::AddItems(HomeModeItem::ACTION_RULE, {1, 2, 3}), 0);
+    ASSERT_EQ(RuleHistory(first, RULE_ACT_STATUS_STARTED).Save(), 0);
+}
+
+/// Every row of every table that an operation changes as a whole.
+std::string Dump()
+{
+    const std::pair<VxDB::DB_INSTANCE, const char*> tables[] = {
+        {VxDB::DB_SYSTEM,
+         "SELECT id || name || enabled || multi_rule_id || '/' || multi_evt_ids FROM actionrule"},
+        {VxDB::DB_SYSTEM, "SELECT id || '/' || evt_item FROM actionrule_event"},
+        {VxDB::DB_SYSTEM, "SELECT id FROM actionrule_multirule"},
+        {VxDB::DB_SYSTEM, "SELECT key || entry_id FROM io_keys"},
+        {VxDB::DB_SYSTEM, "SELECT item_id FROM home_mode"},
+        {VxDB::DB_LOG, "SELECT id FROM actionrule_history"},
+    };
+    std::string text;
+    for (const auto& [instance, sql] : tables) {
+        DBResult_tag* pRows = nullptr;
+        EXPECT_EQ(VxDB::Execute(instance, std::string(sql) + " ORDER BY 1", &pRows), 0);
+        for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
+            std::vector<std::string_view> texts;
+            VxDB::FetchRowTexts(pRows, row, texts);
+            text += std::string(texts[0]) + " ";
+        }
+        VxDBFreeResult(pRows);
+        text += "\n";
+    }
+    return text;
+}
+
+struct Operation {
+    const char* what;
+    std::function<int()> run;
+    const char* prepared = "SELECT 1"; ///< what the system's database is told before
+};
+
+/// A package root with a copy of the databases of another one.
+class CopiedRoot {
+public:
+    CopiedRoot(const std::filesystem::path& source, const Operation& operation)
+    {
+        std::filesystem::copy(source, m_root.Path(), std::filesystem::copy_options::recursive);
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_root.Path())) {
+            if (entry.path().extension() == ".db-shm") {
+                std::filesystem::remove(entry.path()); // made anew from the journal
+            }
+        }
+        EXPECT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, operation.prepared), 0);
+    }
+
+private:
+    TempRoot m_root;
+};
+
+ActRuleFilterRule ById(const std::string& ids)
+{
+    ActRuleFilterRule filter;
+    filter.ids = ids;
+    return filter;
+}
+
+const Operation OPERATIONS[] = {
+    {"add",
+     [] {
+         ActionRule rule = Rule("new", {Event(7), Event(8)});
+         return SaveActRuleWhole(rule);
+     }},
+    {"edit",
+     [] {
+         ActionRule rule = Stored(3);
+         rule.SetName("edited");
+         rule.SetEvtList({Event(3), Event(9)});
+         rule.SetMultiRuleId(0); // leaves its group
+         return SaveActRuleWhole(rule);
+     }},
+    {"edit one of a group",
+     [] {
+         ActionRule rule = Stored(1);
+         rule.SetEvtList({Event(4)});
+         return SaveActRuleWhole(rule);
+     }},
+    {"save events",
+     [] {
+         std::string ids;
+         std::vector<ActionRuleEvent> events = {Event(5), Event(3)};
+         return SaveMultiEvtAndGetIds(events, Stored(3).GetEvtList(), ids);
+     }},
+    {"delete one of a group", [] { return DelActRuleByFilter(ById("1"), "admin"); }},
+    {"delete a group and one", [] { return DelActRuleByFilter(ById("1,2,3"), "admin"); }},
+    {"restore",
+     [] {
+         std::list<ActionRule> rules = {Rule("a", {Event(1)}), Rule("b", {Event(2)})};
+         return RestoreActRules(rules);
+     }},
+    {"update",
+     [] {
+         auto rules = GetActRuleMapByFilter({});
+         for (auto& [id, rule] : rules) {
+             rule.SetName("x");
+         }
+         return ActionRule::UpdateActRule({1, 2, 3}, rules);
+     }},
+    {"upgrade", [] { return ActRuleUpgrade::UpdateActRuleMultiActId(); },
+     "UPDATE actionrule SET multi_rule_id = 0; DELETE FROM actionrule_multirule"},
+    {"history",
+     [] {
+         std::list<RuleHistory> lines(5);
+         return WriteRuleHistory(lines);
+     }},
+};
+
+/// Runs an operation in a child that is killed before its n-th step. @return whether it came to its end
+bool RunKilled(const Operation& operation, int n)
+{
+    ChildProcess child([&](Channel&) {
+        Dump(); // opens the databases, so that only the operation's own steps count
+        g_stepsLeft = n;
+        return operation.run() == 0 ? 0 : 1;
+    });
+    const int code = child.Wait();
+    EXPECT_NE(code, 1) << operation.what << " fails";
+    return code == 0;
+}
+
+/// Events that a rule names and events that there are; groups likewise.
+std::string Orphans()
+{
+    std::string text;
+    EXPECT_EQ(
+        VxDB::LoadFirstFieldFromDB(
+            VxDB::DB_SYSTEM,
+            "SELECT (SELECT count(*) FROM actionrule_event e WHERE NOT EXISTS (SELECT 1 FROM actionrule r "
+            "WHERE ','||r.multi_evt_ids||',' LIKE '%,'||e.id||',%')) || '/' || (SELECT count(*) FROM "
+            "actionrule_multirule m WHERE NOT EXISTS (SELECT 1 FROM actionrule r WHERE r.multi_rule_id = "
+            "m.id))",
+            text),
+        0);
+    return text;
+}
+
+} // namespace
+
+// Catches: half a group, an event nobody names, a key or a home-mode entry of a rule that is gone: whatever remains
+// of an operation whose process dies between two of its statements.
+TEST(ActRuleKillTest, EveryOperationIsWholeOrNotAtAll)
+{
+    TempRoot root;
+    Fill();
+    for (const Operation& operation : OPERATIONS) {
+        std::string before;
+        std::string after;
+        {
+            const CopiedRoot copy(root.Path(), operation);
+            before = Dump();
+            EXPECT_TRUE(RunKilled(operation, 1'000'000));
+            after = Dump();
+            EXPECT_NE(after, before) << operation.what;
+        }
+        int kills = 0;
+        for (bool isDone = false; !isDone; ++kills) {
+            const CopiedRoot copy(root.Path(), operation);
+            isDone = RunKilled(operation, kills);
+            const std::string now = Dump();
+            EXPECT_TRUE(now == before || now == after) << operation.what << ", step " << kills << ":\n"
+                                                       << now;
+            ASSERT_LT(kills, 500);
+        }
+        EXPECT_GT(kills, 2) << operation.what << ": nothing was killed";
+    }
+}
+
+// Catches: events, groups and ports that an earlier editor made and a later one leaves behind; an edit of a rule
+// that is gone.
+TEST(ActRuleKillTest, TwoEditorsLeaveNothingBehind)
+{
+    const TempRoot root;
+    ActionRule rule = Rule("Gate", {Event(1)});
+    ASSERT_EQ(SaveActRuleWhole(rule), 0);
+    const auto edit = [&rule](unsigned seed) {
+        return [&rule, seed](Channel&) {
+            std::mt19937 random(seed);
+            ActionRule mine = rule; // as it was read long ago
+            for (int i = 0; i < 40; ++i) {
+                std::vector<ActionRuleEvent> events;
+                for (unsigned n = random() % 4; n > 0; --n) {
+                    events.push_back(Event(static_cast<int>(random() % 5)));
+                }
+                mine.SetEvtList(events);
+                mine.SetMultiRuleId(random() % 3 == 0 ? 0 : mine.GetMultiRuleId());
+                if (SaveActRuleWhole(mine) != 0) {
+                    return 1;
+                }
+            }
+            return 0;
+        };
+    };
+    ChildProcess one(edit(1));
+    ChildProcess two(edit(2));
+    EXPECT_EQ(one.Wait(), 0);
+    EXPECT_EQ(two.Wait(), 0);
+    EXPECT_EQ(Orphans(), "0/0");
+    std::string keys;
+    std::string expected;
+    ASSERT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, "SELECT group_concat(key) FROM io_keys", keys), 0);
+    for (const std::string& key : CreateIOKeys(Stored(1))) {
+        expected += (expected.empty() ? "" : ",") + key;
+    }
+    EXPECT_EQ(keys, expected);
+
+    ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
+    EXPECT_EQ(SaveActRuleWhole(rule), -1);
+    EXPECT_EQ(Orphans(), "0/0");
+}
+
+// Catches: a time or a memory that grows with the square of the rules, and a statement too long for the database.
+TEST(ActRuleKillTest, FiftyThousandRules)
+{
+    const TempRoot root;
+    ASSERT_EQ(
+        VxDB::Execute(
+            VxDB::DB_SYSTEM,
+            "CREATE TEMP TABLE n AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
+            "50000) SELECT i FROM n;"
+            "INSERT INTO actionrule_multirule (id) SELECT i FROM n;"
+            "INSERT INTO actionrule_event (id,evt_source,evt_id,evt_item,evt_device_id) SELECT i,0,5,i%4,i "
+            "FROM n;"
+            "INSERT INTO actionrule (id,name,enabled,multi_rule_id,multi_evt_ids,schedule,evt_item) "
+            "SELECT i,'Gate '||i,1,i,i,'mon-fri 08:00-18:00',i%10 FROM n;"),
+        0);
+    const std::list<ActionRule> rules = GetActRuleByFilter({});
+    ASSERT_EQ(rules.size(), 50000u);
+    EXPECT_EQ(rules.back().GetEvtList().front().GetEvtDevId(), 50000);
+    ActRuleFilterRule half;
+    half.evtItems = "0,1,2,3,4";
+    ASSERT_EQ(DelActRuleByFilter(half, "admin"), 0);
+    std::string left;
+    ASSERT_EQ(
+        VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM,
+                                   "SELECT (SELECT count(*) FROM actionrule) || '/' || (SELECT count(*) FROM "
+                                   "actionrule_event) || '/' || (SELECT count(*) FROM actionrule_multirule)",
+                                   left),
+        0);
+    EXPECT_EQ(left, "25000/25000/25000");
+}
