@@ -48,20 +48,10 @@ std::string ReadEvents(const Json::Value& json, std::vector<ActionRuleEvent>& ev
 
 namespace {
 
-/// The logging step under the names of a place.
-#define VX_LOG_AT(place, ...)                                                                                \
-    do {                                                                                                     \
-        if (VxLogWanted(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR)) {                                               \
-            const ErrnoKeeper errnoKeeper;                                                                   \
-            VxPrintf(0, Enum2String<LOG_CATEG>(LOG_CATEG_IO_MODULE), Enum2String<LOG_LEVEL>(LOG_LEVEL_ERR),  \
-                     (place).file, (place).line, (place).func, __VA_ARGS__);                                 \
-        }                                                                                                    \
-    } while (false)
-
 int Execute(const ruledb::Place& place, const std::string& sql, ruledb::Rows* pRows) noexcept
 {
     if (VxDB::Execute(VxDB::DB_SYSTEM, sql, pRows != nullptr ? pRows->Out() : nullptr) != 0) {
-        VX_LOG_AT(place, "Failed to execute sql command [%s].\n", sql.c_str());
+        VX_RULE_LOG_AT(place, "Failed to execute sql command [%s].\n", sql.c_str());
         return -1;
     }
     return 0;
@@ -87,11 +77,11 @@ int ruledb::InsertRow(const Place& place, const std::string& sql, int& id) noexc
         return -1;
     }
     if (rows.Count() != 1) {
-        VX_LOG_AT(place, "Failed to get result.\n");
+        VX_RULE_LOG_AT(place, "Failed to get result.\n");
         return -1;
     }
     if (!rows.Next(row)) {
-        VX_LOG_AT(place, "Failed to get id.\n");
+        VX_RULE_LOG_AT(place, "Failed to get id.\n");
         return -1;
     }
     id = static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, ID_COLUMN));

@@ -34,19 +34,22 @@ long long FieldNumber(DBResult_tag* result, unsigned int row, const char* column
     return text != nullptr ? std::strtoll(text, nullptr, 10) : 0;
 }
 
-// Runs a statement on the history. The message of reading is worded differently from that of changing.
-#define VX_HISTORY_CHANGE(sql)                                                                               \
-    (VxDB::Execute(HISTORY_DB, (sql)) == 0 ? 0 : LogFailure(VX_RULE_HERE, "execute", (sql)))
-#define VX_HISTORY_READ(sql, rows)                                                                           \
-    (VxDB::Execute(HISTORY_DB, (sql), (rows).Out()) == 0 ? 0 : LogFailure(VX_RULE_HERE, "executed", (sql)))
-
-int LogFailure(const ruledb::Place& place, const char* verb, const std::string& sql) noexcept
+int Change(const ruledb::Place& place, const std::string& sql) noexcept
 {
-    if (VxLogWanted(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR)) {
-        VxPrintf(0, Enum2String<LOG_CATEG>(LOG_CATEG_IO_MODULE), Enum2String<LOG_LEVEL>(LOG_LEVEL_ERR),
-                 place.file, place.line, place.func, "Failed to %s sql command [%s].\n", verb, sql.c_str());
+    if (VxDB::Execute(HISTORY_DB, sql) != 0) {
+        VX_RULE_LOG_AT(place, "Failed to execute sql command [%s].\n", sql.c_str());
+        return -1;
     }
-    return -1;
+    return 0;
+}
+
+int Read(const ruledb::Place& place, const std::string& sql, ruledb::Rows& rows) noexcept
+{
+    if (VxDB::Execute(HISTORY_DB, sql, rows.Out()) != 0) {
+        VX_RULE_LOG_AT(place, "Failed to executed sql command [%s].\n", sql.c_str());
+        return -1;
+    }
+    return 0;
 }
 
 } // namespace
@@ -84,7 +87,7 @@ try {
     ruledb::Rows rows;
     unsigned int row = 0;
     const std::string sql = strSqlInsert();
-    if (VX_HISTORY_READ(sql, rows) != 0) {
+    if (Read(VX_RULE_HERE, sql, rows) != 0) {
         return -1;
     }
     if (!rows.Next(row)) {
@@ -105,8 +108,7 @@ std::string RuleHistory::strSqlDelete() const
 
 int RuleHistory::Delete() noexcept
 try {
-    const std::string sql = strSqlDelete();
-    return VX_HISTORY_CHANGE(sql);
+    return Change(VX_RULE_HERE, strSqlDelete());
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete a line of history [%s].\n", error.what());
     return -1;
@@ -140,7 +142,7 @@ try {
     for (const RuleHistory& history : list) {
         script += history.GetSqlInsertCmd();
     }
-    return script.empty() ? 0 : VX_HISTORY_CHANGE(script);
+    return script.empty() ? 0 : Change(VX_RULE_HERE, script);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to write history [%s].\n", error.what());
     return -1;
@@ -151,7 +153,7 @@ try {
     ruledb::Rows rows;
     unsigned int row = 0;
     const std::string sql = std::string("SELECT COUNT(*) AS count FROM ") + gszTableActRuleHistory + ";";
-    if (VX_HISTORY_READ(sql, rows) != 0) {
+    if (Read(VX_RULE_HERE, sql, rows) != 0) {
         return -1;
     }
     return rows.Next(row) ? static_cast<int>(FieldNumber(rows.Get(), row, "count")) : 0;
@@ -166,7 +168,7 @@ try {
     std::list<RuleHistory> list;
     const std::string sql = std::string("SELECT * FROM ") + gszTableActRuleHistory +
                             " ORDER BY timestamp DESC, " + "id DESC" + filter.GetSqlStr();
-    if (VX_HISTORY_READ(sql, rows) != 0) {
+    if (Read(VX_RULE_HERE, sql, rows) != 0) {
         return list;
     }
     for (unsigned int row = 0; rows.Next(row);) {
@@ -181,7 +183,7 @@ try {
 int DelRuleHistoryByFileter(const RuleHistoryFilterRule& filter) noexcept
 try {
     const std::string sql = std::string("DELETE FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr();
-    return VX_HISTORY_CHANGE(sql);
+    return Change(VX_RULE_HERE, sql);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete history [%s].\n", error.what());
     return -1;

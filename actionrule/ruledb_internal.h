@@ -38,6 +38,16 @@ struct Place {
 };
 #define VX_RULE_HERE (ruledb::Place{VX_LOG_FILE, __LINE__, __func__})
 
+/// The logging step for a failure, under the names of a place.
+#define VX_RULE_LOG_AT(place, ...)                                                                           \
+    do {                                                                                                     \
+        if (VxLogWanted(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR)) {                                               \
+            const ErrnoKeeper errnoKeeper;                                                                   \
+            VxPrintf(0, Enum2String<LOG_CATEG>(LOG_CATEG_IO_MODULE), Enum2String<LOG_LEVEL>(LOG_LEVEL_ERR),  \
+                     (place).file, (place).line, (place).func, __VA_ARGS__);                                 \
+        }                                                                                                    \
+    } while (false)
+
 /// Runs a statement, or several in one transaction, on the database of the rules.
 ///
 /// @return 0; -1, logged as "Failed to execute sql command [%s].\n"

@@ -93,12 +93,12 @@ void Import(const Options& options)
         Fail(EXIT_USAGE, "rule import", "{}: not a document that vx rule export writes (format {})",
              options.path, FORMAT);
     }
+    if (!options.dryRun) {
+        ReachRules("rule import");
+    }
     std::list<ActionRule> rules;
     for (Json::ArrayIndex i = 0; i < document["rules"].size(); ++i) {
         rules.push_back(ImportRule(document["rules"][i], i));
-    }
-    if (!options.dryRun) {
-        ReachRules("rule import");
     }
     if (!options.dryRun && RestoreActRules(rules) != 0) {
         Fail(EXIT_FOUND, "rule import", "{}: cannot be stored, nothing is imported; vx log tail says why",

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <map>
-#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -96,6 +95,11 @@ TEST_F(ActRuleUtilsTest, EveryFieldComesBackFromTheDatabase)
     EXPECT_EQ(First("SELECT multi_status FROM actionrule"), "-7:2147483647,5:-3");
     EXPECT_EQ(First("SELECT password FROM actionrule").find("quoted"), std::string::npos); // enciphered
 
+    EXPECT_EQ("INSERT INTO actionrule (" +
+                  First("SELECT group_concat(name) FROM pragma_table_info('actionrule') WHERE name <> 'id'") +
+                  ")",
+              rule.strSqlInsert().substr(0, rule.strSqlInsert().find("VALUES")));
+
     loaded.SetName("other");
     ASSERT_EQ(loaded.Save(), 0);
     EXPECT_EQ(First("SELECT COUNT(*) || name FROM actionrule"), "1other");
@@ -164,14 +168,24 @@ TEST_F(ActRuleUtilsTest, FailingStatementsAreTold)
     ActionRule fresh;
     EXPECT_EQ(fresh.Save(), -1);
     EXPECT_EQ(fresh.GetId(), -1);
-    EXPECT_NE(log.TakeText("actionrule").find("Failed to execute sql command [INSERT INTO actionrule ("),
-              std::string::npos);
+    EXPECT_EQ(
+        log.TakeText("actionrule")
+            .rfind("actionrule/actionrule Save: Failed to execute sql command [INSERT INTO actionrule (", 0),
+        0u);
     EXPECT_EQ(GetNewMultiRuleId(), 0);
     EXPECT_EQ(log.TakeText("actionrule"),
               "actionrule/actruleutils GetNewMultiRuleId: Failed to get actionrule multi action id\n");
     EXPECT_EQ(SaveActRuleWhole(fresh), -1);
     EXPECT_EQ(ActRuleUpgrade::UpdateActRuleMultiActId(), -1);
+    static_cast<void>(log.TakeText());
     EXPECT_TRUE(GetActRuleByFilter({}).empty());
+    EXPECT_EQ(DelActRuleByFilter({}, "admin"), -1);
+    EXPECT_EQ(
+        log.TakeText("actionrule"),
+        "actionrule/actruleutils GetActRuleByFilter: Failed to execute sql command [SELECT * FROM actionrule "
+        "WHERE id > 0  ORDER BY id].\n"
+        "actionrule/actruleutils DelActRuleByFilter: Failed to execute sql command [SELECT * FROM actionrule "
+        "WHERE id > 0  ORDER BY id].\n");
 }
 
 // Catches: an event row that is lost, kept though nobody names it, or shared by two equal events.
@@ -210,6 +224,15 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
     EXPECT_EQ(rules.front().GetEvtList()[0].GetEvtItem(), 3);
     EXPECT_EQ(rules.front().GetEvtAllDevIds(), (std::set<int>{1, 4, 6}));
     EXPECT_EQ(rules.front().GetActAllDevIds(), (std::set<int>{4, 6}));
+    ActionRule moved = rules.front();
+    moved.AddDevIntoAllDev(8);
+    moved.DelDevFromAllDev(4);
+    moved.RemoveActDevId(6);
+    EXPECT_EQ(moved.GetEvtAllDevIds(), (std::set<int>{1, 6, 8}));
+    EXPECT_EQ(moved.GetActAllDevIds(), (std::set<int>{8}));
+    moved.SetActDevIds({2, 3});
+    moved.RemoveActDevId(2);
+    EXPECT_EQ(moved.GetActAllDevIds(), (std::set<int>{3}));
     EXPECT_TRUE(rules.back().GetEvtList().empty());
     EXPECT_EQ(GetActRuleMapByFilter(ById("2")).count(2), 1u);
     EXPECT_EQ(GetActRuleCntSql(ById("2")),
@@ -221,52 +244,73 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
 }
 
 // Catches: a group, an event or a key that outlives its last rule, or goes while a rule still uses it.
-// Every way to spread four rules over groups and to delete some of them, against the obvious answer.
+// Every way to spread up to four rules over groups and every choice of those that go, against the obvious answer.
 TEST_F(ActRuleUtilsTest, DeletionLeavesExactlyWhatIsUsed)
 {
-    std::mt19937 random(7);
-    for (int round = 0; round < 40; ++round) {
-        std::map<int, int> groupOf; // rule to group
-        std::map<int, std::string> eventsOf;
-        std::string deleted;
-        ActRuleFilterRule filter;
-        int groups[2] = {0, 0};
-        std::string eventIds[2];
-        for (int i = 0; i < 4; ++i) {
-            const std::size_t group = random() % 2;
-            ActionRule rule;
-            rule.SetMultiRuleId(groups[group]);
-            if (groups[group] == 0) {
-                rule.SetEvtList({Event(static_cast<int>(random() % 9))});
-                ASSERT_EQ(SaveActRuleWhole(rule), 0);
-                groups[group] = rule.GetMultiRuleId();
-                eventIds[group] = rule.GetMultiEvtIds();
-            } else {
-                rule.SetMultiEvtIds(eventIds[group]); // one event set, several actions
-                ASSERT_EQ(rule.Save(), 0);
-            }
-            groupOf[rule.GetId()] = rule.GetMultiRuleId();
-            eventsOf[rule.GetId()] = rule.GetMultiEvtIds();
-            if (random() % 2 == 0) {
-                deleted += (deleted.empty() ? "" : ",") + std::to_string(rule.GetId());
-                groupOf.erase(rule.GetId());
-                eventsOf.erase(rule.GetId());
-            }
+    for (int shape = 0; shape < 4 * 4 * 4; ++shape) {
+        const int groupOf[] = {0, shape % 4, shape / 4 % 4, shape / 16};
+        int begun = 0; // a shape counts once: its groups are numbered as their first rules come
+        for (const int group : groupOf) {
+            begun = group < begun ? begun : (group == begun ? begun + 1 : 99);
         }
-        std::set<int> usedGroups;
-        std::set<std::string> usedEvents;
-        for (const auto& [id, group] : groupOf) {
-            usedGroups.insert(group);
-            usedEvents.insert(eventsOf[id]);
+        if (begun >= 99) {
+            continue;
         }
-        ASSERT_EQ(DelActRuleByFilter(ById(deleted), "admin"), 0);
-        EXPECT_EQ(First("SELECT COUNT(*) FROM actionrule"), std::to_string(groupOf.size()));
-        EXPECT_EQ(First("SELECT COUNT(*) FROM actionrule_multirule"), std::to_string(usedGroups.size()));
-        EXPECT_EQ(First("SELECT COUNT(*) FROM actionrule_event"), std::to_string(usedEvents.size()));
-        ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
-        EXPECT_EQ(IdsOf("actionrule") + IdsOf("actionrule_multirule") + IdsOf("actionrule_event"), "");
-        EXPECT_EQ(First("SELECT COUNT(*) FROM io_keys"), "0");
+        for (unsigned goes = 0; goes < 16; ++goes) {
+            ActionRule groups[4];
+            std::string deleted = "0";
+            std::set<int> staying[2]; // groups; rules
+            for (int i = 0; i < 4; ++i) {
+                ActionRule& group = groups[groupOf[i]];
+                ActionRule rule;
+                rule.SetMultiRuleId(group.GetMultiRuleId());
+                rule.SetMultiEvtIds(group.GetMultiEvtIds()); // one event set, several actions
+                rule.SetEvtList(group.GetId() == -1 ? std::vector<ActionRuleEvent>{Event(i), Event(9)}
+                                                    : std::vector<ActionRuleEvent>{});
+                ASSERT_EQ(group.GetId() == -1 ? SaveActRuleWhole(rule) : rule.Save(), 0);
+                group = group.GetId() == -1 ? rule : group;
+                if ((goes >> i & 1) != 0) {
+                    deleted += "," + std::to_string(rule.GetId());
+                } else {
+                    staying[0].insert(rule.GetMultiRuleId());
+                    staying[1].insert(rule.GetId());
+                }
+            }
+            ASSERT_EQ(DelActRuleByFilter(ById(deleted), "admin"), 0);
+            EXPECT_EQ(First("SELECT (SELECT COUNT(*) FROM actionrule) || '/' || (SELECT COUNT(*) FROM "
+                            "actionrule_multirule) || '/' || (SELECT COUNT(*) FROM actionrule_event)"),
+                      std::to_string(staying[1].size()) + "/" + std::to_string(staying[0].size()) + "/" +
+                          std::to_string(2 * staying[0].size()))
+                << shape << " without " << deleted;
+            ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
+            EXPECT_EQ(IdsOf("actionrule") + IdsOf("actionrule_multirule") + IdsOf("actionrule_event"), "");
+            EXPECT_EQ(First("SELECT COUNT(*) FROM io_keys"), "0");
+        }
     }
+}
+
+// Catches: an edit that takes another rule's events, or leaves a port, an event or a group that nobody uses.
+TEST_F(ActRuleUtilsTest, EditLeavesExactlyWhatIsUsed)
+{
+    ActionRule first;
+    first.SetEvtList({Event(1), Event(2)});
+    ASSERT_EQ(SaveActRuleWhole(first), 0);
+    ActionRule second = first;
+    second.SetId(-1);
+    ASSERT_EQ(second.Save(), 0);
+    first.SetEvtList({Event(2), Event(3)});
+    ASSERT_EQ(SaveActRuleWhole(first), 0);
+    EXPECT_EQ(first.GetMultiEvtIds(), "2,3");
+    EXPECT_EQ(IdsOf("actionrule_event"), "1,2,3"); // the second rule still has the first event
+    EXPECT_EQ(First("SELECT group_concat(key) FROM io_keys"), "di:0:0:1:2,di:0:0:1:3");
+    second.SetMultiRuleId(77);
+    second.SetEvtList({});
+    ASSERT_EQ(SaveActRuleWhole(second), 0);
+    EXPECT_EQ(IdsOf("actionrule_multirule"), "1,77");
+    EXPECT_EQ(IdsOf("actionrule_event"), "2,3");
+    second.SetMultiRuleId(0);
+    ASSERT_EQ(SaveActRuleWhole(second), 0);
+    EXPECT_EQ(IdsOf("actionrule_multirule"), "1,78");
 }
 
 // Catches: a deletion that is half done, home mode that still names a rule, a deletion nobody can trace.

@@ -9,6 +9,8 @@
 #include <string>
 
 #include "support/fake_clock.h"
+#include "support/log_capture.h"
+#include "vxlog.h"
 
 namespace {
 
@@ -234,6 +236,14 @@ INSTANTIATE_TEST_SUITE_P(
                    },
                    {9},
                    {}},
+        CustomCase{"DoorLock",
+                   [](auto& cam) {
+                       cam.SetDOStatus(0, At(1, true));
+                       cam.SetDOStatus(0, At(2, false));
+                       cam.UpdateDoorActTime(1);
+                   },
+                   {8},
+                   {}},
         CustomCase{"QrCode", [](auto& cam) { cam.SetQRCodeStatus(At(1, true)); }, {10}, {}},
         CustomCase{"PeopleVehicle", [](auto& cam) { cam.SetPeopleVehicleStatus(true); }, {12}, {}},
         CustomCase{"Intrusion", [](auto& cam) { cam.SetIntrusionStatus(true); }, {13}, {}},
@@ -244,6 +254,57 @@ INSTANTIATE_TEST_SUITE_P(
         CustomCase{"Input", [](auto& cam) { cam.SetDIStatus(0, At(1, true)); }, {}, {0}},
         CustomCase{"ExternalInputIsBehindTheLast", [](auto& cam) { cam.SetExtDIStatus(4); }, {}, {2}}),
     [](const auto& test) { return std::string(test.param.what); });
+
+// Catches: a line that is missing, misworded or out of order, a source that is not asked after another one was
+// found, and anything but the first input.
+TEST(CamCustomLogTest, EverySelectedSourceWritesItsLineInOrder)
+{
+    CamEventExecParam cam;
+    cam.InitDIStatus(3, true);
+    cam.InitDOStatus(2);
+    cam.InitAppStatus({2, 0, 19});
+    for (const int port : {1, 2}) {
+        cam.SetDIStatus(port, At(1, true));
+    }
+    for (const int app : {0, 2, 19}) {
+        cam.SetAppStatus(app, At(1, true));
+    }
+    cam.SetMDStatus(At(1, true));
+    cam.SetTDStatus(At(1, true));
+    cam.SetADStatus(At(1, true));
+    cam.SetPDStatus(At(1, true));
+    cam.SetQRCodeStatus(At(1, true));
+    cam.SetExtDIStatus(1);
+    cam.SetDoorbellStatus(At(1, true));
+    cam.SetDoorAcsTime(g_fakeWallSec);
+    cam.SetRexBtnIdx(2);
+    cam.SetDOStatus(0, At(1, true));
+    cam.UpdateDoorActTime(1);
+    cam.SetDOStatus(0, At(2, false));
+    cam.UpdateDoorActTime(1);
+    cam.SetPeopleVehicleStatus(true);
+    cam.SetIntrusionStatus(true);
+    cam.SetCrowdedDetectionStatus(true);
+    cam.SetCustomDetMethod(SECOND, CUSTOM_2, {~0u, ~0u});
+    LogCapture log;
+    EXPECT_TRUE(cam.IsScheCustomTrig(7, SECOND, CUSTOM_2));
+    std::string text;
+    for (const CapturedLine& line : log.Take()) {
+        EXPECT_EQ(line.categ + " " + line.level + " " + line.place,
+                  std::string(Enum2String<LOG_CATEG>(static_cast<LOG_CATEG>(7))) + " " +
+                      Enum2String<LOG_LEVEL>(static_cast<LOG_LEVEL>(4)) +
+                      " camera/cameventexecparam IsScheCustomTrig");
+        ASSERT_EQ(line.text.rfind("Cam[7] RecGrp[1] Custom[1]: ", 0), 0u) << line.text;
+        text += line.text.substr(line.text.find(':') + 2);
+    }
+    EXPECT_EQ(text, "DI(1) is trigged.\nMD is trigged.\nTD is trigged.\nAD is trigged.\nPD is trigged.\n"
+                    "external DI is trigged.\nApp(2) is trigged.\nApp(0) is trigged.\nApp(19) is trigged.\n"
+                    "Doorbell is trigged.\nRelay is trigged.\nREX is trigged.\nDoor Lock is trigged.\n"
+                    "Door Unlock is trigged.\npeople vehicle is trigged.\nintrusion detection is trigged.\n"
+                    "crowded detection is trigged.\nQR Code detection is trigged.\n");
+    EXPECT_TRUE(cam.IsScheMDTrig(7));
+    EXPECT_EQ(log.TakeText(), "camera/cameventexecparam IsScheMDTrig: Cam[7]: REC_SCHE_MD is trigger!\n");
+}
 
 // Catches: flags of one group or index that decide for another one.
 TEST(CamCustomGroupTest, EachGroupAndIndexDecidesForItself)

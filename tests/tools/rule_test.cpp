@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <json/value.h>
 
+#include <algorithm>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -115,22 +116,50 @@ TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
     EXPECT_NE(broken.err.find("line 1: not JSON"), std::string::npos) << broken.err;
 }
 
-// Catches: a sentence for the wrong instant or state.
-TEST_F(RuleToolTest, ExplainAnswersForATimeAndAState)
+// Catches: a sentence for another reason, instant or state than the one that was asked about.
+TEST_F(RuleToolTest, ExplainSaysTheReason)
 {
-    AddTwoRules();
-    const std::string state =
-        Write("state.jsonl", std::string(DAY).substr(0, std::string(DAY).find('\n') + 1));
-    EXPECT_EQ(Out({"rule", "explain", "1", "--at", "2026-11-23 12:00:05", "--state", state}),
-              "Rule \"Gate\" (1) fires at Mon 2026-11-23 12:00:05 UTC: digital input on camera 3.\n");
-    EXPECT_EQ(Out({"rule", "explain", "1", "--at", "2026-11-22 12:00"}),
-              "Rule \"Gate\" (1) does not fire: its schedule is off at Sun 2026-11-22 12:00:00 UTC (mon-fri "
-              "08:00-18:00).\n");
-    EXPECT_EQ(Out({"rule", "explain", "1", "--at", "1795435205", "--state", state, "--last-fired",
-                   "2026-11-23 12:00:00"}),
-              "Rule \"Gate\" (1) does not fire: it has fired before and waits 5 more seconds of its minimum "
-              "interval "
-              "of 10.\n");
+    const std::string noon = "2026-11-23 12:00:00";
+    Out({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item", "1",
+         "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10", "--record",
+         R"({"condition":true,"condition_unit":3,"condition_value":"9"})"});
+    const std::string pressed =
+        R"({"time":1795435200,"camera":3,"event":"digital input","item":1,"on":true})";
+    const std::string motion = R"({"time":1795435100,"camera":9,"event":"motion","on":true})";
+    const std::string state = Write("pressed.jsonl", pressed + "\n");
+    const struct {
+        const char* reason;
+        std::vector<std::string> args;
+        const char* sentence;
+    } cases[] = {
+        {"outside schedule",
+         {"--at", "2026-11-22 12:00"},
+         "does not fire: its schedule is off at Sun 2026-11-22 12:00:00 UTC (mon-fri 08:00-18:00)."},
+        {"not triggered", {"--at", noon}, "does not fire: its source is at rest (digital input)."},
+        {"no edge",
+         {"--at", noon, "--state", Write("held.jsonl", pressed + "\n" + pressed + "\n")},
+         "does not fire: digital input on camera 3 is still active; nothing new has happened."},
+        {"within minimum interval",
+         {"--at", "1795435200", "--state", state, "--last-fired", "2026-11-23 11:59:55"},
+         "does not fire: it has fired before and waits 5 more seconds of its minimum interval of 10."},
+        {"condition not met",
+         {"--at", noon, "--state", state},
+         "does not fire: its condition does not hold (motion on camera 9)."},
+        {"fires",
+         {"--at", noon, "--state", Write("both.jsonl", motion + "\n" + pressed + "\n")},
+         "fires at Mon 2026-11-23 12:00:00 UTC: digital input on camera 3."},
+    };
+    for (const auto& [reason, more, sentence] : cases) {
+        std::vector<std::string> args = {"rule", "explain", "1"};
+        args.insert(args.end(), more.begin(), more.end());
+        EXPECT_EQ(Out(args), std::string("Rule \"Gate\" (1) ") + sentence + "\n");
+        args.emplace_back("--json");
+        Json::Value json;
+        std::string error;
+        ASSERT_TRUE(JsonRead(Out(args), json, error)) << error;
+        EXPECT_EQ(json["reason"], reason);
+        EXPECT_EQ(json["fires"].asBool(), std::string(reason) == "fires");
+    }
     Out({"rule", "disable", "1"});
     EXPECT_EQ(Out({"rule", "explain", "1"}), "Rule \"Gate\" (1) does not fire: it is switched off.\n");
 }
@@ -156,14 +185,30 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
         {{"rule", "explain", "1", "--at", "noon"}, 2, "time [noon]"},
         {{"rule", "import", Write("none.json", "{}")}, 2, "not a document that vx rule export writes"},
         {{"rule", "import", "/nonexistent"}, 3, "/nonexistent: cannot be read"},
+        {{"rule", "import", Write("torn.json", "{\"rules\": [\n1,")}, 2, "not JSON: Line 2, Column 3: "},
         {{"history", "rm", "--yes"}, 2, "which lines"},
+        {{"history", "rm", "7", "--yes"}, 1, "7: there is no such line"},
     };
     for (const auto& [args, exitCode, message] : cases) {
         const VxResult result = RunVx(args);
         EXPECT_EQ(result.exitCode, exitCode) << args[1] << ": " << result.err;
         EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     }
     EXPECT_EQ(Out({"rule", "export"}), before);
+    const std::string exported = Write("rules.json", before);
+    ::setenv("VX_ROOT", "/proc/nowhere", 1);
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"rule", "list"},
+                                                 {"rule", "add", "--name", "x"},
+                                                 {"rule", "import", exported},
+                                                 {"rule", "watch", "/dev/null"},
+                                                 {"history", "list"},
+                                                 {"history", "rm", "--all", "--yes"}}) {
+        const VxResult result = RunVx(args);
+        EXPECT_EQ(result.exitCode, 3) << args[0] << " " << args[1] << ": " << result.err;
+        EXPECT_NE(result.err.find("/proc/nowhere/db/"), std::string::npos) << result.err;
+    }
+    ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
     const VxResult dryRun = RunVx({"rule", "rm", "1,2", "--dry-run"});
     EXPECT_EQ(dryRun.exitCode, 0);
     EXPECT_EQ(Out({"rule", "export"}), before);
