@@ -12,8 +12,8 @@
 /// line feed; what is no UTF-8, or no character of a page, U+FFFD.
 VX_API void AppendHtml(std::string& out, std::string_view text);
 
-/// Appends `text` as UTF-8 without line feeds and tabs, from which ReadLineText() gets it back: "\" as "\\",
-/// line feed as "\n", tab as "\t", other control characters and bytes that are no UTF-8 as "\xE9".
+/// Appends `text` as UTF-8 without line feeds and tabs, from which ReadLineText() gets it back: a backslash as two,
+/// line feed as `\n`, tab as `\t`, other control characters and bytes that are no UTF-8 as `\xE9`.
 VX_API void AppendLineText(std::string& out, std::string_view text);
 /// The text that AppendLineText() was given.
 VX_API std::string ReadLineText(std::string_view line);
