@@ -26,7 +26,12 @@ int FrameTrace::Open(const std::string& path)
 {
     Close();
     m_pFile = std::fopen(path.c_str(), "we");
-    return m_pFile != nullptr ? 0 : -1;
+    if (m_pFile == nullptr) {
+        return -1;
+    }
+    static_cast<void>(
+        std::setvbuf(m_pFile, nullptr, _IOLBF, BUFSIZ)); // each line can be seen at once; else later
+    return 0;
 }
 
 void FrameTrace::Add(int key, int id, long long timestampUs, const unsigned char* pData, std::size_t size,
