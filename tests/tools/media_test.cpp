@@ -101,8 +101,9 @@ TEST_P(RoundTripTest, RecordingHasTheSourcesPacketsAndTimes)
     const std::string source = Clip(what.arguments, what.clip);
     const std::string out = Path(what.out);
     std::vector<std::string> record = {"record", out, "--key", VideoKey(), "--once", "--json"};
-    std::vector<std::string> capture = {"capture",        source, "--key", VideoKey(),
-                                        "--wait-readers", "1",    "--json"};
+    std::vector<std::string> capture = {
+        "capture", source,       "--key",        VideoKey(), "--wait-readers",
+        "1",       "--prefault", "--entry-size", "4K",       "--json"}; // slots grow on the way
     if (what.audio) {
         record.insert(record.end(), {"--audio-key", AudioKey()});
         capture.insert(capture.end(), {"--audio-key", AudioKey()});
