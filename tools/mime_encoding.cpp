@@ -188,12 +188,12 @@ std::string HeaderField(std::string_view name, std::string_view value)
 std::string Phrase(std::string_view text)
 {
     const std::string words = WithoutControls(text);
-    if (!IsAscii(words) || words.size() > LINE_SIZE - 16 || words.find("=?") != std::string::npos) {
-        return EncodedWords(words);
-    }
     std::string quoted = "\"";
     for (const char c : words) {
         quoted += c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
     }
-    return quoted + "\"";
+    quoted += "\"";
+    const bool isPlain =
+        IsAscii(words) && quoted.size() <= LINE_SIZE - 14 && words.find("=?") == std::string::npos;
+    return isPlain ? quoted : EncodedWords(words);
 }

@@ -6,12 +6,14 @@
 #include <fmt/format.h>
 #include <json/value.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <memory>
 
 #include "fail.h"
@@ -163,7 +165,8 @@ void AddNotifyNoun(CLI::App& vx)
     preview->add_option("--picture", options->picture, "A picture or clip that the message shows in place");
     preview->add_option("--cid", options->cid, "Content id of the picture")->capture_default_str();
     preview->add_option("--date", options->date, "Seconds since 1970; without it, now")
-        ->check(CLI::Range(0LL, 253402300799LL));
+        ->check(
+            CLI::Range(0LL, std::min<long long>(253402300799LL, std::numeric_limits<std::time_t>::max())));
     preview->add_option("-o,--out", options->out, "Where to; - (the default): standard output");
     preview->add_flag("--json", options->json, "Print JSON, the message as one text");
     preview->callback([options] { Preview(*options); });

@@ -80,7 +80,8 @@ TEST_F(NotifyPreviewTest, PictureIsShownWhereTheTextSaysIt)
                                 "\xf0\x9f\x9a\xaa \r\nBcc: you@there.invalid";
     ASSERT_EQ(Preview({"--text", text, "--picture", Path("a.JPG"), "--type", "7", "--subject", subject,
                        "--to", "J\xc3\xbcrgen \"J\" O'Neill, <j.o@example.net>", "--to", "plain@example.net",
-                       "--from", "Recorder (1), \"A\\B\" <r@example.net>", "--date", "1795244400"})
+                       "--to", std::string(42, '\\') + " <back@example.net>", "--from",
+                       "Recorder (1), \"A\\B\" <r@example.net>", "--date", "1795244400"})
                   .exitCode,
               0);
     const Json::Value mail = Read();
@@ -100,6 +101,7 @@ TEST_F(NotifyPreviewTest, PictureIsShownWhereTheTextSaysIt)
                                               "\xf0\x9f\x9a\xaa   Bcc: you@there.invalid");
     EXPECT_EQ(mail["to"][0][0].asString(), "J\xc3\xbcrgen \"J\" O'Neill,");
     EXPECT_EQ(mail["to"][1][1].asString(), "plain@example.net");
+    EXPECT_EQ(mail["to"][2][0].asString(), std::string(42, '\\')) << "in lines that are not too long";
     EXPECT_EQ(mail["from"].asString(), "Recorder (1), \"A\\B\"");
     EXPECT_EQ(mail["date"].asInt64(), 1795244400);
 }
