@@ -40,7 +40,7 @@ public:
 
     /// The bound: by days, or by the limits if that is later and one of them is on.
     virtual int GetTimeUPB() noexcept;
-    /// Deletes what is older than the bound. @return 0; -1 (logged), nothing was deleted.
+    /// Deletes what is older than the bound. @return 0; -1 (logged): nothing was deleted, but for two logs, see there.
     [[nodiscard]] virtual int Rotate(int timeUPB) noexcept;
     /// Writes what is older than the bound to an archive. @return 0, also when there is nothing; -1 (logged).
     [[nodiscard]] virtual int Archive(int timeUPB, const std::string& archiveDir) noexcept;
@@ -89,7 +89,8 @@ public:
     [[nodiscard]] int Archive(int timeUPB, const std::string& archiveDir) noexcept override;
 };
 
-/// The system log. Archived as a page, a text and a spreadsheet, packed; its rotation is an entry of its own.
+/// The system log. Archived as a page, a text and a spreadsheet, packed; its rotation is an entry of its own, and
+/// when that cannot be written, Rotate() returns -1 although rows are gone.
 class VX_API VxLogRotater : public VxLogRotaterBase {
 public:
     VxLogRotater();
@@ -164,7 +165,8 @@ namespace DetectionEvent {
 class VX_API Rotater : public VxLogRotaterBase {
 public:
     Rotater();
-    /// Deletes in batches of 1000, so that whoever adds detections meanwhile never waits long.
+    /// Deletes in batches of 1000, so that whoever adds detections meanwhile never waits long. On -1 the batches
+    /// before the failing one are gone.
     [[nodiscard]] int Rotate(int timeUPB) noexcept override;
     /// By the size of each row, not by their average: pictures differ a hundredfold.
     int GetTimeUPBByLimits() noexcept override;

@@ -38,6 +38,9 @@ ArchiveName::~ArchiveName()
                 RemoveFilesOf(Path(""));
             }
             VxRm(HiddenBeside(Path(""), UNFINISHED));
+            if (m_isKept) { // a power cut must not bring it back: what bears its name would be removed
+                static_cast<void>(SyncPath(m_dir));
+            }
         }
     } catch (const std::exception& error) {
         VX_LOG_ROTATE(LOG_LEVEL_ERR, "Failed to clean up in [%s] [%s].\n", m_dir.c_str(), error.what());

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "package/db.h"
 #include "package/json.h"
 #include "support/temp_root.h"
 #include "vx_process.h"
@@ -34,7 +35,7 @@ protected:
     static void AddTwoEvents()
     {
         EXPECT_EQ(Out({"log", "add", "event", "--time", "2020-01-02 03:04:05", "--name", "Gate", "--category",
-                       "1", "lost\tand <found>"}),
+                       "1", "lost\tand <found> "}),
                   "1 entry added\n");
         EXPECT_EQ(Out({"log", "add", "event", "today"}), "1 entry added\n");
     }
@@ -67,8 +68,8 @@ TEST_F(LogKeepTest, FromAnEntryToItsArchive)
     EXPECT_EQ(entry["time"], "2020/01/02 03:04:05");
     EXPECT_EQ(entry["kind"], "Camera");
     EXPECT_EQ(entry["from"], "Local host");
-    EXPECT_EQ(entry["text"], "Gate: lost\tand <found>");
-    EXPECT_NE(Out({"log", "archive", "show", "--format", "html", path}).find("lost\tand &lt;found&gt;</td>"),
+    EXPECT_EQ(entry["text"], "Gate: lost\tand <found> ") << "with the blank at its end";
+    EXPECT_NE(Out({"log", "archive", "show", "--format", "html", path}).find("lost\tand &lt;found&gt; </td>"),
               std::string::npos);
     EXPECT_EQ(JsonOut({"log", "rotate", "event", "--plan", "--json"})[0]["rows"], 0);
 }
@@ -120,6 +121,26 @@ TEST_F(LogKeepTest, WrongUseAndFailuresSayWhatToDo)
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_NE(result.err.find("not everything could be archived or removed; vx log tail says why"),
               std::string::npos);
+}
+
+// Catches: one log with broken settings, for whose sake all the others grow.
+TEST_F(LogKeepTest, OneLogThatCannotBeReadKeepsNoOtherFromBeingTrimmed)
+{
+    AddTwoEvents();
+    Out({"log", "add", "message", "old", "--time", "1000"});
+    for (const char* const log : {"event", "message"}) {
+        Out({"log", "keep", log, "--on"});
+    }
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "UPDATE log_rotate_setting SET days = 0 WHERE log = 1;"), 0);
+    for (const char* const how : {"--plan", "--once"}) {
+        const VxResult result = RunVx({"log", "rotate", how});
+        EXPECT_EQ(result.exitCode, 3);
+        EXPECT_NE(result.out.find("cannot be read; vx log tail says why"), std::string::npos) << result.out;
+        EXPECT_NE(result.err.find("vx log keep sets them anew"), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(JsonOut({"log", "rotate", "message", "--plan", "--json"})[0]["rows"], 0);
+    Out({"log", "keep", "event", "--on", "--days", "2"});
+    EXPECT_NE(Out({"log", "rotate", "--once"}).find("gone"), std::string::npos);
 }
 
 // Catches: a rotation that goes on for ever and does not end cleanly, or stops at its first failure.
