@@ -257,8 +257,11 @@ int ShmFifoReader::Init(int key, bool updateStat) noexcept
 
 bool ShmFifoReader::StartAtFirst() noexcept
 {
-    if (m_pFifo == nullptr || m_lastId != SHM_FIFO_NO_FRAME_ID ||
-        m_pFifo->GetNewestId() != SHM_FIFO_NO_FRAME_ID) {
+    if (m_pFifo == nullptr || m_lastId != SHM_FIFO_NO_FRAME_ID) {
+        return false;
+    }
+    const bool isMade = m_pFifo->GetFifoCnt() != 0; // asked first: its other words mean nothing before
+    if (isMade && m_pFifo->GetNewestId() != SHM_FIFO_NO_FRAME_ID) {
         return false;
     }
     m_lastId = SHM_FIFO_MAX_FRAME_ID; // the ID after this one is 0, which the first frame will have

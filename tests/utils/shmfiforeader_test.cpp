@@ -24,6 +24,35 @@ protected:
     std::string m_got;
 };
 
+// Catches: first frames that are passed over by a reader that asked for them, or given to one that came too late.
+TEST_F(ShmFifoReaderTest, StartsWithTheFirstFrameIfAskedInTime)
+{
+    const struct {
+        int before; ///< frames written before it asks
+        int after;
+        bool inTime;
+        const char* got;
+    } cases[] = {
+        {0, 3, true, "0:0 1:1 2:2 "}, {2, 2, false, "3:3 "}, {0, 12, true, "11:11 "}}; // of ten slots
+    for (const auto& one : cases) {
+        Make();
+        m_got.clear();
+        auto write = [this, n = 0](int count) mutable {
+            for (int i = 0; i < count; ++i, ++n) {
+                Write(FRAME_P, 100, static_cast<unsigned char>(n));
+            }
+        };
+        write(one.before);
+        ASSERT_EQ(m_reader.Init(m_keys.First(), false), 0);
+        EXPECT_EQ(m_reader.StartAtFirst(), one.inTime);
+        write(one.after);
+        while (ReadOne()) {
+        }
+        EXPECT_EQ(m_got, one.got);
+        m_reader.Free();
+    }
+}
+
 // Catches: a segment of another build or of another program that is taken for a FIFO.
 TEST_F(ShmFifoReaderTest, OnlyAHeaderOfThisBuildIsAttached)
 {
