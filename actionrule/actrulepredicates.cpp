@@ -87,6 +87,11 @@ bool IsEnableRelateEvt(DEVICE_SRC source, RULE_EVENT event) noexcept
     return IsOneOf(source, {0, 7, 9, 11, 14}) && IsOneOf(event, {1, 2});
 }
 
+bool IsEnableRelateEvt(const ActionRuleEvent& event) noexcept
+{
+    return IsEnableRelateEvt(event.GetEvtSrc(), event.GetEvtId());
+}
+
 int TimeUnit2Sec(int unit) noexcept
 {
     switch (unit) {

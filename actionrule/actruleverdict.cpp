@@ -28,6 +28,22 @@ SourceState Lasting(bool isTriggered) noexcept
     return {isTriggered, isTriggered};
 }
 
+bool IsInputNew(const CamEventExecParam& camera, int port) noexcept
+{
+    return camera.DIBecomeActivate(port) || camera.DioDIBecomeActivate(port);
+}
+
+bool IsAnyInputNew(const CamEventExecParam& camera) noexcept
+{
+    const int count = std::max(camera.GetDICnt(), camera.GetDOCnt()); // a port that is both counts as either
+    for (int port = 0; port < count; ++port) {
+        if (IsInputNew(camera, port)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Calls judge(deviceId) for the devices of an event until it says true. Allocates nothing.
 template <typename Judge>
 void ForEachDevice(const ActionRuleEvent& event, const CameraStates& cameras, Judge judge)
@@ -193,7 +209,7 @@ SourceState ReadSource(const CamEventExecParam& camera, RULE_EVENT event, int it
     case RULE_EVENT_TAMPER:
         return Lasting(camera.IsTDTrig());
     case RULE_EVENT_DIGITAL_INPUT:
-        return {camera.IsDITrig(item), camera.DIBecomeActivate(item) || camera.DioDIBecomeActivate(item)};
+        return {camera.IsDITrig(item), item == -1 ? IsAnyInputNew(camera) : IsInputNew(camera, item)};
     case RULE_EVENT_AUDIO:
         return Lasting(camera.IsADTrig());
     case RULE_EVENT_PD:
@@ -219,7 +235,7 @@ SourceState ReadSource(const CamEventExecParam& camera, RULE_EVENT event, int it
     case RULE_EVENT_CROWDED:
         return Lasting(camera.IsCrowdedDetectionTrigger());
     case RULE_EVENT_APPLICATION:
-        return Lasting(camera.IsAppTrig(item));
+        return {camera.IsAppTrig(item), camera.AppBecomeActivate(item)};
     case RULE_EVENT_TIME_LAPSE:
         return Lasting(camera.IsLapseTaskTrig(item));
     default:

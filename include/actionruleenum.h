@@ -20,7 +20,7 @@ enum RULE_EVENT : int {
     RULE_EVENT_CONN_RECOVER = 2,
     RULE_EVENT_MOTION = 3,
     RULE_EVENT_TAMPER = 4,
-    RULE_EVENT_DIGITAL_INPUT = 5, ///< item: the port
+    RULE_EVENT_DIGITAL_INPUT = 5, ///< item: the port, or -1 for any
     RULE_EVENT_AUDIO = 6,
     RULE_EVENT_PD = 7,
     RULE_EVENT_DOORBELL = 8,

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "actionruleenum.h"
+#include "actionruleevent.h"
 #include "package/export.h"
 
 /// The action switches a device on or off (1, 2).
@@ -23,6 +24,7 @@ VX_API bool IsCheckActItemAsSameRule(RULE_ACTION action) noexcept;
 
 /// The event says that a device was switched on or off: events 1 and 2 of the sources 0, 7, 9, 11 and 14.
 VX_API bool IsEnableRelateEvt(DEVICE_SRC source, RULE_EVENT event) noexcept;
+VX_API bool IsEnableRelateEvt(const ActionRuleEvent& event) noexcept;
 
 /// Seconds of one time unit: -2 gives 0, 2 gives 60, 3 gives 3600, all others 1.
 VX_API int TimeUnit2Sec(int unit) noexcept;

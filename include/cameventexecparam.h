@@ -33,7 +33,7 @@ struct VX_API ExtDeviceTrigCustomT {
 ///   source                       kept as                       edge queries
 ///   MD, TD, AD, PD, QR code      one status                    -
 ///   DI, DO, DI side of a DIO     two statuses a port           ...BecomeActivate, ...BecomeInactivate
-///   application, doorbell        two statuses                  DoorbellBecomeActivate
+///   application, doorbell        two statuses                  ...BecomeActivate
 ///   people/vehicle, intrusion,   a flag, mirrored into the     -
 ///   crowded detection            alert flags 64, 65, 66
 ///   door access, lock, unlock    the time of the last one,     true for three seconds
@@ -142,6 +142,7 @@ public:
     int GetAppIdx(int i) const noexcept;
     void SetAppStatus(int index, const EVENT_STATUS& status);
     bool IsAppTrig(int index) const noexcept;
+    bool AppBecomeActivate(int index) const noexcept { return BecomeActivate(m_apps, index); }
 
     // Doorbell and door.
     void SetDoorbellStatus(const EVENT_STATUS& status) noexcept { m_doorbell.Report(status); }
@@ -244,7 +245,7 @@ private:
     PortMap m_do;
     PortMap m_dioDi;
     std::map<int, int> m_dioType;
-    std::map<int, EdgeStatus> m_apps;
+    PortMap m_apps;
     std::list<int> m_appIds;
     EdgeStatus m_doorbell;
     std::set<int> m_lapseTasks;

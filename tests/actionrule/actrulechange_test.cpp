@@ -160,7 +160,10 @@ TEST(ActRulePredicateTest, FamiliesHoldExactlyTheirNumbers)
         EXPECT_EQ(IsDOAct(action), isIn({10, 14})) << value;
         EXPECT_EQ(IsCheckActItemAsSameRule(action), isIn({5, 6, 10, 14})) << value;
         for (int source = -1; source <= 16; ++source) {
-            EXPECT_EQ(IsEnableRelateEvt(static_cast<DEVICE_SRC>(source), static_cast<RULE_EVENT>(value)),
+            ActionRuleEvent event;
+            event.SetEvtSrc(static_cast<DEVICE_SRC>(source));
+            event.SetEvtId(static_cast<RULE_EVENT>(value));
+            EXPECT_EQ(IsEnableRelateEvt(event),
                       isIn({1, 2}) && (std::set<int>{0, 7, 9, 11, 14}.count(source) != 0));
         }
         const std::map<int, int> units = {{-2, 0}, {2, 60}, {3, 3600}};

@@ -165,6 +165,24 @@ TEST_F(ActRuleVerdictTest, DevicesOfAnEventAreTheOnesNamed)
     EXPECT_EQ(Reason(), RuleReason::NOT_TRIGGERED);
 }
 
+// Catches: a rule for any input that never fires, or fires again while an input is held; an application likewise.
+TEST_F(ActRuleVerdictTest, AnyInputAndApplicationsFireOnTheirEdges)
+{
+    m_rule.SetEvtList({Event(RULE_EVENT_DIGITAL_INPUT, 1, -1)});
+    EXPECT_EQ(Reason(), RuleReason::NOT_TRIGGERED);
+    m_cameras[1].SetDIStatus(0, At(1, true));
+    EXPECT_EQ(Reason(), RuleReason::FIRES);
+    m_cameras[1].SetDIStatus(0, At(2, true));
+    EXPECT_EQ(Reason(), RuleReason::NO_EDGE);
+    m_cameras[1].SetDIStatus(1, At(3, true));
+    EXPECT_EQ(Reason(), RuleReason::FIRES);
+    m_rule.SetEvtList({Event(RULE_EVENT_APPLICATION, 1, 4)});
+    m_cameras[1].SetAppStatus(4, At(1, true));
+    EXPECT_EQ(Reason(), RuleReason::FIRES);
+    m_cameras[1].SetAppStatus(4, At(2, true));
+    EXPECT_EQ(Reason(), RuleReason::NO_EDGE);
+}
+
 // Catches: a clock that is set back and silences a rule for ever; a broken condition that lets everything
 // pass.
 TEST_F(ActRuleVerdictTest, OddTimesAndConditionsAreOnTheSafeSide)
