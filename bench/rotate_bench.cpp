@@ -50,12 +50,13 @@ void Execute(const std::string& sql)
     Must(VxDB::Executep(EventDB(), sql) == 0, sql.c_str());
 }
 
+long long g_present = 0; ///< events that PrepareEvents() has made
+
 /// So many events of one megabyte, a minute each, all of camera 1. Made once a size, then only unmarked.
 void PrepareEvents(long long count)
 {
-    static long long present = 0;
     Must(BindRecVolume(EventDB()) == 0, "bind");
-    if (present != count) {
+    if (g_present != count) {
         Execute("DELETE FROM event");
         for (long long made = 0; made < count; made += 100'000) { // transactions that the log holds well
             Execute("WITH RECURSIVE n(i) AS (SELECT " + std::to_string(made) +
@@ -66,7 +67,7 @@ void PrepareEvents(long long count)
                     " + 60 * i + 59,1048576,'camera1/' || i || '.mp4' FROM n");
         }
         Must(RecordingCount::Recount(EventDB()) == 0, "recount");
-        present = count;
+        g_present = count;
     }
     Execute("UPDATE event SET mark_as_del = 0 WHERE mark_as_del = 1");
     Execute("PRAGMA wal_checkpoint(TRUNCATE)");
@@ -222,7 +223,8 @@ std::string FileOf(int i)
 std::string PrepareSweep()
 {
     Must(BindRecVolume(EventDB()) == 0, "bind");
-    Execute("DELETE FROM event WHERE camera_id = 2");
+    Execute("DELETE FROM event"); // nothing else is marked
+    g_present = 0;
     const std::string rec = GetPackageDir(PackageDir::REC) + "/";
     ::mkdir((rec + "camera2").c_str(), 0750);
     std::string sql;

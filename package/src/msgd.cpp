@@ -92,13 +92,16 @@ int SendText(const std::string& text) noexcept
     return -1;
 }
 
-Json::Value ToArray(const std::list<int>& ids)
+using Ids = std::list<int>::const_iterator;
+
+/// "[1,2,3]". Messages of a thousand ids are sent for every batch of rotation, so no JSON values are made of them.
+std::string ArrayText(Ids first, Ids last)
 {
-    Json::Value array(Json::arrayValue);
-    for (const int id : ids) {
-        array.append(id);
+    std::string text = "[";
+    for (; first != last; ++first) {
+        text += (text.size() > 1 ? "," : "") + std::to_string(*first);
     }
-    return array;
+    return text + "]";
 }
 
 } // namespace
@@ -106,20 +109,19 @@ Json::Value ToArray(const std::list<int>& ids)
 int SendUpdateMsgToMsgD(int kind, const std::list<int>& ids, UPDATE_TYPE type, int flag,
                         const std::string& text, const std::list<int>& list) noexcept
 try {
-    Json::Value message(Json::objectValue);
-    message["kind"] = kind;
-    message["type"] = static_cast<int>(type);
-    message["flag"] = flag;
-    message["text"] = text;
-    message["list"] = ToArray(list);
+    const std::string behind = ",\"kind\":" + std::to_string(kind) +
+                               ",\"list\":" + ArrayText(list.begin(), list.end()) +
+                               ",\"text\":" + JsonWrite(text) + ",\"type\":" + std::to_string(type) + "}";
     int result = 0;
     auto next = ids.begin();
     do {
-        Json::Value& part = message["ids"] = Json::Value(Json::arrayValue);
-        for (; next != ids.end() && part.size() < MAX_IDS; ++next) {
-            part.append(*next);
+        const auto first = next;
+        for (std::size_t size = 0; next != ids.end() && size < MAX_IDS; ++next) {
+            ++size;
         }
-        result = SendText(JsonWrite(message)) != 0 ? -1 : result;
+        const std::string message =
+            "{\"flag\":" + std::to_string(flag) + ",\"ids\":" + ArrayText(first, next) + behind;
+        result = SendText(message) != 0 ? -1 : result;
     } while (next != ids.end());
     return result;
 } catch (const std::exception& error) {
