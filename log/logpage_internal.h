@@ -9,7 +9,10 @@
 #include "vxlogarchive.h"
 
 /// A page up to its table, in a new file, and from the table's end on. @return 0; -1 (logged).
-[[nodiscard]] int WritePageStart(const std::string& path, const std::string& title) noexcept;
+///
+/// @param columns  their widths, as CSS has them
+[[nodiscard]] int WritePageStart(const std::string& path, const std::string& title,
+                                 const char* columns) noexcept;
 [[nodiscard]] int WritePageEnd(const std::string& path) noexcept;
 
 /// Says how many entries a file holds.

@@ -122,7 +122,7 @@ private:
 
 int VxLogEventRot::ArchiveToHtmlUpperPart(const std::string& path, const LangStrings& langStrings) noexcept
 try {
-    return WritePageStart(path, langStrings.Get("vx_log", "event_log"));
+    return WritePageStart(path, langStrings.Get("vx_log", "event_log"), "9em 14em 12em 12em 1fr");
 } catch (const std::exception& error) {
     return FailFor(path, error);
 }
@@ -178,7 +178,8 @@ try {
 int VxLogRot::ArchiveToHtml(const std::string& path, std::span<const VxLogEntry> logs,
                             const LangStrings& langStrings, LogPiece piece) noexcept
 try {
-    if (piece != LogPiece::NEXT && WritePageStart(path, langStrings.Get("vx_log", "system_log")) != 0) {
+    if (piece != LogPiece::NEXT &&
+        WritePageStart(path, langStrings.Get("vx_log", "system_log"), "9em 12em 12em 1fr") != 0) {
         return -1;
     }
     ArchiveFile file;
