@@ -87,7 +87,8 @@ try {
     ruledb::Rows rows;
     unsigned int row = 0;
     const std::string sql = strSqlInsert();
-    if (Read(VX_RULE_HERE, sql, rows) != 0) {
+    if (VxDB::Execute(HISTORY_DB, sql, rows.Out()) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to execute sql command [%s].\n", sql.c_str());
         return -1;
     }
     if (!rows.Next(row)) {

@@ -120,7 +120,7 @@ TEST_F(ActRuleHistoryTest, StatementsToTheLetterAndFailuresTold)
     EXPECT_EQ(DelRuleHistoryByFileter({}), -1);
     const std::string lost = log.TakeText("actionrule/actrulehistory");
     for (const char* const line :
-         {"actrulehistory Save: Failed to executed sql command [INSERT INTO actionrule_history (level,",
+         {"actrulehistory Save: Failed to execute sql command [INSERT INTO actionrule_history (level,",
           "actrulehistory GetAllRuleHistoryCnt: Failed to executed sql command [SELECT COUNT(*) AS count "
           "FROM "
           "actionrule_history;].\n",
