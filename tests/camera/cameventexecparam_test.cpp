@@ -35,6 +35,26 @@ CamEventExecParam MakeCamera()
     return cam;
 }
 
+/// Everything but inputs and applications.
+void TriggerDetectors(CamEventExecParam& cam)
+{
+    cam.SetMDStatus(At(1, true));
+    cam.SetTDStatus(At(1, true));
+    cam.SetADStatus(At(1, true));
+    cam.SetPDStatus(At(1, true));
+    cam.SetQRCodeStatus(At(1, true));
+    cam.SetExtDIStatus(1);
+    cam.SetDoorbellStatus(At(1, true));
+    cam.SetDoorAcsTime(g_fakeWallSec);
+    cam.SetDOStatus(0, At(1, true));
+    cam.UpdateDoorActTime(1);
+    cam.SetDOStatus(0, At(2, false));
+    cam.UpdateDoorActTime(1);
+    cam.SetPeopleVehicleStatus(true);
+    cam.SetIntrusionStatus(true);
+    cam.SetCrowdedDetectionStatus(true);
+}
+
 } // namespace
 
 // Catches: a report that is delivered twice and overwrites what it already said.
@@ -273,22 +293,8 @@ TEST(CamCustomLogTest, EverySelectedSourceWritesItsLineInOrder)
     for (const int app : {0, 2, 19}) {
         cam.SetAppStatus(app, At(1, true));
     }
-    cam.SetMDStatus(At(1, true));
-    cam.SetTDStatus(At(1, true));
-    cam.SetADStatus(At(1, true));
-    cam.SetPDStatus(At(1, true));
-    cam.SetQRCodeStatus(At(1, true));
-    cam.SetExtDIStatus(1);
-    cam.SetDoorbellStatus(At(1, true));
-    cam.SetDoorAcsTime(g_fakeWallSec);
+    TriggerDetectors(cam);
     cam.SetRexBtnIdx(2);
-    cam.SetDOStatus(0, At(1, true));
-    cam.UpdateDoorActTime(1);
-    cam.SetDOStatus(0, At(2, false));
-    cam.UpdateDoorActTime(1);
-    cam.SetPeopleVehicleStatus(true);
-    cam.SetIntrusionStatus(true);
-    cam.SetCrowdedDetectionStatus(true);
     cam.SetCustomDetMethod(SECOND, CUSTOM_2, {~0u, ~0u});
     LogCapture log;
     EXPECT_TRUE(cam.IsScheCustomTrig(7, SECOND, CUSTOM_2));
@@ -370,24 +376,10 @@ TEST(CamAlertTest, FlagsFollowTheirSources)
     cam.SetIntrusionStatus(false);
     EXPECT_TRUE(flags().empty());
 
-    cam.SetMDStatus(At(1, true));
-    cam.SetADStatus(At(1, true));
-    cam.SetTDStatus(At(1, true));
-    cam.SetPDStatus(At(1, true));
-    cam.SetQRCodeStatus(At(1, true));
+    TriggerDetectors(cam);
     cam.SetRexBtnIdx(0);
     cam.SetDIStatus(0, At(1, true));
-    cam.SetExtDIStatus(1);
     cam.SetAppStatus(19, At(1, true));
-    cam.SetDoorbellStatus(At(1, true));
-    cam.SetDoorAcsTime(g_fakeWallSec);
-    cam.SetDOStatus(0, At(1, true));
-    cam.UpdateDoorActTime(1);
-    cam.SetDOStatus(0, At(2, false));
-    cam.UpdateDoorActTime(1);
-    cam.SetPeopleVehicleStatus(true);
-    cam.SetIntrusionStatus(true);
-    cam.SetCrowdedDetectionStatus(true);
     cam.SetActionRuleAlert(true);
     cam.RefreshTrigEvt();
     EXPECT_EQ(flags(), (std::set<int>{0, 1, 2, 3, 14, 15, 16, 17, 21, 22, 23, 25, 51, 64, 65, 66, 80}));
