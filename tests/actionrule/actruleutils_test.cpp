@@ -6,6 +6,8 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <set>
 #include <string>
@@ -240,6 +242,12 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
               "WHERE id > 0  AND ((id)IN(2))");
     EXPECT_EQ(GetActRuleCnt(false).size(), 2u);
     EXPECT_EQ(GetActRuleCnt(true)[0]["actions"].size(), 1u);
+    other.SetEvtSrc(static_cast<DEVICE_SRC>(7));
+    ASSERT_EQ(other.Save(), 0);
+    EXPECT_EQ(GetActRuleCnt(false).size(), 2u);
+    std::filesystem::create_directories(m_root.Path() / "etc");
+    std::ofstream(m_root.Path() / "etc" / "services.off") << "16\n"; // what source 7 needs
+    EXPECT_EQ(GetActRuleCnt(false).size(), 1u);
     EXPECT_EQ(First("SELECT group_concat(key) FROM io_keys"), "di:0:0:-1:1,di:0:0:1:3");
 }
 
@@ -321,11 +329,28 @@ TEST_F(ActRuleUtilsTest, DeletionIsWholeAndWrittenDown)
     rule.SetEvtList({Event(1)});
     ASSERT_EQ(SaveActRuleWhole(rule), 0);
     ASSERT_EQ(HomeModeSetting::AddItems(HomeModeItem::ACTION_RULE, {rule.GetId(), 99}), 0);
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE home_mode RENAME TO aside"), 0);
-    EXPECT_EQ(DelActRuleByFilter({}, "admin"), -1); // its last statement fails
-    EXPECT_EQ(IdsOf("actionrule") + IdsOf("actionrule_multirule") + IdsOf("actionrule_event"), "111");
-    EXPECT_EQ(First("SELECT COUNT(*) FROM io_keys"), "1");
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE aside RENAME TO home_mode"), 0);
+    const struct {
+        std::string table; ///< that is missing
+        const char* line;
+    } cases[] = {
+        {"actionrule_event",
+         "actionrule/actruleutils GetActionRuleEvtMap: Failed to execute sql command [SELECT * FROM "
+         "actionrule_event].\n"},
+        {"actionrule_multirule",
+         "actionrule/actruleutils DelActRuleByFilter: Failed to execute sql command [DELETE "
+         "FROM actionrule_multirule WHERE ((id)IN(1))].\n"},
+        {"home_mode", ""}, // its last statement; told by the settings themselves
+    };
+    for (const auto& [table, line] : cases) {
+        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE " + table + " RENAME TO aside"), 0);
+        LogCapture log;
+        EXPECT_EQ(DelActRuleByFilter({}, "admin"), -1);
+        EXPECT_EQ(log.TakeText("actionrule"), line);
+        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE aside RENAME TO " + table), 0);
+        EXPECT_EQ(IdsOf("actionrule") + IdsOf("actionrule_multirule") + IdsOf("actionrule_event"), "111")
+            << table;
+        EXPECT_EQ(First("SELECT COUNT(*) FROM io_keys"), "1");
+    }
 
     ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
     std::set<int> items;
