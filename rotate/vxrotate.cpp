@@ -379,6 +379,7 @@ long long VxRotEvtBase::TakeMegabytes(long long bytes) noexcept
 int VxRotEvtBase::MarkInBatches(RotInfo& info, const std::function<int(int, RotInfo&)>& mark)
 {
     int result = 0;
+    m_restBytes = 0;
     for (bool isMore = true; isMore && result == 0;) {
         RotInfo batch;
         result = mark(BATCH_ROWS, batch);

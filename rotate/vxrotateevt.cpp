@@ -80,7 +80,7 @@ try {
         if (!IsDoRotate()) {
             return;
         }
-        if (bound > 0 && MarkOrvoCamEvtToDel(taskId, bound, nullptr) != 0) {
+        if (bound > 0 && MarkOrvoCamEvtToDel(taskId, bound, nullptr, &m_runFlag) != 0) {
             VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to del iva rec for orvocam[%d].\n", m_camId);
         }
     }

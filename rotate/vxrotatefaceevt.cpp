@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr long long BYTES_OF_MB = 1024 * 1024;
+
 /// A request to delete faces of a task that were captured before a time, the oldest first.
 Json::Value MakeRequest(int taskId, long boundTime)
 {
@@ -31,12 +33,16 @@ Json::Value MakeRequest(int taskId, long boundTime)
 }
 
 /// Sends a request and adds what was deleted. @return 0; -1 (logged)
-int SendRequest(const Json::Value& request, RotInfo& info)
+int SendRequest(const Json::Value& request, RotInfo& info, long long& bytes)
 {
     Json::Value response;
     const int sent = FaceUtils::SendFaceResultRequest(request, response);
     // What earlier parts of a failed request deleted counts all the same.
     const int checked = FaceUtils::CheckDeleteCapturedFaceResponse(response, &info, true);
+    if (response.isObject()) {
+        bytes =
+            response["delBytes"].isIntegral() ? response["delBytes"].asInt64() : info.sizeMB * BYTES_OF_MB;
+    }
     if (sent != 0 || checked != 0) {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete captured face\n");
         return -1;
@@ -91,9 +97,12 @@ std::string VxRotFaceEvt::GetTableName() const
 int VxRotFaceEvt::MarkEvtToDel(long boundTime, RotInfo& info) noexcept
 try {
     Json::Value request = MakeRequest(m_taskId, boundTime);
-    return MarkInBatches(info, [&request](int limit, RotInfo& batch) {
+    return MarkInBatches(info, [this, &request](int limit, RotInfo& batch) {
         request["limit"] = limit;
-        return SendRequest(request, batch);
+        long long bytes = 0;
+        const int result = SendRequest(request, batch, bytes);
+        batch.sizeMB = TakeMegabytes(bytes); // a thousand faces may be few megabytes: no part of one is lost
+        return result;
     });
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to remove by time [%s].\n", e.what());
@@ -119,7 +128,10 @@ try {
     for (const int id : ids) { // others of the same second stay
         request["ids"].append(id);
     }
-    return SendRequest(request, info);
+    long long bytes = 0;
+    const int result = SendRequest(request, info, bytes);
+    info.sizeMB = TakeMegabytes(bytes);
+    return result;
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to remove by size [%s].\n", e.what());
     return -1;

@@ -150,10 +150,10 @@ private:
     int LoadPage(const Row& last, std::vector<Row>& page) const
     {
         const std::string sql = fmt::format("SELECT id, start_time, stop_time, size, path FROM {} {} AND "
-                                            "(stop_time, size, id) > ({}, {}, {}) "
-                                            "ORDER BY stop_time, size, id LIMIT {}",
+                                            "(stop_time, start_time, size, id) > ({}, {}, {}, {}) "
+                                            "ORDER BY stop_time, start_time, size, id LIMIT {}",
                                             m_pRotator->GetTableName(), m_pRotator->GetSqlWhere(), last.stop,
-                                            last.size, last.id, PAGE_ROWS);
+                                            last.start, last.size, last.id, PAGE_ROWS);
         DBResult_tag* pResult = nullptr;
         if (VxDB::Executep(m_target.dbPath, sql, &pResult) != 0) {
             return -1;

@@ -19,8 +19,8 @@ namespace {
 /// What a look needs of a task.
 struct TaskLimits {
     int id = 0;
-    int days = 0;   ///< 0: no limit
-    int sizeMB = 0; ///< 0: no limit
+    int days = 0;   ///< 0 or less: no limit
+    int sizeMB = 0; ///< 0 or less: no limit
 };
 
 TaskLimits LimitsOf(const DvaSetting& task)
@@ -75,7 +75,7 @@ LIMIT_CHECK_STATUS CheckTask(REC_KIND kind, const TaskLimits& task)
     if (task.sizeMB > 0 && GetTotalRecordSize(kind, task.id, sizeMB) != 0) {
         return LIMIT_CHECK_FAILED;
     }
-    return sizeMB > task.sizeMB ? LIMIT_CHECK_SIZE : LIMIT_CHECK_OK;
+    return task.sizeMB > 0 && sizeMB > task.sizeMB ? LIMIT_CHECK_SIZE : LIMIT_CHECK_OK;
 }
 
 } // namespace

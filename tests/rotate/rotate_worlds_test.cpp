@@ -27,7 +27,8 @@ long long WholeMB(long long bytes, bool roundUp)
 std::set<int> Model(std::vector<Recording> all, const Limits& limits, bool hasNumber)
 {
     std::erase_if(all, [](const Recording& one) { return one.isMarked || one.owner != 7; });
-    std::ranges::sort(all, {}, [](const Recording& one) { return std::tuple(one.Stop(), one.size, one.id); });
+    std::ranges::sort(
+        all, {}, [](const Recording& one) { return std::tuple(one.Stop(), one.start, one.size, one.id); });
     long long bytes = 0;
     for (const Recording& one : all) {
         bytes += one.size;

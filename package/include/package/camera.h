@@ -64,4 +64,6 @@ private:
 [[nodiscard]] VX_API int GetOrvoCamTaskIds(int camId, std::list<int>& ids) noexcept;
 
 /// Marks a camera's own task's recordings older than a time. @return 0; -1 (logged).
-[[nodiscard]] VX_API int MarkOrvoCamEvtToDel(int taskId, long boundTime, RotInfo* info) noexcept;
+/// @param pRunFlag  when given and not 1, marking ends after its batch, with 0
+[[nodiscard]] VX_API int MarkOrvoCamEvtToDel(int taskId, long boundTime, RotInfo* info,
+                                             const volatile int* pRunFlag = nullptr) noexcept;

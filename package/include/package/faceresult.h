@@ -40,8 +40,8 @@ namespace FaceUtils {
 ///   "limit"          at most so many; 0 or missing: all
 ///   "triggering", "forceLocal"   told in the log only; this box has no other to ask
 ///
-/// The answer: "success", and with it "delCnt", "delSizeMb", "ids" (marked) and "names" (an object: task id to
-/// an array of record identifiers).
+/// The answer: "success", and with it "delCnt", "delSizeMb" (whole megabytes), "delBytes" (for whoever adds up
+/// many answers) and "names" (an object: task id to an array of record identifiers).
 /// @return 0; -1 (logged): "success" is false, and faces of earlier batches stay deleted and are counted.
 [[nodiscard]] VX_API int SendFaceResultRequest(const Json::Value& request, Json::Value& response) noexcept;
 

@@ -26,6 +26,11 @@ CREATE TABLE rec_volume (
     uuid TEXT NOT NULL -- of the volume that holds the files, see package/recsweep.h
 );
 )sql",
+    // What ended in the same second goes in the order of its start.
+    R"sql(
+DROP INDEX iva_recording_live;
+CREATE INDEX iva_recording_live ON iva_recording (task_id, stop_time, start_time, size, mark_as_del) WHERE mark_as_del = 0;
+)sql",
 };
 
 } // namespace

@@ -36,6 +36,11 @@ CREATE TABLE rec_volume (
     uuid TEXT NOT NULL -- of the volume that holds the files, see package/recsweep.h
 );
 )sql",
+    // What ended in the same second goes in the order of its start.
+    R"sql(
+DROP INDEX event_live;
+CREATE INDEX event_live ON event (camera_id, rec_group, stop_time, start_time, size, mark_as_del) WHERE mark_as_del = 0;
+)sql",
 };
 
 } // namespace

@@ -42,12 +42,13 @@ struct FaceRequest {
     }
 };
 
-Json::Value Answer(bool success, const RotInfo& info)
+Json::Value Answer(bool success, const RotInfo& info, long long bytes)
 {
     Json::Value answer(Json::objectValue);
     answer["success"] = success;
     answer["delCnt"] = info.count;
     answer["delSizeMb"] = Json::Int64{info.sizeMB};
+    answer["delBytes"] = Json::Int64{bytes};
     Json::Value& names = answer["names"] = Json::Value(Json::objectValue);
     for (const auto& [task, list] : info.camDelList) {
         Json::Value& array = names[std::to_string(task)] = Json::Value(Json::arrayValue);
@@ -59,7 +60,7 @@ Json::Value Answer(bool success, const RotInfo& info)
 }
 
 /// Every task in turn, so that each batch is one search of the index.
-int MarkFaces(FaceRequest& request, RotInfo& info)
+int MarkFaces(FaceRequest& request, RotInfo& info, long long& bytes)
 {
     FaceEventFilter& filter = request.filter;
     std::vector<std::pair<int, int>> owners{{filter.taskId, 0}};
@@ -75,7 +76,7 @@ int MarkFaces(FaceRequest& request, RotInfo& info)
             break;
         }
         filter.taskId = owner.first;
-        if (MarkRecords({REC_KIND_FACE, 0, filter.GetWhereStr(), left, false, nullptr}, &info) != 0) {
+        if (MarkRecords({REC_KIND_FACE, 0, filter.GetWhereStr(), left, false, nullptr, &bytes}, &info) != 0) {
             return -1;
         }
     }
@@ -88,14 +89,15 @@ int FaceUtils::SendFaceResultRequest(const Json::Value& request, Json::Value& re
 try {
     FaceRequest asked(request);
     RotInfo info;
+    long long bytes = 0;
     if (!asked.problem.empty()) {
         PKG_LOG(LOG_CATEG_FACE, LOG_LEVEL_ERR, "Refused a request to %s: %s.\n", FACE_RESULT_API,
                 asked.problem.c_str());
-        response = Answer(false, info);
+        response = Answer(false, info, bytes);
         return -1;
     }
-    const int result = MarkFaces(asked, info);
-    response = Answer(result == 0, info);
+    const int result = MarkFaces(asked, info, bytes);
+    response = Answer(result == 0, info, bytes);
     return result;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_FACE, LOG_LEVEL_ERR, "Failed to answer a request to %s: %s.\n", FACE_RESULT_API,

@@ -59,7 +59,7 @@ void TakeRows(const RecMarkTask& task, const std::string& dbPath, RecRows& rows,
         event.SetOwner(rows.Int(owner));
         event.SetDBInfo(dbPath);
         event.SetMarkAsDel(true);
-        batch.bytes += event.GetSize();
+        batch.bytes += std::max<std::int64_t>(event.GetSize(), 0);
         ++batch.info.count;
         if (task.kind == REC_KIND_EVENT && event.GetCamSideEndTmMsec() == 0) {
             batch.counted.push_back({event.GetCamId(), event.GetStartTime()});
@@ -160,6 +160,9 @@ int MarkRecords(const RecMarkTask& task, RotInfo* info)
             return -1;
         }
         left -= left > 0 ? batch.info.count : 0;
+        if (task.pBytes != nullptr) {
+            *task.pBytes += batch.bytes;
+        }
         if (info != nullptr) {
             const long long before = TransformFromByteToMB(bytes);
             bytes += batch.bytes;
@@ -281,10 +284,11 @@ try {
     return -1;
 }
 
-int MarkOrvoCamEvtToDel(int taskId, long boundTime, RotInfo* info) noexcept
+int MarkOrvoCamEvtToDel(int taskId, long boundTime, RotInfo* info, const volatile int* pRunFlag) noexcept
 {
     IVAEventFilter filter;
     filter.taskId = taskId;
     filter.stopBefore = boundTime;
+    filter.pRunFlag = pRunFlag;
     return taskId > 0 && boundTime > 0 ? MarkIVAEvtAsDel(std::move(filter), info, true) : 0;
 }

@@ -21,6 +21,7 @@ struct RecMarkTask {
     int limit = 0;     ///< above 0: the oldest so many
     bool notify = true;
     const volatile int* pRunFlag = nullptr;
+    long long* pBytes = nullptr; ///< when given, the bytes of what was marked are added
 };
 
 /// @param info  what was marked is added; null: not wanted

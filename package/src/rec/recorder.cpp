@@ -54,6 +54,21 @@ int StoreRow(const std::string& dbPath, const Event& item, std::int64_t* id)
     return 0;
 }
 
+/// Takes the place of a recorder. A rotation or a check that looks for killed recorders has it for a moment.
+int TakeLock(RecorderLock& lock, int camId, int recGroup)
+{
+    constexpr int TRIES = 40;
+    constexpr timespec PAUSE{0, 25'000'000};
+    for (int tries = 1; lock.Take(camId, recGroup) != 0; ++tries) {
+        if (errno != EWOULDBLOCK || tries == TRIES) {
+            return -1;
+        }
+        ::nanosleep(&PAUSE, nullptr);
+        errno = EWOULDBLOCK;
+    }
+    return 0;
+}
+
 } // namespace
 
 struct EventRecorder::Impl {
@@ -117,7 +132,7 @@ try {
     pImpl->dbPath = RecDBPath(REC_KIND_EVENT);
     std::string reason;
     std::string& text = why != nullptr ? *why : reason;
-    if (pImpl->lock.Take(camId, recGroup) != 0) {
+    if (TakeLock(pImpl->lock, camId, recGroup) != 0) {
         const bool isBusy = errno == EWOULDBLOCK;
         text = "camera " + std::to_string(camId) + ", group " + std::to_string(recGroup) + ": " +
                (isBusy ? "another process records it; end that one first" : std::strerror(errno));

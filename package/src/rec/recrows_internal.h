@@ -2,7 +2,9 @@
 // package/src/rec/recrows_internal.h - rows of a statement, read by column name.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <list>
 #include <string>
 
@@ -24,7 +26,12 @@ public:
 
     /// NULL, a missing column and text that is no number are 0.
     std::int64_t Number(const char* column) const noexcept;
-    int Int(const char* column) const noexcept { return static_cast<int>(Number(column)); }
+    /// The nearest that fits: a limit beyond 32 bits is a large one, not what its low bits say.
+    int Int(const char* column) const noexcept
+    {
+        return static_cast<int>(std::clamp<std::int64_t>(Number(column), std::numeric_limits<int>::min(),
+                                                         std::numeric_limits<int>::max()));
+    }
     std::string Text(const char* column) const;
     DBResult_tag* Result() const noexcept { return m_pRows; }
     unsigned int Row() const noexcept { return m_row; }

@@ -10,6 +10,7 @@
 
 #include "db/driver.h"
 #include "package/event.h"
+#include "package/root.h"
 #include "pkglog.h"
 #include "recfiles_internal.h"
 #include "recmark_internal.h"
@@ -56,16 +57,35 @@ bool RemoveFile(RecFiles& files, const std::string& path)
     return false;
 }
 
-int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> rows, int& deleted)
+/// Opens rec/ and makes sure that it belongs to the database. What is opened is what is compared: a volume that
+/// is mounted or unmounted in between would make every file look gone.
+int OpenVolume(const std::string& dbPath, RecFiles& files)
 {
+    if (files.Open() != 0) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to open the folder of recordings: %m.\n");
+        return -1;
+    }
     std::string why;
     if (CheckRecVolume(dbPath, &why) != REC_VOLUME::SAME) {
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: %s.\n", why.c_str());
         return -1;
     }
+    struct stat opened {};
+    struct stat named {};
+    const std::string rec = GetPackageRoot() + "/rec";
+    if (::fstat(files.Fd(), &opened) != 0 || ::stat(rec.c_str(), &named) != 0 ||
+        opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: [%s] is being exchanged.\n",
+                rec.c_str());
+        return -1;
+    }
+    return 0;
+}
+
+int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> rows, int& deleted)
+{
     RecFiles files;
-    if (files.Open() != 0) {
-        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to open the folder of recordings: %m.\n");
+    if (OpenVolume(dbPath, files) != 0) {
         return -1;
     }
     if (const DbOutcome outcome = SyncDatabase(dbPath); !outcome.Ok()) {

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+// tests/rotate/rotate_safety_test.cpp - recordings that small slips of arithmetic or of order would cost.
+#include "facesetting.h"
+#include "package/event.h"
+#include "package/ivaevent.h"
+#include "rot_world.h"
+#include "support/fake_clock.h"
+#include "support/log_capture.h"
+#include "support/sql_watch.h"
+#include "taskrotateutils.h"
+
+namespace {
+
+constexpr long long OLD = 1'600'000'000;
+
+class RotateSafetyTest : public ::testing::Test {
+protected:
+    ~RotateSafetyTest() override { g_sqlWatch = {}; }
+
+    RotWorld m_world;
+    LogCapture m_log;
+};
+
+class RotateSafetyKindsTest : public RotateSafetyTest, public ::testing::WithParamInterface<TARGET> {};
+
+// Catches: the recording that is being made, which starts in the second in which the one before it ended, goes
+// before that one.
+TEST_P(RotateSafetyKindsTest, WhatEndedInTheSameSecondGoesInTheOrderOfItsStart)
+{
+    m_world.Add(GetParam(), {{1, 7, OLD + 60, 0, MIB}, {2, 7, OLD, OLD + 60, 2 * MIB}});
+    EXPECT_EQ(m_world.Make(GetParam(), 0, 0, 2, 0)->Start(), 0);
+    EXPECT_EQ(m_world.Marked(GetParam()), std::set{2});
+}
+
+// Catches: parts of a megabyte that are lost batch by batch, so that a step after it, or the same, removes more
+// than its limit asks for.
+TEST_P(RotateSafetyKindsTest, SmallRecordingsAreCountedWhole)
+{
+    constexpr int COUNT = 6000;
+    constexpr long long SIZE = 1500; // a batch of 1000 is 1.43 MB, all are 8.58
+    std::vector<Recording> recordings;
+    for (int i = 1; i <= COUNT; ++i) {
+        recordings.push_back({i, 7, OLD + i, OLD + i, SIZE});
+    }
+    m_world.Add(GetParam(), recordings);
+    const auto pByTimeThenSize = m_world.Make(GetParam(), OLD + 3001, 0, 4, 0); // leaves 4.29 MB
+    EXPECT_EQ(pByTimeThenSize->Start(), 0);
+    EXPECT_EQ(pByTimeThenSize->ByVolSpace().sizeMB, 3000 * SIZE / MIB);
+    EXPECT_LE(pByTimeThenSize->BySize().count, 1000);
+    m_world.Run(RotWorld::Path(GetParam()),
+                std::string("UPDATE ") + RotWorld::Table(GetParam()) + " SET mark_as_del = 0");
+    const auto pBySize = m_world.Make(GetParam(), 0, 0, 2, 0); // 7 of 9 begun megabytes go
+    EXPECT_EQ(pBySize->Start(), 0);
+    EXPECT_LE(pBySize->BySize().count, 8 * MIB / SIZE);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, RotateSafetyKindsTest, ::testing::ValuesIn(ALL_TARGETS),
+                         [](const auto& tested) { return "Kind" + std::to_string(tested.param); });
+
+// Catches: a limit beyond 32 bits of which the low bits are taken, or a negative one that is passed at once.
+TEST_F(RotateSafetyTest, AbsurdLimitsRemoveNothing)
+{
+    Camera camera;
+    camera.SetLimits(CAM_REC_GROUP_CONTINUOUS, {true, 1, true, 1, 0});
+    ASSERT_EQ(camera.Save(), 0);
+    m_world.Run(VxDB::GetDBPath(VxDB::DB_SYSTEM),
+                std::string("UPDATE ") + gszTableCamRecGroup +
+                    " SET rotate_days = 4294967297, rotate_size_mb = 4294967297");
+    ASSERT_EQ(camera.Load(camera.GetId()), 0);
+    EXPECT_EQ(camera.GetRotateDays(CAM_REC_GROUP_CONTINUOUS), 2147483647);
+    EXPECT_EQ(camera.GetLimits(CAM_REC_GROUP_CONTINUOUS).sizeMB, 2147483647);
+}
+
+// Catches: a look that takes "no limit" for a passed one, the share of another task, an age for a size.
+TEST_F(RotateSafetyTest, LookAtTheLimitsOfTasks)
+{
+    struct Case {
+        int days, sizeMB;
+        LIMIT_CHECK_STATUS status;
+    };
+    DvaCoreRotateSettings task(RecTask::FACE);
+    task.SetSharePath("faces");
+    ASSERT_EQ(SetRecReserveMB(0), 0);
+    std::filesystem::create_directories(GetPackageDir(PackageDir::REC) + "/faces");
+    m_world.AddMany(FACE, 3, g_fakeWallSec - 5 * DAY);
+    for (const Case& given :
+         {Case{0, 0, LIMIT_CHECK_OK}, Case{-1, -5, LIMIT_CHECK_OK}, Case{6, 3, LIMIT_CHECK_OK},
+          Case{4, 2, LIMIT_CHECK_DATE}, Case{6, 2, LIMIT_CHECK_SIZE}}) {
+        task.SetLimits({true, given.days, true, given.sizeMB, 0});
+        ASSERT_EQ(task.Save(), 0);
+        m_world.Run(RotWorld::Path(FACE),
+                    "UPDATE face_recording SET task_id = " + std::to_string(task.GetId()));
+        EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>("faces")), given.status)
+            << given.days << " " << given.sizeMB;
+    }
+    EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>("elsewhere")), LIMIT_CHECK_FAILED);
+    EXPECT_NE(m_log.TakeText("utils/taskrotateutils").find("Failed to load Face rotate setting.\n"),
+              std::string::npos);
+}
+
+// Catches: rows that go while their files stay, since the volume was unmounted in the middle of a sweep.
+TEST_F(RotateSafetyTest, VolumeThatIsUnmountedInASweepKeepsItsRows)
+{
+    m_world.AddMany(CAMERA, 3, OLD, true, true);
+    const std::string rec = GetPackageRoot() + "/rec";
+    g_sqlWatch.before = [&rec](const std::string&, const std::string& sql) {
+        if (sql.find(gszTableRecVolume) != std::string::npos && !std::filesystem::exists(rec + ".away")) {
+            std::filesystem::rename(rec, rec + ".away");
+            std::filesystem::create_directory(rec);
+        }
+    };
+    int deleted = 0;
+    EXPECT_EQ(DeleteMarkAsDelEvt(m_world.m_runFlag, 0, 0, deleted), -1);
+    EXPECT_EQ(deleted, 0);
+    EXPECT_EQ(m_world.Marked(CAMERA).size(), 3U);
+}
+
+} // namespace
