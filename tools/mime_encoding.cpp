@@ -5,47 +5,15 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "htmlescape.h"
+
 namespace {
 
 constexpr std::size_t LINE_SIZE = 76;
-constexpr std::string_view REPLACEMENT = "\xef\xbf\xbd";
 
 unsigned char ByteAt(std::string_view text, std::size_t at)
 {
     return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
-}
-
-/// Length of the well-formed character at the beginning of `text`; 0 if there is none.
-/// The bounds of the second byte keep out overlong forms, surrogates and what lies above U+10FFFF.
-std::size_t CharacterSize(std::string_view text)
-{
-    const unsigned char lead = ByteAt(text, 0);
-    if (lead < 0x80) {
-        return text.empty() ? 0 : 1;
-    }
-    unsigned char low = 0x80;
-    unsigned char high = 0xbf;
-    std::size_t size = 0;
-    if (lead >= 0xc2 && lead <= 0xdf) {
-        size = 2;
-    } else if (lead >= 0xe0 && lead <= 0xef) {
-        size = 3;
-        low = lead == 0xe0 ? 0xa0 : low;
-        high = lead == 0xed ? 0x9f : high;
-    } else if (lead >= 0xf0 && lead <= 0xf4) {
-        size = 4;
-        low = lead == 0xf0 ? 0x90 : low;
-        high = lead == 0xf4 ? 0x8f : high;
-    }
-    for (std::size_t i = 1; i < size; ++i) {
-        const unsigned char byte = ByteAt(text, i);
-        if (byte < low || byte > high) {
-            return 0;
-        }
-        low = 0x80;
-        high = 0xbf;
-    }
-    return size;
 }
 
 std::string Base64(std::string_view bytes)
@@ -109,13 +77,12 @@ std::string EncodedWords(std::string_view text)
     return out;
 }
 
-std::string WithoutControls(std::string_view text)
+std::string WithoutControls(std::string text)
 {
-    std::string out = ValidUtf8(text);
     std::replace_if(
-        out.begin(), out.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; },
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; },
         ' ');
-    return out;
+    return ValidUtf8(text);
 }
 
 bool IsAscii(std::string_view text)
@@ -128,12 +95,7 @@ bool IsAscii(std::string_view text)
 std::string ValidUtf8(std::string_view text)
 {
     std::string out;
-    out.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t size = CharacterSize(text);
-        out += size == 0 ? REPLACEMENT : text.substr(0, size);
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
+    AppendPlain(out, text);
     return out;
 }
 
@@ -174,7 +136,7 @@ std::string Base64Lines(std::string_view bytes)
 
 std::string HeaderField(std::string_view name, std::string_view value)
 {
-    const std::string text = WithoutControls(value);
+    const std::string text = WithoutControls(std::string(value));
     const bool isPlain = IsAscii(text) && name.size() + 2 + text.size() <= LINE_SIZE &&
                          text.find("=?") == std::string::npos && text.find_first_not_of(' ') == 0 &&
                          text.back() != ' ';
@@ -187,7 +149,7 @@ std::string HeaderField(std::string_view name, std::string_view value)
 
 std::string Phrase(std::string_view text)
 {
-    const std::string words = WithoutControls(text);
+    const std::string words = WithoutControls(std::string(text));
     std::string quoted = "\"";
     for (const char c : words) {
         quoted += c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);

@@ -6,7 +6,8 @@
 #include <string>
 #include <string_view>
 
-/// The same text with U+FFFD for every byte that is not part of a well-formed UTF-8 character.
+/// The same text as valid UTF-8 that can be read: U+FFFD for broken bytes, pictures for control characters but for
+/// tab and line feed.
 std::string ValidUtf8(std::string_view text);
 
 /// Bytes of `text`, at most `limit`, that end with a whole character.

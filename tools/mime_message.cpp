@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cctype>
 
+#include "htmlescape.h"
 #include "mime_encoding.h"
 #include "notificationutils.h"
+#include "package/textreplace.h"
 
 namespace {
 
@@ -37,22 +39,17 @@ bool IsAtom(std::string_view text)
 std::string Escaped(std::string_view text)
 {
     std::string html;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            html += "&amp;";
-            break;
-        case '<':
-            html += "&lt;";
-            break;
-        case '>':
-            html += "&gt;";
-            break;
-        default:
-            html += c;
-        }
-    }
+    AppendHtml(html, text);
     return html;
+}
+
+/// What a mail can carry of a text: line feeds alone end its lines.
+std::string BodyText(const std::string& text)
+{
+    std::string body = text;
+    StringReplaceSymbol(body, "\r\n", "\n", true);
+    std::erase(body, '\0');
+    return ValidUtf8(body);
 }
 
 /// The text as the senders' buffer holds it in the end.
@@ -168,8 +165,7 @@ std::string HtmlBody(const MailMessage& mail, bool& isCut)
     // What stays is a text whose edited form, two line feeds and the element come to 4095 bytes at most.
     const std::size_t around = Edited("", mail.media).size();
     const std::size_t room = NOTIFY_MESSAGE_SIZE - 1 - std::min(around, NOTIFY_MESSAGE_SIZE - 1);
-    std::string text = ValidUtf8(mail.text);
-    std::erase(text, '\0');
+    std::string text = BodyText(mail.text);
     isCut = EditedSize(text) > room;
     if (isCut) {
         std::size_t size = std::min(text.size(), room);
@@ -179,7 +175,7 @@ std::string HtmlBody(const MailMessage& mail, bool& isCut)
         text.resize(WholeCharacters(text, size));
         text += ELLIPSIS;
     }
-    return "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + Escaped(ValidUtf8(mail.subject)) +
+    return "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + Escaped(mail.subject) +
            "</title></head>\n<body>\n" + Edited(Escaped(text), mail.media) + "</body></html>\n";
 }
 
@@ -190,10 +186,8 @@ std::string ComposeMail(const MailMessage& mail)
     if (!mail.media.bytes.empty()) {
         html = Multipart("related; type=\"text/html\"", BOUNDARY_RELATED, {html, MediaPart(mail.media)});
     }
-    std::string text = ValidUtf8(mail.text);
-    std::erase(text, '\0');
     return AddressField("From", {mail.from}) + AddressField("To", mail.to) +
            HeaderField("Subject", mail.subject) + DateField(mail.date) + "Message-ID: <" + mail.id +
            ">\r\nMIME-Version: 1.0\r\n" +
-           Multipart("alternative", BOUNDARY_ALTERNATIVE, {TextPart("plain", text), html});
+           Multipart("alternative", BOUNDARY_ALTERNATIVE, {TextPart("plain", BodyText(mail.text)), html});
 }
