@@ -5,9 +5,9 @@
 #include <functional>
 
 #include "package/camera.h"
-#include "support/rec_fixture.h"
 #include "support/child_process.h"
 #include "support/kill_points.h"
+#include "support/rec_fixture.h"
 #include "support/temp_root.h"
 
 using namespace rec;

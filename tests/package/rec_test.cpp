@@ -10,8 +10,8 @@
 #include "package/ivaevent.h"
 #include "package/lapserec.h"
 #include "package/rectask.h"
-#include "support/rec_fixture.h"
 #include "support/log_capture.h"
+#include "support/rec_fixture.h"
 #include "support/temp_root.h"
 
 using namespace rec;

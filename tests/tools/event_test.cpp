@@ -134,6 +134,35 @@ TEST_F(EventVerbTest, NothingIsTouchedWithoutItsVolume)
     fs::remove(VxDB::GetDBPath(VxDB::DB_LAPSE));
     EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
     EXPECT_EQ(CountFiles(), 1);
+    ASSERT_EQ(RunVx({"event", "mark", "2", "--yes"}).exitCode, 0);
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_EVENT, "PRAGMA user_version=999"), 0); // of a later version of vx
+    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 3);
+    EXPECT_EQ(CountFiles(), 1);
+}
+
+// Catches: files that go although their rows cannot.
+TEST_F(EventVerbTest, ReadOnlyDatabaseRemovesNothing)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "another user's database is made by root";
+    }
+    ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
+    ASSERT_EQ(RunVx({"event", "mark", "1", "--yes"}).exitCode, 0);
+    fs::permissions(m_root.Path(), fs::perms::all);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_root.Path())) {
+        const bool isDB = entry.path().string().find("/db") != std::string::npos;
+        fs::permissions(entry.path(), isDB ? fs::perms(entry.is_directory() ? 0755 : 0644) : fs::perms::all);
+    }
+    ChildProcess other([](Channel&) {
+        int deleted = 0;
+        long long after = 0;
+        return ::setuid(65534) == 0 && DeleteMarkedRecords(REC_KIND_EVENT, 0, 9, after, deleted) == -1 &&
+                       deleted == 0
+                   ? 0
+                   : 1;
+    });
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_EQ(CountFiles(), 1);
 }
 
 // Catches: a full disk that leaves half a batch, or an event that goes while its mark cannot be stored.

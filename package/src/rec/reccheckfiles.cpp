@@ -133,9 +133,10 @@ int RecChecker::WalkFolder(int folderFd, const std::string& prefix)
     while (const dirent* const pEntry = ::readdir(pFolder.get())) {
         const std::string name = pEntry->d_name;
         struct stat info {};
-        if (name == "." || name == ".." || (prefix.empty() && name.front() == '.') ||
+        if (name == "." || name == ".." ||
+            (prefix.empty() && (name.front() == '.' || name == "lost+found")) ||
             ::fstatat(folderFd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            continue; // ours, or gone meanwhile
+            continue; // ours, the file system's, or gone meanwhile
         }
         if (S_ISDIR(info.st_mode)) {
             folders.push_back(name);

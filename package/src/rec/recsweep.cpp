@@ -88,6 +88,9 @@ int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> ro
     if (OpenVolume(dbPath, files) != 0) {
         return -1;
     }
+    if (VxDB::Executep(dbPath, "BEGIN IMMEDIATE;COMMIT;") != 0) {
+        return -1; // its rows could not go: locked for long, or not to be written
+    }
     if (const DbOutcome outcome = SyncDatabase(dbPath); !outcome.Ok()) {
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: %s.\n", outcome.text.c_str());
         return -1;
