@@ -50,7 +50,10 @@ std::int64_t ThreadCpuNs() noexcept
 
 void SpinTurn() noexcept
 {
-    if (g_cpuCount < 2) {
+    constexpr unsigned TURNS_TO_YIELD =
+        1024; // some 20 microseconds: longer than any wait for a side that runs
+    static thread_local unsigned turns = 0;
+    if (g_cpuCount < 2 || ++turns % TURNS_TO_YIELD == 0) {
         ::sched_yield();
         return;
     }

@@ -17,7 +17,9 @@ std::int64_t NowNs() noexcept;
 /// Processor time of the calling thread in nanoseconds.
 std::int64_t ThreadCpuNs() noexcept;
 
-/// One turn of a polling loop: a pause instruction; with a single processor the turn is given away.
+/// One turn of a polling loop: a pause instruction, at times giving the processor away. On a quiet machine nobody takes
+/// it; on a busy one the other side may be waiting for it, and contenders that yield in their own waits would win by
+/// that alone. With a single processor every turn is given away.
 void SpinTurn() noexcept;
 
 /// Binds the calling process to the n-th processor that it may use. Does nothing when there is only one.
