@@ -91,6 +91,25 @@ TEST_P(RotateKillTest, NextRoundComesToTheSameEnd)
     EXPECT_GE(points, 20);
 }
 
+// Catches: a pass that fails, or marks twice, because somebody else writes just now.
+TEST(RotateBesideOthersTest, PassWaitsForAWriterThatHoldsTheDatabase)
+{
+    RotWorld world;
+    RotWorld::AddMany(CAMERA, 12, OLD);
+    ChildProcess writer([](Channel& toParent) {
+        VxDB::Transaction transaction(VxDB::DB_EVENT);
+        const int begun = transaction.Begin();
+        toParent.Send('L');
+        ::usleep(300'000); // the pass has to meet the lock; when it comes later, it only meets none
+        return begun + transaction.Commit();
+    });
+    ASSERT_EQ(writer.Receive(), 'L');
+    const auto pRotator = world.Make(CAMERA, 0, 0, KEPT_MB, 0);
+    EXPECT_EQ(pRotator->Start(), 0);
+    EXPECT_EQ(pRotator->BySize().count, 7);
+    EXPECT_EQ(writer.Wait(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, RotateKillTest, ::testing::Values(CAMERA, LAPSE), [](const auto& tested) {
     return std::string(tested.param == CAMERA ? "Camera" : "Lapse");
 });

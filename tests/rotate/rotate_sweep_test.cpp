@@ -5,12 +5,16 @@
 #include <atomic>
 #include <thread>
 
+#include "dvasetting.h"
+#include "facesetting.h"
+#include "package/ivaevent.h"
 #include "package/json.h"
 #include "package/msgd.h"
 #include "rot_world.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/sql_watch.h"
+#include "taskrotateutils.h"
 #include "vxrotatealertevt.h"
 
 namespace {
@@ -77,6 +81,46 @@ TEST_F(RotateSweepTest, PathsThatLeadOutAreRefused)
     EXPECT_TRUE(std::filesystem::exists(outside + "/kept"));
     EXPECT_NE(log.TakeText("rotate/").find("Error when delete archive task [7] mark_as_del events.\n"),
               std::string::npos);
+}
+
+// ---- whether a task needs a pass
+
+// Catches: a limit that is off and counts, one that holds and does not, an answer for a share that nobody records
+// into, dates that come second.
+TEST_F(RotateSweepTest, TaskIsLookedAtBeforeItIsRotated)
+{
+    struct Case {
+        const char* what;
+        RotLimits limits;
+        LIMIT_CHECK_STATUS status;
+    };
+    ASSERT_EQ(SetRecReserveMB(0), 0);
+    DvaCoreRotateSettings task;
+    task.SetSharePath("gate");
+    ASSERT_EQ(task.Save(), 0);
+    std::filesystem::create_directories(GetPackageDir(PackageDir::REC) + "/gate");
+    m_world.Add(DVA, {{1, task.GetId(), g_fakeWallSec - 10 * DAY, g_fakeWallSec - 10 * DAY + 9, 5 * MIB}});
+    for (const Case& given :
+         {Case{"none", {}, LIMIT_CHECK_OK}, Case{"off", {false, 1, false, 1, 0}, LIMIT_CHECK_OK},
+          Case{"within", {true, 11, true, 5, 0}, LIMIT_CHECK_OK},
+          Case{"size", {true, 11, true, 4, 0}, LIMIT_CHECK_SIZE},
+          Case{"date", {true, 9, false, 0, 0}, LIMIT_CHECK_DATE},
+          Case{"both", {true, 9, true, 4, 0}, LIMIT_CHECK_DATE}}) {
+        task.SetLimits(given.limits);
+        ASSERT_EQ(task.Save(), 0);
+        EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<DvaSetting, IVAEvent>("gate")), given.status)
+            << given.what;
+    }
+    ASSERT_EQ(SetRecReserveMB(1LL << 40), 0);
+    task.SetLimits({});
+    ASSERT_EQ(task.Save(), 0);
+    EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<DvaSetting, IVAEvent>("gate")), LIMIT_CHECK_SIZE)
+        << "no room";
+    LogCapture log;
+    EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>("gate")), LIMIT_CHECK_FAILED);
+    EXPECT_EQ(
+        log.TakeText("utils/taskrotateutils"),
+        "utils/taskrotateutils CheckTaskSpaceOrDateExceedsLimit: Failed to load Face rotate setting.\n");
 }
 
 // ---- alerts
