@@ -64,7 +64,7 @@ public:
 private:
     bool m_isRead = false;
     std::set<int> m_ids;
-    const std::set<int> m_none;
+    const std::set<int> m_none{};
 };
 
 /// @return 0; -1 (logged), `rules` is then as it was

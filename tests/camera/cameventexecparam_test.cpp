@@ -81,7 +81,9 @@ class CamEdgeTest : public ::testing::TestWithParam<EdgeCase> {};
 // Catches: an edge that is missed, seen twice, or lost because a report came twice.
 TEST_P(CamEdgeTest, EdgeIsSeenFromItsReportToTheNext)
 {
-    const auto& [what, report, becomeActivate, becomeInactivate] = GetParam();
+    const auto& report = GetParam().report;
+    const auto& becomeActivate = GetParam().becomeActivate;
+    const auto& becomeInactivate = GetParam().becomeInactivate;
     const auto falls = [&](const CamEventExecParam& cam) {
         return becomeInactivate && becomeInactivate(cam);
     };

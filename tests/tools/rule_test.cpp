@@ -27,7 +27,7 @@ protected:
     }
     std::string Write(const std::string& name, const std::string& text) const
     {
-        const std::string path = (m_root.Path() / name).string();
+        std::string path = (m_root.Path() / name).string();
         std::ofstream(path) << text;
         return path;
     }
