@@ -83,7 +83,7 @@ TEST_F(EventVerbTest, LimitsAreRecords)
 }
 
 // Catches: a dry run that removes, a removal nobody agreed to, a list that offers marked events, a sweep that
-// reports what it did not do.
+// reports what it did not do or takes files that were away when their rows were mended.
 TEST_F(EventVerbTest, MarkSweepAndCheck)
 {
     for (int i = 1; i <= 3; ++i) {
@@ -101,13 +101,18 @@ TEST_F(EventVerbTest, MarkSweepAndCheck)
     EXPECT_EQ(RunJson({"event", "sweep", "--yes"})[0]["deleted"], 1);
     EXPECT_EQ(CountFiles(), 2);
     EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
-    fs::remove(Rec() / "3/0/e.mp4");
+    fs::rename(Rec() / "3", m_root.Path() / "folder that was mounted here");
     const VxResult check = RunVx({"event", "check"});
     EXPECT_EQ(check.exitCode, 1);
     EXPECT_NE(check.out.find("R1  event 3: its file [3/0/e.mp4] is gone"), std::string::npos) << check.out;
     EXPECT_EQ(RunJson({"event", "repair", "--dry-run"})["mended"], 0);
     EXPECT_EQ(RunJson({"event", "repair", "--yes"})["mended"], 2); // the row, and the counter with it
     EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+    fs::rename(m_root.Path() / "folder that was mounted here",
+               Rec() / "3"); // the row was marked, the file stays
+    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
+    EXPECT_EQ(RunVx({"event", "repair", "--yes"}).exitCode, 0);
+    EXPECT_EQ(RunJson({"event", "ls"})[1]["path"], "3/0/e.mp4");
 }
 
 // Catches: a verb that removes, marks or mends while the volume or the database is not the right one.

@@ -26,17 +26,12 @@ public:
     explicit AnyRecord(REC_KIND kind) noexcept : Event(kind) {}
 };
 
+/// Gives a row up. Without its path the sweep never touches a file that is there again, or whose folder is.
 bool ClearPath(const RecDatabase& db, std::int64_t id)
 {
     return VxDB::Executep(db.path, std::string("UPDATE ") + RecTableOf(db.kind).table +
                                        " SET path = '', mark_as_del = 1 WHERE id = " + std::to_string(id) +
                                        ";") == 0;
-}
-
-bool MarkRow(const RecDatabase& db, std::int64_t id)
-{
-    return VxDB::Executep(db.path, std::string("UPDATE ") + RecTableOf(db.kind).table +
-                                       " SET mark_as_del = 1 WHERE id = " + std::to_string(id) + ";") == 0;
 }
 
 bool SetSize(const RecDatabase& db, std::int64_t id, long long size)
@@ -161,8 +156,9 @@ void RecChecker::CheckRow(const RecDatabase& db, const Event& row)
         return;
     case REC_FILE::GONE:
         if (!row.IsMarkAsDel()) {
-            Report(1, object, "its file [" + row.GetPath() + "] is gone", "the row is marked as deleted",
-                   [&] { return MarkRow(db, id); });
+            Report(1, object, "its file [" + row.GetPath() + "] is gone",
+                   "the row is given up; a file that comes back gets a new one",
+                   [&] { return ClearPath(db, id); });
         }
         return;
     case REC_FILE::FAILED:

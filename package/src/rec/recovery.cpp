@@ -59,7 +59,10 @@ int CloseEvents(const std::string& dbPath, int camId, int recGroup, RecFiles& fi
             sql += CloseSql(rows.Number("id"), info.st_size,
                             std::max<std::int64_t>({1, rows.Number("start_time"), info.st_mtim.tv_sec}));
         } else if (found == REC_FILE::GONE) {
+            // Without its path the row takes no file along that comes back with its folder.
             lost.ids.push_back(rows.Number("id"));
+            sql += std::string("UPDATE ") + gszTableEvent +
+                   " SET path = '' WHERE id = " + std::to_string(lost.ids.back()) + ";";
         }
     }
     if (!sql.empty() && VxDB::Executep(dbPath, std::move(sql)) != 0) {
