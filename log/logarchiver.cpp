@@ -18,9 +18,15 @@
 
 namespace {
 
-int FailToCreate(const char* kind, const std::string& dir) noexcept
+int FailToCreateHtml(const std::string& dir) noexcept
 {
-    VX_LOG_ROTATE(LOG_LEVEL_ERR, "Failed to create %s archive file in [%s].\n", kind, dir.c_str());
+    VX_LOG_ROTATE(LOG_LEVEL_ERR, "Failed to create html archive file in [%s].\n", dir.c_str());
+    return -1;
+}
+
+int FailToCreateTxt(const std::string& dir) noexcept
+{
+    VX_LOG_ROTATE(LOG_LEVEL_ERR, "Failed to create txt archive file in [%s].\n", dir.c_str());
     return -1;
 }
 
@@ -53,7 +59,7 @@ public:
         static_cast<void>(GetLangStrings("enu", m_strings)); // English is always there
         static_cast<void>(GetNdNameMap(m_servers));          // logged there; servers have numbers then
         if (m_name.Take(m_dir) != 0) {
-            return FailToCreate("html", m_dir);
+            return FailToCreateHtml(m_dir);
         }
         m_html = m_name.Path("html");
         m_txt = m_name.Path("txt");
@@ -65,10 +71,10 @@ public:
         const LogPiece piece = m_count == 0 ? LogPiece::FIRST : LogPiece::NEXT;
         if ((piece == LogPiece::FIRST && VxLogEventRot::ArchiveToHtmlUpperPart(m_html, m_strings) != 0) ||
             VxLogEventRot::ArchiveToHtmlWithLog(m_html, events, m_strings, m_servers, piece) != 0) {
-            return FailToCreate("html", m_dir);
+            return FailToCreateHtml(m_dir);
         }
         if (VxLogEventRot::ArchiveToTxt(m_txt, events, m_strings, m_servers, piece) != 0) {
-            return FailToCreate("txt", m_dir);
+            return FailToCreateTxt(m_dir);
         }
         m_count += static_cast<int>(events.size());
         return 0;
@@ -77,7 +83,7 @@ public:
     int Finish()
     {
         if (VxLogEventRot::ArchiveToHtmlLowerPart(m_html) != 0) {
-            return FailToCreate("html", m_dir);
+            return FailToCreateHtml(m_dir);
         }
         ReportArchiveFile(m_html, m_count);
         ReportArchiveFile(m_txt, m_count);
@@ -105,7 +111,7 @@ public:
     {
         static_cast<void>(GetLangStrings("enu", m_strings)); // English is always there
         if (m_name.Take(m_dir) != 0) {
-            return FailToCreate("html", m_dir);
+            return FailToCreateHtml(m_dir);
         }
         m_html = m_name.Path("html");
         m_txt = m_name.Path("txt");
@@ -118,10 +124,10 @@ public:
     {
         const LogPiece piece = m_count == 0 ? LogPiece::FIRST : LogPiece::NEXT;
         if (VxLogRot::ArchiveToHtml(m_html, logs, m_strings, piece) != 0) {
-            return FailToCreate("html", m_dir);
+            return FailToCreateHtml(m_dir);
         }
         if (VxLogRot::ArchiveToTxt(m_txt, logs, m_strings, piece) != 0) {
-            return FailToCreate("txt", m_dir);
+            return FailToCreateTxt(m_dir);
         }
         if (m_hasSheet && VxLogRot::ArchiveToPyxlTxt(m_pyxl, logs, m_strings, piece) != 0) {
             DropSheet();
@@ -133,7 +139,7 @@ public:
     int Finish()
     {
         if (VxLogRot::ArchiveToHtmlEnd(m_html) != 0) {
-            return FailToCreate("html", m_dir);
+            return FailToCreateHtml(m_dir);
         }
         if (m_hasSheet && VxLogRot::ArchiveToXlsx(m_pyxl, m_xlsx) != 0) {
             DropSheet();
