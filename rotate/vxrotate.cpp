@@ -2,9 +2,7 @@
 // rotate/vxrotate.cpp - the pass: its four steps, their loops, and one batch of rows that share a table.
 #include "vxrotate.h"
 
-#include <ctime>
 #include <exception>
-#include <limits>
 #include <memory>
 #include <new>
 #include <optional>
@@ -24,8 +22,6 @@ using rotdb::Format;
 using rotdb::Rows;
 
 namespace {
-
-constexpr long long SECONDS_OF_DAY = 86400;
 
 /// Merges the second part into the first: counts and sizes added, lists moved.
 void Merge(RotInfo& info, RotInfo& more)
@@ -115,21 +111,6 @@ try {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to get oldest time of [%s]: %s.\n", table.c_str(),
            e.what());
     return -1;
-}
-
-long GetBoundTimeOfDays(int days) noexcept
-{
-    const long long bound = static_cast<long long>(GetWallTimeSec()) - days * SECONDS_OF_DAY;
-    if (bound <= 0 || bound > std::numeric_limits<std::time_t>::max()) {
-        return 0; // a limit that reaches back before all times removes nothing
-    }
-    const auto time = static_cast<std::time_t>(bound);
-    tm local{};
-    if (::localtime_r(&time, &local) == nullptr) {
-        return ClampToInt(bound);
-    }
-    local.tm_isdst = -1;
-    return ClampToInt(static_cast<long long>(std::mktime(&local)));
 }
 
 // ---- a pass

@@ -5,11 +5,13 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <functional>
 #include <set>
 #include <utility>
 
 #include "package/camera.h"
+#include "package/dbadmin.h"
+#include "package/event.h"
 #include "package/recsweep.h"
 #include "package/rectask.h"
 #include "sqlconversion.h"
@@ -19,6 +21,8 @@
 #include "vxrotdvaevt.h"
 
 namespace {
+
+constexpr const char* REMOVED = "(removed)"; ///< the name of an owner that only its recordings remember
 
 bool Exists(const std::string& dbPath)
 {
@@ -84,34 +88,73 @@ RotateTarget TaskTarget(const RecTask& task)
     return target;
 }
 
-/// Owners of live camera events that have no camera any more.
-int AddOwnersWithoutCamera(const std::set<int>& known, std::list<RotateTarget>& targets)
+/// Calls `add` for each owner of live recordings that is not configured any more.
+int EachOwnerLeft(REC_KIND kind, const std::set<int>& known, const std::function<void(int)>& add)
 {
+    const RecTable& table = RecTableOf(kind);
+    const std::string dbPath = RecDBPath(kind);
     int last = 0;
-    for (;;) {
+    for (bool isMore = Exists(dbPath); isMore;) {
         DBResult_tag* pResult = nullptr;
-        const std::string sql =
-            fmt::format("SELECT camera_id FROM {} WHERE mark_as_del = 0 AND camera_id > {} "
-                        "ORDER BY camera_id LIMIT 1",
-                        gszTableEvent, last);
-        if (VxDB::Executep(RecDBPath(REC_KIND_EVENT), sql, &pResult) != 0) {
+        const std::string sql = fmt::format("SELECT {0} FROM {1} WHERE mark_as_del = 0 AND {0} > {2} "
+                                            "ORDER BY {0} LIMIT 1",
+                                            table.owner, table.table, last);
+        if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
             return -1;
         }
         unsigned int row = 0;
-        const bool isFound = VxDBFetchRow(pResult, &row) == 0;
-        last = isFound ? static_cast<int>(VxDB::FetchFieldAsNumber(pResult, row, "camera_id")) : last;
+        isMore = VxDBFetchRow(pResult, &row) == 0;
+        last = isMore ? static_cast<int>(VxDB::FetchFieldAsNumber(pResult, row, table.owner)) : last;
         VxDBFreeResult(pResult);
-        if (!isFound) {
-            return 0;
-        }
-        if (!known.contains(last)) {
-            Camera gone;
-            gone.SetId(last);
-            gone.SetName("(removed)");
-            targets.push_back(CameraTarget(gone, CAM_REC_GROUP_CONTINUOUS));
-            targets.push_back(CameraTarget(gone, CAM_REC_GROUP_EVENT));
+        if (isMore && !known.contains(last)) {
+            add(last);
         }
     }
+    return 0;
+}
+
+int AddCamerasLeft(const std::set<int>& known, std::list<RotateTarget>& targets)
+{
+    return EachOwnerLeft(REC_KIND_EVENT, known, [&targets](int id) {
+        Camera gone;
+        gone.SetId(id);
+        gone.SetName(REMOVED);
+        targets.push_back(CameraTarget(gone, CAM_REC_GROUP_CONTINUOUS));
+        targets.push_back(CameraTarget(gone, CAM_REC_GROUP_EVENT));
+    });
+}
+
+int AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<RotateTarget>& targets)
+{
+    const auto add = [kind, &targets](int id) {
+        RecTask gone(kind);
+        gone.SetId(id);
+        gone.SetName(REMOVED);
+        targets.push_back(TaskTarget(gone));
+    };
+    if (kind != RecTask::ARCHIVE) {
+        return EachOwnerLeft(RecTask(kind).GetRecKind(), known, add);
+    }
+    for (const std::string& path : VxDB::ListDatabases()) { // each archive has one of its own
+        if (const int id = ArchPullUtils::GetTaskId(path); id > 0 && !known.contains(id)) {
+            add(id);
+        }
+    }
+    return 0;
+}
+
+int AddTasks(RecTask::KIND kind, std::list<RotateTarget>& targets)
+{
+    std::list<RecTask> tasks;
+    if (RecTask::List(kind, tasks) != 0) {
+        return -1;
+    }
+    std::set<int> ids;
+    for (const RecTask& task : tasks) {
+        ids.insert(task.GetId());
+        targets.push_back(TaskTarget(task));
+    }
+    return AddTasksLeft(kind, ids, targets);
 }
 
 int AddCameras(std::list<RotateTarget>& targets)
@@ -128,7 +171,7 @@ int AddCameras(std::list<RotateTarget>& targets)
         targets.push_back(CameraTarget(camera, CAM_REC_GROUP_CONTINUOUS));
         targets.push_back(CameraTarget(camera, CAM_REC_GROUP_EVENT));
     }
-    return Exists(RecDBPath(REC_KIND_EVENT)) ? AddOwnersWithoutCamera(ids, targets) : 0;
+    return AddCamerasLeft(ids, targets);
 }
 
 } // namespace
@@ -142,11 +185,9 @@ int ListRotateTargets(std::list<RotateTarget>& targets)
         return -1;
     }
     for (const RecTask::KIND kind : {RecTask::ARCHIVE, RecTask::LAPSE, RecTask::IVA, RecTask::FACE}) {
-        std::list<RecTask> tasks;
-        if (RecTask::List(kind, tasks) != 0) {
+        if (AddTasks(kind, targets) != 0) {
             return -1;
         }
-        std::ranges::transform(tasks, std::back_inserter(targets), TaskTarget);
     }
     targets.remove_if([](const RotateTarget& target) { return !Exists(target.dbPath); });
     return 0;

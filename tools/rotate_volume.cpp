@@ -20,6 +20,7 @@
 namespace {
 
 constexpr int PAGE_ROWS = 500;
+constexpr long long UNSIZED_ROWS = 100; ///< so many without a size go in one round: what they free is unknown
 constexpr long long BYTES_OF_MB = 1024 * 1024;
 
 const volatile int g_neverRun = 0; ///< for rotators that are only asked
@@ -43,6 +44,7 @@ int Query(const std::string& dbPath, const std::string& sql,
 struct Slice {
     long long stopTime = 0;
     long long bytes = 0;
+    long long unsized = 0; ///< rows without a size
 };
 
 /// The recordings of one target, page by page, oldest first.
@@ -71,12 +73,14 @@ private:
         m_page.clear();
         m_next = 0;
         const std::string sql =
-            fmt::format("SELECT stop_time, SUM(MAX(size, 0)) AS bytes FROM {} {} AND stop_time > {} "
+            fmt::format("SELECT stop_time, SUM(MAX(size, 0)) AS bytes, SUM(size <= 0) AS unsized "
+                        "FROM {} {} AND stop_time > {} "
                         "GROUP BY stop_time ORDER BY stop_time LIMIT {}",
                         m_table, m_where, after, PAGE_ROWS);
         m_hasFailed = Query(m_dbPath, sql, [this](DBResult_tag* pRows, unsigned int row) {
                           m_page.push_back({VxDB::FetchFieldAsNumber(pRows, row, "stop_time"),
-                                            VxDB::FetchFieldAsNumber(pRows, row, "bytes")});
+                                            VxDB::FetchFieldAsNumber(pRows, row, "bytes"),
+                                            VxDB::FetchFieldAsNumber(pRows, row, "unsized")});
                       }) != 0;
         return !m_page.empty();
     }
@@ -95,10 +99,11 @@ struct Head {
     bool operator>(const Head& other) const noexcept { return slice.stopTime > other.slice.stopTime; }
 };
 
-/// Megabytes that are marked in a database.
+/// Megabytes that are marked in a database; not those of paths that lead out of rec/, which no sweep frees.
 int AddComing(const std::string& dbPath, REC_KIND kind, long long& bytes)
 {
-    const std::string sql = fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1",
+    const std::string sql = fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1 AND "
+                                        "(path = '' OR '/' || path || '/' NOT GLOB '*/[./]*')",
                                         RecTableOf(kind).table);
     return Query(dbPath, sql, [&bytes](DBResult_tag* pRows, unsigned int row) {
         bytes += VxDB::FetchFieldAsNumber(pRows, row, "bytes");
@@ -135,7 +140,7 @@ long FindNewestStart(const std::list<RotateTarget>& targets)
     return newest;
 }
 
-/// Walks until `need.neededMB` are found or `limitTime` is reached.
+/// Walks until `need.neededMB` or many recordings without a size are found, or `limitTime` is reached.
 int FindBound(const std::list<RotateTarget>& targets, long limitTime, VolumeNeed& need)
 {
     VxRotLogger logger(EVT_TYPE_CAMERA);
@@ -156,11 +161,14 @@ int FindBound(const std::list<RotateTarget>& targets, long limitTime, VolumeNeed
         }
     }
     long long bytes = 0;
+    long long unsized = 0;
     long bound = 0;
-    while (bytes < need.neededMB * BYTES_OF_MB && !heads.empty() && heads.top().slice.stopTime < limitTime) {
+    while (bytes < need.neededMB * BYTES_OF_MB && unsized < UNSIZED_ROWS && !heads.empty() &&
+           heads.top().slice.stopTime < limitTime) {
         const Head head = heads.top();
         heads.pop();
         bytes += head.slice.bytes;
+        unsized += head.slice.unsized;
         bound = static_cast<long>(head.slice.stopTime + 1);
         if (!advance(*head.pWalk)) {
             return -1;

@@ -111,6 +111,28 @@ TEST_F(RotateToolTest, ShortVolumeTakesTheOldestOfAllUntilEnoughComesFree)
     EXPECT_FALSE(m_world.Marked(CAMERA).contains(50)) << "a volume that others fill has emptied the box";
 }
 
+// Catches: recordings of a removed task that stay for ever; sizes that are not known, for which all would go; a
+// file that no sweep removes, counted as coming free for ever.
+TEST_F(RotateToolTest, RecordingsWithoutTaskOrSizeMakeRoom)
+{
+    for (const TARGET target : {ARCHIVE, LAPSE, DVA, FACE}) {
+        m_world.Add(target, {{1, 7, m_now - 2 * DAY, m_now - 2 * DAY + 10, 100 * MIB}});
+    }
+    std::vector<Recording> door{{900, 7, 100, 200, 8'000'000 * MIB, true}};
+    for (int i = 0; i < 300; ++i) {
+        door.push_back({i + 1, 7, m_now - DAY + 60 * i, m_now - DAY + 60 * i + 50, 0});
+    }
+    m_world.Add(CAMERA, door);
+    m_world.Run(RotWorld::Path(CAMERA), "UPDATE event SET path = '1/../../x' WHERE id = 900;");
+    EXPECT_NE(RunVx({"rotate", "plan", "--reserve", "999999999"}).out.find("iva 7 (removed)"),
+              std::string::npos);
+    RunJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000)});
+    for (const TARGET target : {ARCHIVE, LAPSE, DVA, FACE}) {
+        EXPECT_EQ(RotWorld::Marked(target).size(), RotWorld::All(target).size()) << target;
+    }
+    EXPECT_EQ(RotWorld::Marked(CAMERA).size(), 101U);
+}
+
 // Catches: a removal after the database was lost or while the volume is away, or one that is not told.
 TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
 {

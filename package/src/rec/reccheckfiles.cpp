@@ -171,6 +171,11 @@ void RecChecker::CheckEntry(const struct stat& info, const std::string& path)
 /// A row may have come since the rows were read; the databases are asked once more.
 void RecChecker::CheckStray(const std::string& path, const struct stat& info)
 {
+    if (!RecFiles::IsInside(path)) {
+        Report(1, path, "its name, or that of its folder, begins with a dot: no row may name it", "",
+               nullptr);
+        return;
+    }
     for (const RecDatabase& db : ListRecDatabases()) {
         RecRows rows;
         if (rows.Load(db.path, std::string("SELECT id FROM ") + RecTableOf(db.kind).table +
