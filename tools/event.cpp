@@ -167,4 +167,5 @@ void AddEventNoun(CLI::App& vx)
     mark->add_flag("--yes", options->yes, "Do not ask");
     mark->callback([options] { Mark(*options); });
     AddEventSweepVerbs(*noun);
+    AddEventAdoptVerb(*noun);
 }

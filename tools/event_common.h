@@ -16,5 +16,8 @@ bool HasDatabase(const std::string& dbPath);
 /// Ends the verb when the volume of a database is not there, or another one is.
 void RefuseUnlessSame(std::string_view verb, const std::string& dbPath);
 
+/// adopt.
+void AddEventAdoptVerb(CLI::App& event);
+
 /// sweep, check and repair.
 void AddEventSweepVerbs(CLI::App& event);

@@ -191,3 +191,32 @@ TEST_F(EventVerbTest, FullDiskRemovesNothing)
     EXPECT_EQ(CountFiles(), 1);
     EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
 }
+
+// Catches: a lost disk that stops recording for ever; a new one that is taken without being asked, or that costs
+// rows; databases of two volumes that are mixed.
+TEST_F(EventVerbTest, AnotherDiskTakesThePlaceOfALostOne)
+{
+    const auto adopt = [](const char* how) { return RunVx({"event", "adopt", how}); };
+    ASSERT_EQ(AddEvent(1, 100, 200, "1/0/a.mp4"), 1);
+    EXPECT_NE(adopt("--yes").out.find("already"), std::string::npos);
+    for (const char* const mark : {"", "77777777777777777777777777777777\n"}) {
+        fs::remove_all(Rec());
+        fs::create_directory(Rec());
+        if (*mark != '\0') {
+            std::ofstream(Rec() / ".volume") << mark;
+        }
+        EXPECT_EQ(RunVx({"event", "adopt"}).exitCode, 4); // nobody to ask
+        EXPECT_NE(adopt("--dry-run").out.find("1 of 1 recordings have no file"), std::string::npos);
+        EXPECT_EQ(RunVx({"event", "check"}).exitCode, 4);
+        EXPECT_EQ(adopt("--yes").exitCode, 0);
+        EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
+        EXPECT_EQ(Live(), "1");
+        EXPECT_EQ(RunVx({"event", "check"}).exitCode, 1) << "the row has no file";
+    }
+    EXPECT_EQ(RunVx({"event", "repair", "--yes"}).exitCode, 0);
+    EXPECT_EQ(Live(), "");
+    ASSERT_EQ(BindRecVolume(VxDB::GetDBPath(VxDB::DB_FACE)), 0);
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_FACE, std::string("UPDATE ") + gszTableRecVolume + " SET uuid = 'x'"),
+              0);
+    EXPECT_EQ(adopt("--yes").exitCode, 4);
+}

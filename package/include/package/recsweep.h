@@ -39,6 +39,24 @@ VX_API REC_VOLUME CheckRecVolume(const std::string& dbPath, std::string* why) no
 /// @return 0; -1 (logged): they do not belong together.
 [[nodiscard]] VX_API int BindRecVolume(const std::string& dbPath) noexcept;
 
+/// What would follow from giving rec/ the mark of the databases.
+enum class REC_ADOPT {
+    OK,      ///< rec/ has no mark, or one of no database here: it can take theirs
+    SAME,    ///< it has theirs already
+    UNBOUND, ///< no database has a mark: the first recording binds them
+    MIXED,   ///< the databases have different marks
+    FAILED,  ///< logged
+};
+struct RecAdoption {
+    bool hasMark = false;  ///< rec/ bears another mark, which is lost
+    long long rows = 0;    ///< live rows with a file
+    long long missing = 0; ///< those whose file is not there: vx event repair gives them up
+};
+
+/// Gives rec/ the mark of the databases when their own volume is lost for good. No row and no file changes.
+/// @param go  false: only finds out
+VX_API REC_ADOPT AdoptRecVolume(bool go, RecAdoption& adoption) noexcept;
+
 /// Free and total megabytes of the volume of a folder. @return 0; -1 (logged).
 [[nodiscard]] VX_API int GetVolumeSpaceMB(const std::string& path, long long& freeMB,
                                           long long& totalMB) noexcept;

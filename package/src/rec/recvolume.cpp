@@ -2,15 +2,19 @@
 // package/src/rec/recvolume.cpp - the mark by which a database and its volume know each other.
 #include <fcntl.h>
 #include <sys/random.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <exception>
+#include <set>
 
 #include "package/recsweep.h"
 #include "package/root.h"
 #include "pkglog.h"
+#include "reccheck_internal.h"
 #include "recrows_internal.h"
 #include "unique_fd.h"
 
@@ -70,8 +74,9 @@ std::string NewMark()
     return text;
 }
 
-/// Puts a mark on the volume unless somebody else was faster; `mark` is then what stands there.
-int MarkVolume(std::string& mark)
+/// Puts a mark on the volume in place of the one it has, or a new mark (text "") unless somebody else was
+/// faster; `mark` is then what stands there.
+int MarkVolume(const std::string& given, std::string& mark)
 {
     if (GetPackageDir(PackageDir::REC).empty()) {
         return -1;
@@ -79,11 +84,12 @@ int MarkVolume(std::string& mark)
     const std::string path = MarkPath();
     const std::string temporary = path + "." + std::to_string(::getpid());
     const UniqueFd fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0640));
-    const std::string text = NewMark() + "\n";
+    const std::string text = (given.empty() ? NewMark() : given) + "\n";
     const bool isWritten = fd.Get() >= 0 && text.size() > 1 &&
                            ::write(fd.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
                            ::fsync(fd.Get()) == 0 &&
-                           (::link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST);
+                           (!given.empty() ? ::rename(temporary.c_str(), path.c_str()) == 0
+                                           : ::link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST);
     const int error = errno;
     ::unlink(temporary.c_str());
     errno = error;
@@ -100,15 +106,33 @@ std::string Explain(REC_VOLUME state, const std::string& dbPath)
         return rec + ": the volume has recordings of an earlier database, and [" + dbPath +
                "] is new; restore the database, or take the files in with vx event repair";
     case REC_VOLUME::NO_VOLUME:
-        return rec + ": the volume of database [" + dbPath + "] is not there; mount it";
+        return rec + ": the volume of database [" + dbPath +
+               "] is not there; mount it, or if it is lost for good see vx event adopt";
     case REC_VOLUME::OTHER:
-        return rec + ": it is not the volume of database [" + dbPath + "]; mount the right one";
+        return rec + ": it is not the volume of database [" + dbPath +
+               "]; mount the right one, or if that is lost for good see vx event adopt";
     case REC_VOLUME::UNREADABLE:
         return rec + ": its mark or that of database [" + dbPath + "] cannot be read; see vx log tail";
     case REC_VOLUME::SAME:
         break;
     }
     return {};
+}
+
+/// Counts the live rows with a file, and those whose file is not there.
+int CountMissing(const RecDatabase& db, RecFiles& files, RecAdoption& adoption)
+{
+    RecRows rows;
+    if (rows.Load(db.path, std::string("SELECT path FROM ") + RecTableOf(db.kind).table +
+                               " WHERE mark_as_del = 0 AND path <> ''") != 0) {
+        return -1;
+    }
+    struct stat info {};
+    while (rows.Next()) {
+        ++adoption.rows;
+        adoption.missing += files.Stat(rows.Text("path"), info) == REC_FILE::OK ? 0 : 1;
+    }
+    return 0;
 }
 
 } // namespace
@@ -148,7 +172,7 @@ try {
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to bind volume and database: %s.\n", why.c_str());
         return -1;
     }
-    if ((state == REC_VOLUME::NEW_DB ? ReadVolumeMark(mark) : MarkVolume(mark)) != 0) {
+    if ((state == REC_VOLUME::NEW_DB ? ReadVolumeMark(mark) : MarkVolume("", mark)) != 0) {
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to mark the volume by [%s]: %m.\n",
                 MarkPath().c_str());
         return -1;
@@ -158,4 +182,41 @@ try {
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to bind volume and database [%s].\n", error.what());
     return -1;
+}
+
+REC_ADOPT AdoptRecVolume(bool go, RecAdoption& adoption) noexcept
+try {
+    RecFiles files;
+    std::string ofVolume;
+    if (files.Open() != 0 || ReadVolumeMark(ofVolume) != 0) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to read the volume mark [%s]: %m.\n",
+                MarkPath().c_str());
+        return REC_ADOPT::FAILED;
+    }
+    std::set<std::string> marks;
+    for (const RecDatabase& db : ListRecDatabases()) {
+        std::string mark;
+        if (ReadDBMark(db.path, mark) != 0 || CountMissing(db, files, adoption) != 0) {
+            return REC_ADOPT::FAILED;
+        }
+        if (!mark.empty()) {
+            marks.insert(mark);
+        }
+    }
+    if (marks.size() != 1) {
+        return marks.empty() ? REC_ADOPT::UNBOUND : REC_ADOPT::MIXED;
+    }
+    if (ofVolume == *marks.begin()) {
+        return REC_ADOPT::SAME;
+    }
+    adoption.hasMark = !ofVolume.empty();
+    if (go && MarkVolume(*marks.begin(), ofVolume) != 0) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to mark the volume by [%s]: %m.\n",
+                MarkPath().c_str());
+        return REC_ADOPT::FAILED;
+    }
+    return REC_ADOPT::OK;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to adopt a volume [%s].\n", error.what());
+    return REC_ADOPT::FAILED;
 }
