@@ -101,7 +101,7 @@ bool SegmentRecorder::StartsSegment(const RecordFrame& frame) const
     const bool timeIsOver = m_options.segmentSec > 0 &&
                             static_cast<double>(frame.ptsUs - m_startUs) / US_PER_SEC >= m_options.segmentSec;
     const bool changed = frame.format != m_pVideoFormat && *frame.format != *m_pVideoFormat;
-    return timeIsOver || changed || m_cutSoon ||
+    return timeIsOver || changed || m_cutSoon || m_isRotated ||
            (m_options.place.file.empty() && frame.epoch != m_segmentEpoch);
 }
 
@@ -131,7 +131,7 @@ Trouble SegmentRecorder::AddAudio(RecordFrame&& frame)
                             static_cast<double>(frame.ptsUs - m_startUs) / US_PER_SEC >= m_options.segmentSec;
     const bool changed =
         m_pAudioFormat != nullptr && frame.format != m_pAudioFormat && *frame.format != *m_pAudioFormat;
-    if (!m_writer.IsOpen() || timeIsOver || changed) {
+    if (!m_writer.IsOpen() || timeIsOver || changed || m_isRotated) {
         m_baseUs = m_startUs = frame.ptsUs;
         m_pAudioFormat = frame.format;
         if (Trouble trouble = OpenFile(frame, nullptr, m_pAudioFormat.get())) {
@@ -219,6 +219,7 @@ Trouble SegmentRecorder::OpenFile(const RecordFrame& first, const StreamFormat* 
         return trouble;
     }
     m_lastWallSec = m_notedWallSec = first.wallSec;
+    m_isRotated = false;
     ++m_counts.segments;
     return m_writer.Open(fd, path, pVideo, pAudio);
 }
@@ -248,8 +249,8 @@ void SegmentRecorder::NoteProgress(long long wallSec)
 {
     if (m_options.pEvents != nullptr && wallSec - m_notedWallSec >= NOTE_SEC) {
         m_notedWallSec = wallSec;
-        static_cast<void>(
-            m_options.pEvents->Progress()); // logged; the next note, or the end, makes up for it
+        m_isRotated =
+            m_options.pEvents->Progress() == 1; // -1 is logged; the next note, or the end, makes up for it
     }
 }
 

@@ -86,6 +86,7 @@ private:
     int m_segmentEpoch = 0;
     long long m_lastWallSec = 0;  ///< of the last frame that was written
     long long m_notedWallSec = 0; ///< when the event's size was last noted
+    bool m_isRotated = false; ///< the open event was marked or deleted: what follows belongs into a new one
     bool m_complete = false;
     RecorderCounts m_counts;
 };

@@ -29,9 +29,17 @@ bool WaitForEvents(int count)
     return false;
 }
 
+bool WaitForLive()
+{
+    for (int tries = 0; tries < 200 && Live().empty(); ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return !Live().empty();
+}
+
 } // namespace
 
-// Catches: a killed recorder that leaves a file without a row or an event that stays open for good; a second
+// Catches: recording into an event that rotation has marked; a killed recorder that leaves a file without a row or an event that stays open for good; a second
 // recorder of one camera; a recording that is not playable or whose row says another size; a volume that is
 // filled while it is not the database's.
 TEST(RecordEventTest, EventsOutliveTheirRecorder)
@@ -61,6 +69,15 @@ TEST(RecordEventTest, EventsOutliveTheirRecorder)
     EXPECT_EQ(Select("SELECT COUNT(*) AS x FROM event WHERE end_time < start_time OR size = 0"), "0");
     EXPECT_EQ(DecodeComplaints((Rec() / Select("SELECT path AS x FROM event ORDER BY id LIMIT 1")).string()),
               "");
+    EXPECT_EQ(VxDB::Execute(VxDB::DB_EVENT, "UPDATE event SET mark_as_del = 1;"), 0);
+    VxProcess recorder({"record", "--camera", "1", "--key", key, "--segment", "1000"});
+    for (const char* const rotate : {"UPDATE event SET mark_as_del = 1;", "DELETE FROM event;"}) {
+        ASSERT_TRUE(WaitForLive()) << recorder.Finish(0).err << "what is recorded goes where nobody finds it";
+        EXPECT_EQ(VxDB::Execute(VxDB::DB_EVENT, rotate), 0);
+    }
+    EXPECT_TRUE(WaitForLive());
+    recorder.Signal(SIGTERM);
+    EXPECT_EQ(recorder.Finish().exitCode, 0);
     fs::rename(Rec(), root.Path() / "unmounted");
     EXPECT_EQ(RunVx(record).exitCode, 4);
     EXPECT_EQ(fs::exists(Rec()) ? CountFiles() : 0, 0);

@@ -43,7 +43,8 @@ public:
     /// @return 0; -1 (logged): no file and no row remain.
     [[nodiscard]] int Create(std::int64_t startTime, const std::string& extension, int& fd,
                              std::string& path) noexcept;
-    /// Notes how large the file has become, so that rotation counts it. @return 0; -1 (logged).
+    /// Notes how large the file has become, so that rotation counts it.
+    /// @return 0; 1: the event was marked or deleted meanwhile, what follows belongs into a new one; -1 (logged).
     [[nodiscard]] int Progress() noexcept;
     /// Closes the event with the size of its file, which is complete. An event that was deleted meanwhile
     /// stays deleted. @return 0; -1 (logged): the next start closes it.

@@ -82,16 +82,21 @@ struct EventRecorder::Impl {
     std::string name; ///< of the open file, below rec/
 
     /// Stores the size of the file, and its end unless that is 0. A row or a file that has gone stays gone.
+    /// @return 0; 1: the event is marked or has gone; -1
     int Update(std::int64_t endTime)
     {
         struct stat info {};
         if (const REC_FILE found = files.Stat(name, info); found != REC_FILE::OK) {
-            return found == REC_FILE::GONE ? 0 : -1;
+            return found == REC_FILE::GONE ? 1 : -1;
         }
-        return VxDB::Executep(dbPath, std::string("UPDATE ") + gszTableEvent +
-                                          " SET size = " + std::to_string(info.st_size) +
-                                          (endTime > 0 ? ", end_time = " + std::to_string(endTime) : "") +
-                                          " WHERE id = " + std::to_string(eventId) + ";");
+        RecRows rows;
+        if (rows.Load(dbPath,
+                      std::string("UPDATE ") + gszTableEvent + " SET size = " + std::to_string(info.st_size) +
+                          (endTime > 0 ? ", end_time = " + std::to_string(endTime) : "") +
+                          " WHERE id = " + std::to_string(eventId) + " RETURNING mark_as_del;") != 0) {
+            return -1;
+        }
+        return rows.Next() && rows.Int("mark_as_del") == 0 ? 0 : 1;
     }
 
     /// Makes the file; the name was noted before.
@@ -204,7 +209,7 @@ try {
     }
     const int result = m_pImpl->Update(std::max<std::int64_t>({1, m_pImpl->startTime, endTime}));
     m_pImpl->eventId = 0;
-    return result;
+    return std::min(result, 0);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to close an event [%s].\n", error.what());
     return -1;
