@@ -36,11 +36,15 @@ string(REGEX REPLACE "/$" "" VX_PC_PREFIX "${VX_PC_PREFIX}")
 foreach(_target vxpackage vxutil)
     get_property(_public GLOBAL PROPERTY VX_PUBLIC_PC_${_target})
     get_property(_private GLOBAL PROPERTY VX_PRIVATE_PC_${_target})
-    if(BUILD_SHARED_LIBS)
-        set(_private "") # pkg-config wants to find them even where they are not linked
-    endif()
     list(JOIN _public " " VX_PC_REQUIRES)
-    list(JOIN _private " " VX_PC_REQUIRES_PRIVATE)
+    # By their -l flags, not by their names: pkg-config would then ask for all that those link in turn, and Debian
+    # does not install that with them.
+    set(VX_PC_LIBS_PRIVATE "")
+    if(NOT BUILD_SHARED_LIBS AND _private)
+        find_package(PkgConfig REQUIRED)
+        execute_process(COMMAND ${PKG_CONFIG_EXECUTABLE} --libs ${_private} OUTPUT_VARIABLE VX_PC_LIBS_PRIVATE
+            OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    endif()
     configure_file(cmake/${_target}.pc.in ${_target}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${_target}.pc DESTINATION ${VX_PC_DIR} COMPONENT development)
 endforeach()
