@@ -36,13 +36,15 @@ int RuleSchedule::Set(const std::string& text, std::string* pError)
 const std::string& RuleSchedule::Text() const noexcept
 {
     static const std::string EMPTY;
-    return m_pContent != nullptr ? m_pContent->text : EMPTY;
+    const Content* const pContent = m_pContent.get();
+    return pContent != nullptr ? pContent->text : EMPTY;
 }
 
 const WeeklySchedule& RuleSchedule::Get() const noexcept
 {
     static const WeeklySchedule ALWAYS;
-    return m_pContent != nullptr ? m_pContent->schedule : ALWAYS;
+    const Content* const pContent = m_pContent.get();
+    return pContent != nullptr ? pContent->schedule : ALWAYS;
 }
 
 int ActionRule::SetSchedule(RuleSchedule& schedule, const std::string& text, std::string* pError) noexcept

@@ -46,7 +46,7 @@ RotateTarget::Maker MakerOf(const RecTask& task)
 {
     const RotLimits limits = task.GetLimits();
     const int id = task.GetId();
-    const std::string name = task.GetName();
+    const std::string& name = task.GetName();
     const auto fill = [limits, id](auto settings) {
         settings.SetId(id);
         settings.SetLimits(limits);

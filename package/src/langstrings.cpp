@@ -42,7 +42,7 @@ std::string InstalledDir()
             break;
         }
         dir.resize(slash);
-        if (const std::string texts = dir + "/share/vxutil/texts"; ::access(texts.c_str(), R_OK) == 0) {
+        if (std::string texts = dir + "/share/vxutil/texts"; ::access(texts.c_str(), R_OK) == 0) {
             return texts;
         }
     }

@@ -30,7 +30,7 @@ std::string NameOf(const std::string& path)
 std::string TakePart(std::string_view& rest)
 {
     const std::size_t slash = rest.find('/');
-    const std::string part(rest.substr(0, slash));
+    std::string part(rest.substr(0, slash));
     rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
     return part;
 }
