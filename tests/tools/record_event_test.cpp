@@ -15,11 +15,12 @@ using namespace rec;
 namespace {
 
 constexpr int ROUNDS = 3;
+constexpr int MAX_TRIES = 600; ///< a minute
 
-/// Waits until as many events were made. @return false after twenty seconds without them.
+/// Waits until as many events were made. @return false after a minute without them.
 bool WaitForEvents(int count)
 {
-    for (int tries = 0; tries < 200; ++tries) {
+    for (int tries = 0; tries < MAX_TRIES; ++tries) {
         const std::string found = Select("SELECT COUNT(*) AS x FROM event WHERE size > 0 OR end_time = 0");
         if (std::atoi(found.c_str()) >= count) {
             return true;
@@ -31,7 +32,7 @@ bool WaitForEvents(int count)
 
 bool WaitForLive()
 {
-    for (int tries = 0; tries < 200 && Live().empty(); ++tries) {
+    for (int tries = 0; tries < MAX_TRIES && Live().empty(); ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     return !Live().empty();
@@ -39,9 +40,9 @@ bool WaitForLive()
 
 } // namespace
 
-// Catches: recording into an event that rotation has marked; a killed recorder that leaves a file without a row or an event that stays open for good; a second
-// recorder of one camera; a recording that is not playable or whose row says another size; a volume that is
-// filled while it is not the database's.
+// Catches: recording into an event that rotation has marked; a killed recorder that leaves a file without a row or an
+// event that stays open for good; a second recorder of one camera; a recording that is not playable or whose row says
+// another size; a volume that is filled while it is not the database's.
 TEST(RecordEventTest, EventsOutliveTheirRecorder)
 {
     if (!HasFfmpeg()) {
