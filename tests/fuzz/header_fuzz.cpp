@@ -65,7 +65,9 @@ void Scribble(FuzzedDataProvider& input, ShmStreamFifo& fifo)
     const auto at = input.ConsumeIntegralInRange<std::size_t>(sizeof(VxRbMutex), sizeof(ShmStreamFifo) - 1);
     const std::vector<std::uint8_t> bytes = input.ConsumeBytes<std::uint8_t>(
         input.ConsumeIntegralInRange<std::size_t>(1, std::min<std::size_t>(64, sizeof(ShmStreamFifo) - at)));
-    std::memcpy(reinterpret_cast<unsigned char*>(&fifo) + at, bytes.data(), bytes.size());
+    if (!bytes.empty()) {
+        std::memcpy(reinterpret_cast<unsigned char*>(&fifo) + at, bytes.data(), bytes.size());
+    }
 }
 
 void ScribbleFrame(FuzzedDataProvider& input, int key)
