@@ -50,7 +50,8 @@ void UseAsReader(ShmFifoReader& reader, int lastId)
     ESFormat format;
     static_cast<void>(reader.FillVdoFmt(format));
     static_cast<void>(reader.FillAdoFmt(format));
-    static_cast<void>(fifo.GetReadBPS() + fifo.GetWriteFPS());
+    static_cast<void>(fifo.GetReadBPS());
+    static_cast<void>(fifo.GetWriteFPS());
 }
 
 void WriteFrame(ShmStreamFifo& fifo, int size, int flags)
