@@ -38,10 +38,10 @@ const char* FrameTypeName(int flags) noexcept
     return (flags & FRAME_NON_KEY) != 0 ? "Non-key-frame" : "Unknown";
 }
 
-int AddToKey(int key, int n) noexcept
+/// The sum of words that another process may have scribbled over; a key past the end is negative, refused.
+int AddWrapping(int a, int b) noexcept
 {
-    return static_cast<int>(static_cast<unsigned>(key) +
-                            static_cast<unsigned>(n)); // past the end: negative, refused
+    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
 
 } // namespace
@@ -174,7 +174,7 @@ void ShmEntryHandler::FreeMem() noexcept
 void ShmEntryHandler::RemoveLeftover(int headerKey) const noexcept
 {
     const int key = ShmLoad(m_key);
-    if (key <= headerKey || key - headerKey > SHM_FIFO_MAX_COUNT) {
+    if (key <= headerKey || std::int64_t{key} - headerKey > SHM_FIFO_MAX_COUNT) {
         return;
     }
     const int shmId = FindSegment(key);
@@ -216,12 +216,12 @@ void ShmStreamFifo::Init(int keyBase, int entrySize, int fifoCnt) noexcept
         DATA_ENTRY_INFO& slot = m_entryArr[made];
         ShmStore(slot.id, SHM_FIFO_NO_FRAME_ID);
         DataEntry* const pEntry =
-            m_handlerArr[made].GetDataEntry(AddToKey(keyBase, attempt), entrySize, made);
+            m_handlerArr[made].GetDataEntry(AddWrapping(keyBase, attempt), entrySize, made);
         if (pEntry == nullptr) {
             VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_NOTICE, "Init DataEntryArr failed [Idx:%d]\n", made);
             continue;
         }
-        ShmStore(slot.generation, ShmLoad(slot.generation) + 1);
+        ShmStore(slot.generation, AddWrapping(ShmLoad(slot.generation), 1));
         ShmStore(slot.capacity, entrySize);
         ShmStore(slot.entry, pEntry);
         ++made;
@@ -296,7 +296,7 @@ ShmStreamFifo* ShmFifoHandler::GetStreamFifo(int key, int entrySize, int fifoCnt
         return nullptr;
     }
     m_shmId = shmId;
-    m_pFifo->Init(AddToKey(key, 1), entrySize, fifoCnt);
+    m_pFifo->Init(AddWrapping(key, 1), entrySize, fifoCnt);
     if (m_prefault) {
         static_cast<void>(m_pFifo->MakeResident()); // logged there; slower at first, not wrong
     }
@@ -382,8 +382,9 @@ int ShmStreamFifo::GetWritableEntryIdx() noexcept
 int ShmStreamFifo::KeyForResize(int idx) const noexcept
 {
     const int ownKey = m_handlerArr[idx].GetKey();
-    const int key = AddToKey(ShmLoad(m_keyBase), idx);
-    if (ownKey < key || ownKey - key >= SHM_FIFO_MAX_COUNT) {
+    const int key = AddWrapping(ShmLoad(m_keyBase), idx);
+    const std::int64_t ahead = std::int64_t{ownKey} - key;
+    if (ahead < 0 || ahead >= SHM_FIFO_MAX_COUNT) {
         return -1;
     }
     const int count = SafeFifoCnt();
@@ -410,7 +411,7 @@ int ShmStreamFifo::ResizeEntryIfTooSmall(int idx, int size) noexcept
         return 0;
     }
     DataEntry* const pEntry = m_handlerArr[idx].GetDataEntry(KeyForResize(idx), size, idx);
-    ShmStore(pSlot->generation, ShmLoad(pSlot->generation) + 1);
+    ShmStore(pSlot->generation, AddWrapping(ShmLoad(pSlot->generation), 1));
     ShmFullBarrier();
     ShmStore(pSlot->capacity, pEntry != nullptr ? size : 0);
     ShmStore(pSlot->entry, pEntry);

@@ -210,7 +210,8 @@ try {
     bool good = RemoveLogged(snapshot.header);
     for (const ShmSlotSnapshot& slot : snapshot.slots) {
         ShmSegmentInfo left;
-        const bool isOurs = slot.segment.key > key && slot.segment.key - key <= SHM_FIFO_MAX_COUNT;
+        const bool isOurs =
+            slot.segment.key > key && std::int64_t{slot.segment.key} - key <= SHM_FIFO_MAX_COUNT;
         if (isOurs && LookUp(slot.segment.key, left) && left.id == slot.segment.id) {
             good = RemoveLogged(left) && good;
         }
