@@ -19,8 +19,7 @@ bool Agreed(std::string_view verb, const std::string& question, bool yes)
     if (::isatty(STDIN_FILENO) == 0) {
         Fail(EXIT_REFUSED, verb, "nobody to ask; use --yes");
     }
-    fmt::print("{} [y/N] ", question);
-    std::fflush(stdout);
+    fmt::print(stderr, "{} [y/N] ", question); // standard output may be a file, or JSON
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "yes";

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// Asks "QUESTION [y/N] ". Ends the verb when there is nobody to ask.
+/// Asks "QUESTION [y/N] " on standard error. Ends the verb when there is nobody to ask.
 ///
 /// @param yes  the option --yes: do not ask
 /// @return whether to go on.

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/fifo_rm.cpp - vx fifo rm: removes the segments that a dead writer left.
 #include <CLI/CLI.hpp>
-#include <unistd.h>
-
 #include <fmt/format.h>
 #include <json/value.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <memory>
 
+#include "agree.h"
 #include "fail.h"
 #include "fifo_common.h"
 #include "fifo_facts.h"
@@ -78,21 +76,6 @@ void RefuseIfUsed(const FifoFacts& facts, const std::vector<ShmRow>& segments)
          KeyText(facts.key), who.empty() ? "processes of other users" : who);
 }
 
-bool Agreed(const Options& options, const std::vector<ShmRow>& segments)
-{
-    if (options.yes) {
-        return true;
-    }
-    if (::isatty(STDIN_FILENO) == 0) {
-        Fail(EXIT_REFUSED, "fifo rm", "key {}: nobody to ask; use --yes", KeyText(options.key));
-    }
-    fmt::print("Remove {} segments? [y/N] ", segments.size());
-    std::fflush(stdout);
-    std::string answer;
-    std::getline(std::cin, answer);
-    return answer == "y" || answer == "yes";
-}
-
 void Print(const FifoFacts& facts, const std::vector<ShmRow>& segments, const char* verb)
 {
     fmt::print("{} the FIFO under {}: {} segments, {}, made by process {}\n", verb, KeyText(facts.key),
@@ -135,7 +118,8 @@ void Run(const Options& options)
     if (!options.json) {
         Print(facts, segments, options.dryRun ? "Would remove" : "To be removed:");
     }
-    const bool go = !options.dryRun && Agreed(options, segments);
+    const bool go = !options.dryRun &&
+                    Agreed("fifo rm", fmt::format("Remove {} segments?", segments.size()), options.yes);
     if (go) {
         Remove(facts, segments);
     }

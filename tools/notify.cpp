@@ -11,12 +11,11 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iostream>
-#include <iterator>
 #include <limits>
 #include <memory>
 
 #include "fail.h"
+#include "input_file.h"
 #include "mime_message.h"
 #include "notificationutils.h"
 #include "nouns.h"
@@ -43,16 +42,7 @@ struct Options {
 
 std::string ReadAll(const std::string& path)
 {
-    std::ifstream file;
-    if (path != "-") {
-        file.open(path, std::ios::binary);
-    }
-    std::istream& in = path == "-" ? std::cin : file;
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad() || (path != "-" && !file.is_open())) {
-        Fail(EXIT_UNREACHABLE, VERB, "{}: cannot be read: {}", path, std::strerror(errno));
-    }
-    return bytes;
+    return InputFile(VERB, path).ReadAll();
 }
 
 MailAddress AddressOf(const std::string& text)

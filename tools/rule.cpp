@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/rule.cpp - vx rule list, show, enable, disable and rm: the rules that there are.
 #include <CLI/CLI.hpp>
-#include <unistd.h>
-
 #include <fmt/format.h>
 
-#include <iostream>
 #include <memory>
 
 #include "actruleutils.h"
 #include "actruleverdict.h"
+#include "agree.h"
 #include "fail.h"
 #include "package/json.h"
 #include "rule_common.h"
@@ -47,7 +45,7 @@ Json::Value RulesJson(const std::list<ActionRule>& rules, bool withSecrets)
 
 void List(const Options& options)
 {
-    const std::list<ActionRule> rules = FindRules("rule list", "");
+    const std::list<ActionRule> rules = AllRules("rule list");
     if (options.json) {
         PrintJson(RulesJson(rules, options.showSecrets));
         return;
@@ -102,21 +100,6 @@ void SetEnabled(const Options& options, const char* verb, bool enabled)
     }
 }
 
-bool Agreed(const Options& options, std::size_t count)
-{
-    if (options.yes) {
-        return true;
-    }
-    if (::isatty(STDIN_FILENO) == 0) {
-        Fail(EXIT_REFUSED, "rule rm", "{}: nobody to ask; use --yes", options.ids);
-    }
-    fmt::print("Remove {} rule(s)? [y/N] ", count);
-    std::fflush(stdout);
-    std::string answer;
-    std::getline(std::cin, answer);
-    return answer == "y" || answer == "yes";
-}
-
 void Remove(const Options& options)
 {
     const std::list<ActionRule> rules = FindRules("rule rm", options.ids);
@@ -127,7 +110,8 @@ void Remove(const Options& options)
                        Printable(rule.GetName()));
         }
     }
-    const bool go = !options.dryRun && Agreed(options, rules.size());
+    const bool go =
+        !options.dryRun && Agreed("rule rm", fmt::format("Remove {} rule(s)?", rules.size()), options.yes);
     ActRuleFilterRule filter;
     filter.ids = options.ids;
     if (go && DelActRuleByFilter(filter, OperatorName()) != 0) {

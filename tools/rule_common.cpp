@@ -7,13 +7,11 @@
 
 #include <charconv>
 #include <cstdlib>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <set>
 
 #include "actruleutils.h"
 #include "fail.h"
+#include "input_file.h"
 #include "package/db.h"
 #include "package/idtext.h"
 #include "package/json.h"
@@ -38,16 +36,20 @@ void ReachRules(std::string_view verb)
     Reach(verb, {});
 }
 
+std::list<ActionRule> AllRules(std::string_view verb)
+{
+    ReachRules(verb);
+    return GetActRuleByFilter({});
+}
+
 std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids)
 {
     std::set<int> wanted;
-    if (StringToIdSet(ids, wanted) != 0) {
+    if (StringToIdSet(ids, wanted) != 0 || wanted.empty()) {
         Fail(EXIT_USAGE, verb, "[{}]: ids joined by commas are expected, such as 3,5", ids);
     }
     ActRuleFilterRule filter;
-    if (!wanted.empty()) {
-        filter.ids = ids;
-    }
+    filter.ids = ids;
     Reach(verb, filter);
     std::list<ActionRule> rules = GetActRuleByFilter(filter);
     for (const ActionRule& rule : rules) {
@@ -73,20 +75,33 @@ Json::Value RuleJson(const ActionRule& rule, bool withSecrets)
     return json;
 }
 
+std::string UnknownField(const Json::Value& json)
+{
+    static const Json::Value RULE = ActionRule().GetJson();
+    static const Json::Value EVENT = ActionRuleEvent().GetJson();
+    const auto find = [](const Json::Value& given, const Json::Value& known) {
+        for (const std::string& name :
+             given.isObject() ? given.getMemberNames() : std::vector<std::string>()) {
+            if (!known.isMember(name)) {
+                return "there is no field \"" + name + "\"";
+            }
+        }
+        return std::string();
+    };
+    std::string unknown = find(json, RULE);
+    const Json::Value events = json.isObject() ? json["events"] : Json::Value();
+    for (Json::ArrayIndex i = 0; unknown.empty() && events.isArray() && i < events.size(); ++i) {
+        unknown = find(events[i], EVENT);
+        unknown = unknown.empty() ? unknown : "event " + std::to_string(i + 1) + ": " + unknown;
+    }
+    return unknown;
+}
+
 Json::Value ReadJsonFile(std::string_view verb, const std::string& path)
 {
-    std::ifstream file;
-    if (path != "-") {
-        file.open(path);
-        if (!file) {
-            Fail(EXIT_UNREACHABLE, verb, "{}: cannot be read: {}", path, std::strerror(errno));
-        }
-    }
-    std::istream& in = path == "-" ? std::cin : file;
-    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     Json::Value json;
     std::string error;
-    if (!JsonRead(text, json, error)) {
+    if (!JsonRead(InputFile(verb, path).ReadAll(), json, error)) {
         Fail(EXIT_USAGE, verb, "{}: not JSON: {}", path, error);
     }
     return json;

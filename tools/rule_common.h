@@ -15,12 +15,17 @@
 /// Ends the verb when the database of the rules cannot be reached.
 void ReachRules(std::string_view verb);
 
-/// The rules with these ids, all of them for an empty text; ends the verb when an id is broken or unknown.
+/// Ends the verb when they cannot be read.
+std::list<ActionRule> AllRules(std::string_view verb);
+/// The rules with these ids; ends the verb when there is no id, or one is broken or unknown.
 std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids);
 ActionRule FindRule(std::string_view verb, int id);
 
 /// The rule as --json prints it. The password: plain with `withSecrets`, else masked.
 Json::Value RuleJson(const ActionRule& rule, bool withSecrets);
+
+/// What is said of the first member, of a rule or of one of its events, that no field has; empty for none.
+std::string UnknownField(const Json::Value& json);
 
 /// All JSON of a file, "-" for standard input; ends the verb when it cannot be read or is no JSON.
 Json::Value ReadJsonFile(std::string_view verb, const std::string& path);

@@ -61,6 +61,9 @@ Json::Value GivenJson(const Options& options, const CLI::App& verb)
         json["password"].asString() == MASKED_SECRET) {
         json.removeMember("password"); // as it is
     }
+    if (const std::string unknown = UnknownField(json); !unknown.empty()) {
+        Fail(EXIT_USAGE, options.verb, "{}; nothing is saved", unknown);
+    }
     json.removeMember("id");
     const auto take = [&](const char* option, const char* field, const Json::Value& value) {
         if (verb.count(option) != 0) {

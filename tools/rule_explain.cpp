@@ -3,12 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <fstream>
-#include <iostream>
 #include <memory>
 
 #include "actruleverdict.h"
 #include "fail.h"
+#include "input_file.h"
 #include "rule_common.h"
 #include "sensor_events.h"
 #include "table.h"
@@ -26,19 +25,12 @@ struct Options {
 SensorCameras ReadState(const std::string& path)
 {
     SensorCameras cameras;
-    std::ifstream file;
     if (path.empty()) {
         return cameras;
     }
-    if (path != "-") {
-        file.open(path);
-        if (!file) {
-            Fail(EXIT_UNREACHABLE, "rule explain", "{}: cannot be read: {}", path, std::strerror(errno));
-        }
-    }
-    std::istream& in = path == "-" ? std::cin : file;
+    InputFile file("rule explain", path);
     std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
+    for (int number = 1; file.NextLine(line); ++number) {
         SensorEvent event;
         std::string error = line.empty() ? "" : ParseSensorEvent(line, event);
         error = error.empty() && !line.empty() ? cameras.Apply(event) : error;

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "actruleutils.h"
@@ -41,42 +42,68 @@ Json::Value ExportJson(const ActionRule& rule, bool withSecrets)
     return json;
 }
 
+/// Writes beside the file and puts it into its place when it is complete: an older export survives a full disk.
+void WriteWhole(const std::string& path, const Json::Value& document)
+{
+    std::error_code none;
+    const auto type = std::filesystem::symlink_status(path, none).type();
+    const bool isFile =
+        type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::regular;
+    const std::string part = isFile ? path + ".unfinished" : path; // a device or a pipe stays what it is
+    const int fd = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    std::FILE* const file = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
+    if (file == nullptr) {
+        Fail(EXIT_UNREACHABLE, "rule export", "{}: cannot be written: {}", part, std::strerror(errno));
+    }
+    PrintJson(document, file);
+    const bool isWritten = std::ferror(file) == 0 && std::fflush(file) == 0 &&
+                           (!isFile || (::fsync(fd) == 0 && std::rename(part.c_str(), path.c_str()) == 0));
+    const int error = errno;
+    std::fclose(file);
+    if (!isWritten) {
+        if (isFile) {
+            ::unlink(part.c_str());
+        }
+        Fail(EXIT_FOUND, "rule export", "{}: not written whole: {}", path, std::strerror(error));
+    }
+}
+
 void Export(const Options& options)
 {
     Json::Value document(Json::objectValue);
     document["format"] = FORMAT;
     Json::Value& rules = document["rules"] = Json::Value(Json::arrayValue);
-    for (const ActionRule& rule : FindRules("rule export", "")) {
+    for (const ActionRule& rule : AllRules("rule export")) {
         rules.append(ExportJson(rule, options.showSecrets));
     }
     if (options.path == "-") {
         PrintJson(document);
         return;
     }
-    const int fd = ::open(options.path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    std::FILE* const file = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
-    if (file == nullptr) {
-        Fail(EXIT_UNREACHABLE, "rule export", "{}: cannot be written: {}", options.path,
-             std::strerror(errno));
-    }
-    PrintJson(document, file);
-    const bool isWritten = std::ferror(file) == 0 && std::fflush(file) == 0 && ::fsync(fd) == 0;
-    const int error = errno;
-    std::fclose(file);
-    if (!isWritten) {
-        Fail(EXIT_FOUND, "rule export", "{}: not written whole: {}", options.path, std::strerror(error));
+    WriteWhole(options.path, document);
+    if (options.json) {
+        Json::Value json(Json::objectValue);
+        json["path"] = options.path;
+        json["rules"] = rules.size();
+        PrintJson(json);
+    } else {
+        fmt::print("Exported {} rule(s)\n", rules.size());
     }
 }
 
 /// One rule of the document; ends the verb and says which rule and field is wrong.
 ActionRule ImportRule(const Json::Value& json, Json::ArrayIndex place)
 {
-    std::string error;
+    Json::Value fields = json;
+    Json::Value sealed;
+    if (fields.isObject()) {
+        fields.removeMember("password_sealed", &sealed);
+    }
     ActionRule rule;
-    if (rule.SetByJson(json, &error) != 0) {
+    std::string error = UnknownField(fields);
+    if (!error.empty() || rule.SetByJson(fields, &error) != 0) {
         Fail(EXIT_FOUND, "rule import", "rule {}: {}; nothing is imported", place + 1, error);
     }
-    const Json::Value& sealed = json["password_sealed"];
     if (!sealed.isNull() && (!sealed.isString() || rule.SetSealedPassword(sealed.asString()) != 0)) {
         Fail(EXIT_FOUND, "rule import",
              "rule {}: field \"password_sealed\" was enciphered on another box or altered; export there with "
@@ -130,6 +157,7 @@ void AddRuleTransferVerbs(CLI::App& rule)
     CLI::App* const exportVerb = rule.add_subcommand("export", "Write all rules as one JSON document");
     exportVerb->add_option("FILE", options->path, "Where to, mode 0600; - (the default) for standard output");
     exportVerb->add_flag("--show-secrets", options->showSecrets, "Passwords in plain text, for another box");
+    exportVerb->add_flag("--json", options->json, "With a FILE: print as JSON what was written");
     exportVerb->callback([options] { Export(*options); });
     CLI::App* const import =
         rule.add_subcommand("import", "Store the rules of such a document: all of them, or none");

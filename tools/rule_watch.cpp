@@ -4,14 +4,13 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <fstream>
-#include <iostream>
 #include <memory>
 
 #include "actrulehistory.h"
 #include "actruleutils.h"
 #include "actruleverdict.h"
 #include "fail.h"
+#include "input_file.h"
 #include "package/db.h"
 #include "rule_common.h"
 #include "sensor_events.h"
@@ -50,7 +49,7 @@ bool Concerns(const ActionRule& rule, const SensorEvent& event) noexcept
 
 class Watcher {
 public:
-    explicit Watcher(const Options& options) : m_options(options), m_rules(FindRules("rule watch", "")) {}
+    explicit Watcher(const Options& options) : m_options(options), m_rules(AllRules("rule watch")) {}
 
     /// Applies one line. @return what is wrong with it; empty when it was judged
     std::string Judge(const std::string& line)
@@ -120,18 +119,10 @@ void Watch(const Options& options)
         Fail(EXIT_UNREACHABLE, "rule watch", "{}: the history cannot be written; vx log tail says why",
              VxDB::GetDBPath(VxDB::DB_LOG));
     }
-    std::ifstream file;
-    if (options.path != "-") {
-        file.open(options.path);
-        if (!file) {
-            Fail(EXIT_UNREACHABLE, "rule watch", "{}: cannot be read: {}", options.path,
-                 std::strerror(errno));
-        }
-    }
-    std::istream& in = options.path == "-" ? std::cin : file;
+    InputFile file("rule watch", options.path);
     std::string line;
     int broken = 0;
-    for (int number = 1; std::getline(in, line); ++number) {
+    for (int number = 1; file.NextLine(line); ++number) {
         const std::string error = line.empty() ? "" : watcher.Judge(line);
         if (!error.empty()) {
             ++broken;

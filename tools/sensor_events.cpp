@@ -30,7 +30,8 @@ RULE_EVENT ParseEventName(const std::string& text) noexcept
 {
     for (int event = 1; event < MAX_EVENT; ++event) {
         const auto value = static_cast<RULE_EVENT>(event);
-        if (text == RuleEventText(value) || text == std::to_string(event)) {
+        const bool isNamed = event <= RULE_EVENT_TIME_LAPSE;
+        if ((isNamed && text == RuleEventText(value)) || text == std::to_string(event)) {
             return value;
         }
     }

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // tools/webhook.cpp - vx webhook list, show and rm: where notifications are posted.
 #include <CLI/CLI.hpp>
-#include <unistd.h>
-
 #include <fmt/format.h>
 
-#include <iostream>
 #include <list>
 #include <memory>
 
+#include "agree.h"
 #include "fail.h"
 #include "package/db.h"
 #include "table.h"
@@ -77,21 +75,6 @@ void Show(const Options& options)
     }
 }
 
-bool Agreed(const Options& options)
-{
-    if (options.yes) {
-        return true;
-    }
-    if (::isatty(STDIN_FILENO) == 0) {
-        Fail(EXIT_REFUSED, "webhook rm", "{}: nobody to ask; use --yes", options.id);
-    }
-    fmt::print("Remove webhook {}? [y/N] ", options.id);
-    std::fflush(stdout);
-    std::string answer;
-    std::getline(std::cin, answer);
-    return answer == "y" || answer == "yes";
-}
-
 void Remove(const Options& options)
 {
     NotificationWebhook webhook = FindWebhook("webhook rm", options.id);
@@ -100,7 +83,8 @@ void Remove(const Options& options)
         fmt::print("{} webhook {} \"{}\"\n", options.dryRun ? "Would remove" : "To be removed:", options.id,
                    Printable(webhook.Get<WEBHOOK_INFO_NAME>()));
     }
-    const bool go = !options.dryRun && Agreed(options);
+    const bool go =
+        !options.dryRun && Agreed("webhook rm", fmt::format("Remove webhook {}?", options.id), options.yes);
     if (go && webhook.Delete() != 0) {
         Fail(EXIT_FOUND, "webhook rm", "{}: cannot be removed; vx log tail says why", options.id);
     }

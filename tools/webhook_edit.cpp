@@ -5,14 +5,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
 
 #include "fail.h"
+#include "input_file.h"
 #include "package/json.h"
 #include "table.h"
 #include "webhook_common.h"
@@ -71,11 +69,6 @@ void NumbersOfNames(const Options& options, Json::Value& json)
         });
 }
 
-std::string ReadAll(std::istream& in)
-{
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 Json::Value ParseRecord(const Options& options, const std::string& what, const std::string& text)
 {
     Json::Value json;
@@ -96,17 +89,11 @@ Json::Value GivenRecord(const Options& options)
     if (!options.record.empty()) {
         return ParseRecord(options, "--record", options.record);
     }
-    if (options.from == "-") {
-        return ParseRecord(options, "standard input", ReadAll(std::cin));
-    }
     if (options.from.empty()) {
         return Json::Value(Json::objectValue);
     }
-    std::ifstream file(options.from, std::ios::binary);
-    if (!file) {
-        Fail(EXIT_UNREACHABLE, options.verb, "{}: cannot be read", options.from);
-    }
-    return ParseRecord(options, options.from, ReadAll(file));
+    return ParseRecord(options, options.from == "-" ? "standard input" : options.from,
+                       InputFile(options.verb, options.from).ReadAll());
 }
 
 /// Sets each member by itself, so that what is wrong can be named with its value.

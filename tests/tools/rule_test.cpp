@@ -65,7 +65,9 @@ TEST_F(RuleToolTest, ExportedWipedAndImportedIsIdentical)
     EXPECT_EQ(Out({"rule", "list"}), "No rules; vx rule add makes one.\n");
     const std::string path = Write("rules.json", exported);
     Out({"rule", "import", path});
+    Out({"rule", "export", path});
     EXPECT_EQ(Out({"rule", "export"}), exported);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(std::ifstream(path).rdbuf()), {}), exported);
     EXPECT_NE(Out({"rule", "show", "2", "--json", "--show-secrets"}).find("s3cret"), std::string::npos);
     Out({"rule", "import", path}); // the ids are taken: the rules come a second time, under new ones
     Json::Value all;
@@ -176,15 +178,24 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
         const char* message;
     } cases[] = {
         {{"rule", "add", "--name", "x", "--schedule", "mon 8:00-9:00"}, 2, "schedule, column 5"},
-        {{"rule", "add", "--name", "x", "--event", "motio"}, 2, "event [motio]"},
+        {{"rule", "add", "--name", "x", "--event", "event"}, 2, "event [event]"},
+        {{"rule", "add", "--name", "x", "--record", R"({"act_tims":5})"}, 2, "no field \"act_tims\""},
         {{"rule", "add", "--event", "motion"}, 2, "name: a rule needs one"},
         {{"rule", "edit", "1", "--record", R"({"act_times":"x"})"}, 2, "field \"act_times\""},
         {{"rule", "edit", "7", "--name", "x"}, 1, "7: there is no such rule"},
         {{"rule", "rm", "1,x"}, 2, "[1,x]: ids joined by commas"},
+        {{"rule", "rm", "", "--yes"}, 2, "[]: ids joined by commas"},
         {{"rule", "rm", "1"}, 4, "nobody to ask"},
         {{"rule", "explain", "1", "--at", "noon"}, 2, "time [noon]"},
         {{"rule", "import", Write("none.json", "{}")}, 2, "not a document that vx rule export writes"},
         {{"rule", "import", "/nonexistent"}, 3, "/nonexistent: cannot be read"},
+        {{"rule", "import", "/"}, 3, "/: cannot be read: Is a directory"},
+        {{"rule", "watch", "/"}, 3, "/: cannot be read: Is a directory"},
+        {{"rule", "import",
+          Write("odd.json", R"({"format":"vx-rules-1","rules":[{},{"events":[{"evt_idd":3}]}]})")},
+         1,
+         "rule 2: event 1: there is no field \"evt_idd\""},
+        {{"rule", "export", "/proc/nowhere"}, 3, "/proc/nowhere.unfinished: cannot be written"},
         {{"rule", "import", Write("torn.json", "{\"rules\": [\n1,")}, 2, "not JSON: Line 2, Column 3: "},
         {{"history", "rm", "--yes"}, 2, "which lines"},
         {{"history", "rm", "7", "--yes"}, 1, "7: there is no such line"},

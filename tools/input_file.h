@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// tools/input_file.h - a file, or standard input, that a verb reads.
+#pragma once
+
+#include <fstream>
+#include <string>
+#include <string_view>
+
+/// Opens a file to read, "-" for standard input. Ends the verb, as unreachable, where it cannot be read, also
+/// when that shows later (a folder, a disk that fails).
+class InputFile {
+public:
+    InputFile(std::string_view verb, const std::string& path);
+
+    /// The next line, without its end. @return false behind the last one
+    bool NextLine(std::string& line);
+    /// All that is left.
+    std::string ReadAll();
+
+private:
+    [[noreturn]] void FailToRead() const;
+
+    std::string_view m_verb;
+    std::string m_path;
+    std::ifstream m_file;
+    std::istream& m_in;
+};
