@@ -16,7 +16,8 @@
 #include "vxlogevent.h"
 #include "vxloglist.h"
 
-/// Which piece of all entries a call writes. Pieces are written in their order to the same path.
+/// Which piece of all entries a call writes. Pieces are written in their order to the same path. On a page each is a
+/// group of rows that a browser lays out at once: a thousand or so are a good piece.
 enum class LogPiece {
     WHOLE, ///< all there are
     FIRST, ///< a new file begins

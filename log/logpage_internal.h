@@ -15,6 +15,9 @@
                                  const char* columns) noexcept;
 [[nodiscard]] int WritePageEnd(const std::string& path) noexcept;
 
+/// Divides one group of a page's rows from the next.
+inline constexpr const char* PAGE_GROUP = "\n</tbody>\n<tbody>\n";
+
 /// Says how many entries a file holds.
 void ReportArchiveFile(const std::string& path, int count) noexcept;
 

@@ -137,6 +137,8 @@ try {
     }
     if (piece != LogPiece::NEXT) {
         AppendEventTitles(file.Text(), langStrings);
+    } else {
+        file.Text() += PAGE_GROUP;
     }
     EventFormatter formatter(langStrings, servers);
     for (const VxLogEvent& event : events) {
@@ -190,6 +192,8 @@ try {
         AppendTitleRow(file.Text(),
                        {langStrings.Get("vx_log", "log_level"), langStrings.Get("vx_log", "log_time"),
                         langStrings.Get("vx_common", "common_user"), langStrings.Get("vx_log", "log_event")});
+    } else {
+        file.Text() += PAGE_GROUP;
     }
     TimeText time;
     for (const VxLogEntry& log : logs) {

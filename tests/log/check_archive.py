@@ -133,4 +133,5 @@ def main(kind, tgz, database, strict=True):
     return 1 if problems else 0
 
 
-sys.exit(main(sys.argv[1], sys.argv[2], sys.argv[3], "--fast" not in sys.argv))
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1], sys.argv[2], sys.argv[3], "--fast" not in sys.argv))

@@ -18,6 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* BROWSER = "/usr/bin/chromium";
+constexpr int BROWSER_MAX_SEC = 400; ///< for a page of a million rows; a quiet machine needs a tenth
+
 class LogArchiveTest : public LogFixture {
 protected:
     void SetUp() override
@@ -41,6 +44,11 @@ protected:
         const std::string check =
             "/usr/bin/python3 " CHECK_ARCHIVE " " + kind + " " + tgz + " " + copy + " " + options + " >&2";
         EXPECT_EQ(std::system(check.c_str()), 0) << check;
+        if (fs::exists(BROWSER)) { // of those packages that only script/bootstrap --all installs
+            const std::string open = "/usr/bin/python3 " CHECK_BROWSER " " + kind + " " + BROWSER + " " +
+                                     tgz + " " + copy + " " + std::to_string(BROWSER_MAX_SEC) + " >&2";
+            EXPECT_EQ(std::system(open.c_str()), 0) << open;
+        }
     }
 };
 
@@ -217,37 +225,8 @@ TEST_F(LogArchiveTest, TextsFallBackToEnglish)
     }
 }
 
-// Catches: a page that a browser shows otherwise than it was written. A browser takes its time, so only where VX_LONG
-// is set.
-TEST_F(LogArchiveTest, ABrowserShowsEveryRow)
-{
-    const char* const browser = "/usr/bin/chromium";
-    if (std::getenv("VX_LONG") == nullptr || !fs::exists(browser)) {
-        GTEST_SKIP() << "VX_LONG is not set, or there is no " << browser;
-    }
-    FillLog("log_event", 3000, ",name,description", ",'<b>&amp;' || i,char(9,10,1) || '</td>'");
-    Keep(VX_ROTATED_LOG_EVENT, Settings(1));
-    ASSERT_EQ(VxLogEventRotater().Run(), 0);
-    const std::string root = m_root.Path().string();
-    const std::string shown = root + "/shown.html";
-    const std::string command =
-        "cd " + root + " && tar xzf archive/*.tgz && timeout 200 " + browser +
-        " --headless --no-sandbox --disable-gpu --disable-dev-shm-usage --user-data-dir=" + root +
-        "/browser --dump-dom file://" + root + "/vigeventlog_20270115_080000.html > " + shown +
-        " 2>/dev/null";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
-    std::ifstream file(shown, std::ios::binary);
-    const std::string dom(std::istreambuf_iterator<char>(file), {});
-    std::size_t rows = 0;
-    for (std::size_t at = 0; (at = dom.find("<td>&lt;b&gt;&amp;amp;", at)) != dom.npos; ++at) {
-        ++rows;
-    }
-    EXPECT_EQ(rows, 3000U);
-    EXPECT_NE(dom.find("<td>\t\n\u2401&lt;/td&gt;</td>"), std::string::npos);
-}
-
 // The main job in its full size: what the time allows only where VX_LONG is set.
-// Catches: memory or a format that gives way somewhere between a few rows and many.
+// Catches: memory or a format that gives way somewhere between a few rows and many, a page that no browser opens.
 TEST_F(LogArchiveTest, AMillionRowsAreArchived)
 {
     const char* const isLong = std::getenv("VX_LONG");
