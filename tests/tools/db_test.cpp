@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/db_test.cpp - vx db, run as its users run it.
 #include <gtest/gtest.h>
-#include <json/value.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "package/db.h"
-#include "package/json.h"
 #include "support/temp_root.h"
 #include "vx_process.h"
 
@@ -32,13 +30,9 @@ protected:
     static Json::Value Entry(std::vector<std::string> args, int exitCode)
     {
         args.insert(args.begin(), "db");
-        args.insert(args.end(), {"system", "--json"});
-        const VxResult result = RunVx(args);
-        EXPECT_EQ(result.exitCode, exitCode) << result.err;
-        Json::Value json;
-        std::string error;
-        EXPECT_TRUE(JsonRead(result.out, json, error)) << error << result.out;
-        EXPECT_EQ(json.size(), 1u) << result.out;
+        args.emplace_back("system");
+        const Json::Value json = VxJson(args, exitCode);
+        EXPECT_EQ(json.size(), 1u) << json;
         return json.isArray() && json.size() == 1 ? json[0] : Json::Value(Json::objectValue);
     }
 
@@ -52,11 +46,9 @@ TEST_F(DbToolTest, AbsentDatabasesAreNoFaultAndStayAbsent)
     for (const char* const verb : {"info", "check", "vacuum"}) {
         EXPECT_EQ(Entry({verb}, 0)["status"], "not made yet") << verb;
         EXPECT_FALSE(std::filesystem::exists(Path())) << verb;
-        const VxResult unknown = RunVx({"db", verb, "sytem"});
-        EXPECT_EQ(unknown.exitCode, 2);
-        EXPECT_NE(unknown.err.find("no database is called 'sytem'"), std::string::npos) << unknown.err;
+        ExpectVx({"db", verb, "sytem"}, 2, "no database is called 'sytem'");
         ::setenv("VX_ROOT", "/proc/nowhere", 1);
-        EXPECT_EQ(RunVx({"db", verb}).exitCode, 3) << "nothing can be said of what cannot be entered";
+        ExpectVx({"db", verb}, 3); // nothing can be said of what cannot be entered
         ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
     }
 }
@@ -73,7 +65,7 @@ TEST_F(DbToolTest, HealthyDatabaseIsToldAndMadeSmaller)
     EXPECT_EQ(full["schemaVersion"], full["knownVersion"]);
     EXPECT_EQ(full["tables"]["webhook"], 3);
     EXPECT_EQ(full["sizeBytes"].asUInt64(), std::filesystem::file_size(Path()));
-    EXPECT_NE(RunVx({"db", "info"}).out.find("webhook 3"), std::string::npos);
+    ExpectVx({"db", "info"}, 0, "webhook 3");
     const Json::Value checked = Entry({"check"}, 0);
     EXPECT_EQ(checked["status"], "ok");
     EXPECT_EQ(checked["problems"].size(), 0u);
@@ -98,17 +90,11 @@ TEST_F(DbToolTest, DamageIsFoundAndSaid)
     const Json::Value checked = Entry({"check"}, 1);
     EXPECT_EQ(checked["status"], "faulty");
     EXPECT_GE(checked["problems"].size(), 1u);
-    const VxResult text = RunVx({"db", "check"});
-    EXPECT_EQ(text.exitCode, 1);
-    EXPECT_NE(text.out.find("system   faulty\n         "), std::string::npos) << text.out;
-    EXPECT_NE(text.out.find("log      not made yet"), std::string::npos)
-        << "the others are looked at as well";
+    ExpectVx({"db", "check"}, 1, "system   faulty\n         ");
+    ExpectVx({"db", "check"}, 1, "log      not made yet"); // the others are looked at as well
 
     std::ofstream(Path()) << "this is no database, and longer than the head of one would have to be, by far";
-    const VxResult foreign = RunVx({"db", "vacuum", "system"});
-    EXPECT_EQ(foreign.exitCode, 1);
-    EXPECT_NE(foreign.err.find("vx db vacuum: "), std::string::npos) << foreign.err;
-    EXPECT_NE(foreign.err.find(Path()), std::string::npos) << foreign.err;
+    ExpectVx({"db", "vacuum", "system"}, 1, "vx db vacuum: database [" + Path());
 }
 
 // Catches: a later version that is changed, or that looks like damage; a mode that lets others read it.
@@ -125,9 +111,7 @@ TEST_F(DbToolTest, LaterVersionAndOpenModeAreTold)
     RunSql("PRAGMA wal_checkpoint(TRUNCATE)");
     EXPECT_EQ(Entry({"info"}, 1)["status"], "faulty");
     for (const char* const verb : {"info", "vacuum"}) {
-        const VxResult result = RunVx({"db", verb, "system"});
-        EXPECT_EQ(result.exitCode, 1);
-        EXPECT_NE(result.err.find("later version"), std::string::npos) << result.err;
+        ExpectVx({"db", verb, "system"}, 1, "later version");
     }
     EXPECT_NE(Entry({"check"}, 1)["problems"][0].asString().find("later version"), std::string::npos);
 }

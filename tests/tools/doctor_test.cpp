@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/doctor_test.cpp - faults planted one at a time, each found by its name and nothing else with it.
 #include <gtest/gtest.h>
-#include <json/value.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -19,7 +18,6 @@
 
 #include "package/dbglog.h"
 #include "package/dbglogctl.h"
-#include "package/json.h"
 #include "package/root.h"
 #include "package/shmcommoncfg.h"
 #include "support/child_process.h"
@@ -81,7 +79,7 @@ struct Patient {
             }
             Forever();
         };
-        auto writer = std::make_shared<ChildProcess>(TestWriter(KEY, write));
+        auto writer = std::make_shared<FifoWriter>(KEY, write);
         EXPECT_EQ(writer->Receive(), 'w');
         keep.push_back(writer);
         return ::shmget(KEY, 0, 0);
@@ -120,7 +118,7 @@ void LeaveSocket(const Patient& box)
 void KillWriter(Patient& box)
 {
     box.Fifo();
-    std::static_pointer_cast<ChildProcess>(box.keep.back())->Kill(SIGKILL);
+    std::static_pointer_cast<FifoWriter>(box.keep.back())->Kill(SIGKILL);
 }
 
 void ScribbleHeader(Patient& box)
@@ -224,17 +222,14 @@ void MakeHealthy(const fs::path& root)
     ::chmod(root.c_str(), 0755);
     ASSERT_EQ(CreateDbgLogCfg(4), 0);
     for (const char* const noun : {"rule", "history"}) { // by a process that ends: here, they would stay open
-        ASSERT_EQ(RunVx({noun, "list"}).exitCode, 0);
+        ExpectVx({noun, "list"});
     }
 }
 
-std::set<std::string> Examine(int& exitCode)
+/// The ids of what the doctor finds.
+std::set<std::string> Examine(int exitCode)
 {
-    const VxResult result = RunVx({"doctor", "--json"});
-    exitCode = result.exitCode;
-    Json::Value json;
-    std::string error;
-    EXPECT_TRUE(JsonRead(result.out, json, error)) << result.out << result.err;
+    const Json::Value json = VxJson({"doctor"}, exitCode);
     std::set<std::string> ids;
     for (const Json::Value& finding : json["findings"]) {
         ids.insert(finding["id"].asString());
@@ -252,7 +247,6 @@ TEST(DoctorTest, EveryPlantedFaultIsFoundByItsName)
     if (!EnterNamespaces()) {
         GTEST_SKIP() << "no namespaces here, so other programs' segments would be found";
     }
-    int exitCode = -1;
     const TempRoot first;
     MakeHealthy(first.Path());
     {
@@ -260,18 +254,16 @@ TEST(DoctorTest, EveryPlantedFaultIsFoundByItsName)
         MakeHealthy(root.Path());
         Patient box{root.Path(), {}};
         box.Fifo();
-        EXPECT_EQ(Examine(exitCode), std::set<std::string>()) << "a healthy box";
-        EXPECT_EQ(exitCode, 0);
+        EXPECT_EQ(Examine(0), std::set<std::string>()) << "a healthy box";
         box.keep.clear();
-        EXPECT_EQ(RunVx({"fifo", "rm", "--yes", std::to_string(KEY)}).exitCode, 0);
+        ExpectVx({"fifo", "rm", "--yes", std::to_string(KEY)});
     }
     for (const Fault& fault : FAULTS) {
         const TempRoot root;
         MakeHealthy(root.Path());
         Patient box{root.Path(), {}};
         fault.plant(box);
-        EXPECT_EQ(Examine(exitCode), std::set<std::string>{fault.id});
-        EXPECT_EQ(exitCode, 1) << fault.id;
+        EXPECT_EQ(Examine(1), std::set<std::string>{fault.id});
         box.keep.clear();
         if (::shmget(KEY, 0, 0) >= 0 || ::shmget(KEY + 1, 0, 0) >= 0) {
             RunVx({"fifo", "rm", "--yes", "--force", std::to_string(KEY)});

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/event_test.cpp - vx camera, task and event: limits as records, events marked, swept, checked.
-#include <json/json.h>
 #include <sys/resource.h>
 
 #include <csignal>
-#include <sstream>
 
 #include "support/child_process.h"
 #include "support/rec_fixture.h"
@@ -17,21 +15,6 @@ namespace {
 
 class EventVerbTest : public ::testing::Test {
 protected:
-    static Json::Value Parse(const VxResult& result)
-    {
-        std::istringstream in(result.out);
-        Json::Value value;
-        std::string problem;
-        EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &problem))
-            << result.out << result.err;
-        return value;
-    }
-    static Json::Value RunJson(std::vector<std::string> args)
-    {
-        args.emplace_back("--json");
-        return Parse(RunVx(args));
-    }
-
     TempRoot m_root;
 };
 
@@ -40,46 +23,40 @@ protected:
 // Catches: an edit that changes what was not named or another group's limits; a limit that is no limit.
 TEST_F(EventVerbTest, LimitsAreRecords)
 {
-    EXPECT_EQ(RunVx({"camera", "add", "front", "--days", "30", "--size", "2000"}).exitCode, 0);
-    EXPECT_EQ(RunVx({"camera", "edit", "1", "--group", "event", "--days", "90"}).exitCode, 0);
-    EXPECT_EQ(RunVx({"camera", "edit", "1", "--size", "0", "--disable"}).exitCode, 0);
-    const Json::Value camera = RunJson({"camera", "show", "1"});
+    ExpectVx({"camera", "add", "front", "--days", "30", "--size", "2000"});
+    ExpectVx({"camera", "edit", "1", "--group", "event", "--days", "90"});
+    ExpectVx({"camera", "edit", "1", "--size", "0", "--disable"});
+    const Json::Value camera = VxJson({"camera", "show", "1"});
     EXPECT_EQ(camera["name"], "front");
     EXPECT_EQ(camera["enabled"], false);
     EXPECT_EQ(camera["groups"]["continuous"]["days"], 30);
     EXPECT_EQ(camera["groups"]["continuous"]["by_size"], false);
     EXPECT_EQ(camera["groups"]["event"]["days"], 90);
-    EXPECT_EQ(RunVx({"task", "add", "iva", "gate", "--camera", "1", "--number", "5"}).exitCode, 0);
-    EXPECT_EQ(RunVx({"task", "edit", "iva", "1", "--on-camera", "true", "--days", "3"}).exitCode, 0);
-    const Json::Value task = RunJson({"task", "show", "iva", "1"});
+    ExpectVx({"task", "add", "iva", "gate", "--camera", "1", "--number", "5"});
+    ExpectVx({"task", "edit", "iva", "1", "--on-camera", "true", "--days", "3"});
+    const Json::Value task = VxJson({"task", "show", "iva", "1"});
     EXPECT_EQ(task["limits"]["number"], 5);
     EXPECT_EQ(task["limits"]["days"], 3);
     EXPECT_EQ(task["on_camera"], true);
-    EXPECT_EQ(RunJson({"task", "limits", "--alert-days", "7", "--reserve", "50"})["reserve_mb"], 50);
-    EXPECT_EQ(RunJson({"task", "limits"})["alert_days"], 7);
-    EXPECT_EQ(RunVx({"camera", "rm", "1"}).exitCode, 4); // nobody to ask
-    EXPECT_EQ(RunVx({"camera", "rm", "1", "--yes"}).exitCode, 0);
-    EXPECT_EQ(RunVx({"task", "rm", "iva", "1", "--yes"}).exitCode, 0);
-    EXPECT_EQ(RunJson({"task", "list"}).size() + RunJson({"camera", "list"}).size(), 0u);
-    const struct {
-        std::vector<std::string> args;
-        int exitCode;
-    } wrong[] = {
-        {{"camera", "add", "x", "--days", "-1"}, 2},
-        {{"camera", "add", "x", "--size", "99999999999"}, 2},
-        {{"camera", "add", "x", "--group", "both"}, 2},
-        {{"camera", "edit", "77", "--days", "1"}, 1},
-        {{"task", "add", "film", "x"}, 2},
-        {{"task", "add", "lapse", "x", "--share", "../etc"}, 2},
-        {{"task", "edit", "lapse", "9", "--days", "1"}, 1},
-        {{"event", "mark", "--yes"}, 2},
-        {{"event", "mark", "--camera", "1", "--yes"}, 2},
-        {{"event", "mark", "1;2", "--yes"}, 2},
-        {{"event", "ls", "--group", "3"}, 2},
-    };
-    for (const auto& [args, exitCode] : wrong) {
-        EXPECT_EQ(RunVx(args).exitCode, exitCode) << args[0] << " " << args[1] << " " << args[2];
-    }
+    EXPECT_EQ(VxJson({"task", "limits", "--alert-days", "7", "--reserve", "50"})["reserve_mb"], 50);
+    EXPECT_EQ(VxJson({"task", "limits"})["alert_days"], 7);
+    ExpectVx({"camera", "rm", "1"}, 4); // nobody to ask
+    ExpectVx({"camera", "rm", "1", "--yes"});
+    ExpectVx({"task", "rm", "iva", "1", "--yes"});
+    EXPECT_EQ(VxJson({"task", "list"}).size() + VxJson({"camera", "list"}).size(), 0u);
+    ExpectUses({
+        {{"camera", "add", "x", "--days", "-1"}, 2, ""},
+        {{"camera", "add", "x", "--size", "99999999999"}, 2, ""},
+        {{"camera", "add", "x", "--group", "both"}, 2, ""},
+        {{"camera", "edit", "77", "--days", "1"}, 1, ""},
+        {{"task", "add", "film", "x"}, 2, ""},
+        {{"task", "add", "lapse", "x", "--share", "../etc"}, 2, ""},
+        {{"task", "edit", "lapse", "9", "--days", "1"}, 1, ""},
+        {{"event", "mark", "--yes"}, 2, ""},
+        {{"event", "mark", "--camera", "1", "--yes"}, 2, ""},
+        {{"event", "mark", "1;2", "--yes"}, 2, ""},
+        {{"event", "ls", "--group", "3"}, 2, ""},
+    });
 }
 
 // Catches: a dry run that removes, a removal nobody agreed to, a list that offers marked events, a sweep that
@@ -89,30 +66,28 @@ TEST_F(EventVerbTest, MarkSweepAndCheck)
     for (int i = 1; i <= 3; ++i) {
         ASSERT_EQ(AddEvent(i, 1000 * i, 1000 * i + 60, std::to_string(i) + "/0/e.mp4", 50), i);
     }
-    EXPECT_EQ(RunJson({"event", "mark", "--before", "2061", "--dry-run"})["count"], 2);
-    EXPECT_EQ(RunVx({"event", "mark", "1"}).exitCode, 4);
+    EXPECT_EQ(VxJson({"event", "mark", "--before", "2061", "--dry-run"})["count"], 2);
+    ExpectVx({"event", "mark", "1"}, 4);
     EXPECT_EQ(Live(), "1 2 3");
-    EXPECT_EQ(RunJson({"event", "mark", "--before", "2061", "--camera", "2", "--yes"})["marked"], 1);
-    EXPECT_EQ(RunJson({"event", "ls"}).size(), 2u);
-    EXPECT_EQ(RunJson({"event", "ls", "--marked"})[0]["path"], "2/0/e.mp4");
-    EXPECT_EQ(RunJson({"event", "sweep", "--dry-run"})[0]["deleted"], 0);
-    EXPECT_EQ(RunVx({"event", "sweep"}).exitCode, 4);
+    EXPECT_EQ(VxJson({"event", "mark", "--before", "2061", "--camera", "2", "--yes"})["marked"], 1);
+    EXPECT_EQ(VxJson({"event", "ls"}).size(), 2u);
+    EXPECT_EQ(VxJson({"event", "ls", "--marked"})[0]["path"], "2/0/e.mp4");
+    EXPECT_EQ(VxJson({"event", "sweep", "--dry-run"})[0]["deleted"], 0);
+    ExpectVx({"event", "sweep"}, 4);
     EXPECT_EQ(CountFiles(), 3);
-    EXPECT_EQ(RunJson({"event", "sweep", "--yes"})[0]["deleted"], 1);
+    EXPECT_EQ(VxJson({"event", "sweep", "--yes"})[0]["deleted"], 1);
     EXPECT_EQ(CountFiles(), 2);
-    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+    ExpectVx({"event", "check"});
     fs::rename(Rec() / "3", m_root.Path() / "folder that was mounted here");
-    const VxResult check = RunVx({"event", "check"});
-    EXPECT_EQ(check.exitCode, 1);
-    EXPECT_NE(check.out.find("R1  event 3: its file [3/0/e.mp4] is gone"), std::string::npos) << check.out;
-    EXPECT_EQ(RunJson({"event", "repair", "--dry-run"})["mended"], 0);
-    EXPECT_EQ(RunJson({"event", "repair", "--yes"})["mended"], 2); // the row, and the counter with it
-    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+    ExpectVx({"event", "check"}, 1, "R1  event 3: its file [3/0/e.mp4] is gone");
+    EXPECT_EQ(VxJson({"event", "repair", "--dry-run"}, 1)["mended"], 0);
+    EXPECT_EQ(VxJson({"event", "repair", "--yes"})["mended"], 2); // the row, and the counter with it
+    ExpectVx({"event", "check"});
     fs::rename(m_root.Path() / "folder that was mounted here",
                Rec() / "3"); // the row was marked, the file stays
-    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
-    EXPECT_EQ(RunVx({"event", "repair", "--yes"}).exitCode, 0);
-    EXPECT_EQ(RunJson({"event", "ls"})[1]["path"], "3/0/e.mp4");
+    ExpectVx({"event", "sweep", "--yes"});
+    ExpectVx({"event", "repair", "--yes"});
+    EXPECT_EQ(VxJson({"event", "ls"})[1]["path"], "3/0/e.mp4");
 }
 
 // Catches: a verb that removes, marks or mends while the volume or the database is not the right one.
@@ -120,28 +95,26 @@ TEST_F(EventVerbTest, NothingIsTouchedWithoutItsVolume)
 {
     ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
     ASSERT_EQ(AddEvent(1, 2000, 2060, "1/0/b.mp4"), 2);
-    ASSERT_EQ(RunVx({"event", "mark", "1", "--yes"}).exitCode, 0);
+    ExpectVx({"event", "mark", "1", "--yes"});
     const std::vector<std::vector<std::string>> verbs = {{"event", "sweep", "--yes"},
                                                          {"event", "mark", "2", "--yes"},
                                                          {"event", "check"},
                                                          {"event", "repair", "--yes"}};
     fs::rename(Rec(), m_root.Path() / "unmounted");
     for (const auto& verb : verbs) {
-        const VxResult result = RunVx(verb);
-        EXPECT_EQ(result.exitCode, 4) << verb[1] << result.out << result.err;
-        EXPECT_NE((result.err + result.out).find("is not there; mount it"), std::string::npos) << verb[1];
+        ExpectVx(verb, 4, "is not there; mount it");
     }
     fs::remove_all(Rec());
     fs::rename(m_root.Path() / "unmounted", Rec());
     std::ofstream(VxDB::GetDBPath(VxDB::DB_LAPSE)) << "no database";
-    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 3);
+    ExpectVx({"event", "sweep", "--yes"}, 3);
     EXPECT_EQ(CountFiles(), 2);
     fs::remove(VxDB::GetDBPath(VxDB::DB_LAPSE));
-    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
+    ExpectVx({"event", "sweep", "--yes"});
     EXPECT_EQ(CountFiles(), 1);
-    ASSERT_EQ(RunVx({"event", "mark", "2", "--yes"}).exitCode, 0);
+    ExpectVx({"event", "mark", "2", "--yes"});
     ASSERT_EQ(VxDB::Execute(VxDB::DB_EVENT, "PRAGMA user_version=999"), 0); // of a later version of vx
-    EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 3);
+    ExpectVx({"event", "sweep", "--yes"}, 3);
     EXPECT_EQ(CountFiles(), 1);
 }
 
@@ -152,7 +125,7 @@ TEST_F(EventVerbTest, ReadOnlyDatabaseRemovesNothing)
         GTEST_SKIP() << "another user's database is made by root";
     }
     ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
-    ASSERT_EQ(RunVx({"event", "mark", "1", "--yes"}).exitCode, 0);
+    ExpectVx({"event", "mark", "1", "--yes"});
     fs::permissions(m_root.Path(), fs::perms::all);
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_root.Path())) {
         const bool isDB = entry.path().string().find("/db") != std::string::npos;
@@ -189,34 +162,36 @@ TEST_F(EventVerbTest, FullDiskRemovesNothing)
     EXPECT_EQ(full.Wait(), 0);
     EXPECT_EQ(Live(), "1");
     EXPECT_EQ(CountFiles(), 1);
-    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+    ExpectVx({"event", "check"});
 }
 
 // Catches: a lost disk that stops recording for ever; a new one that is taken without being asked, or that costs
 // rows; databases of two volumes that are mixed.
 TEST_F(EventVerbTest, AnotherDiskTakesThePlaceOfALostOne)
 {
-    const auto adopt = [](const char* how) { return RunVx({"event", "adopt", how}); };
+    const auto adopt = [](const char* how, int exitCode = 0, const char* says = "") {
+        ExpectVx({"event", "adopt", how}, exitCode, says);
+    };
     ASSERT_EQ(AddEvent(1, 100, 200, "1/0/a.mp4"), 1);
-    EXPECT_NE(adopt("--yes").out.find("already"), std::string::npos);
+    adopt("--yes", 0, "already");
     for (const char* const mark : {"", "77777777777777777777777777777777\n"}) {
         fs::remove_all(Rec());
         fs::create_directory(Rec());
         if (*mark != '\0') {
             std::ofstream(Rec() / ".volume") << mark;
         }
-        EXPECT_EQ(RunVx({"event", "adopt"}).exitCode, 4); // nobody to ask
-        EXPECT_NE(adopt("--dry-run").out.find("1 of 1 recordings have no file"), std::string::npos);
-        EXPECT_EQ(RunVx({"event", "check"}).exitCode, 4);
-        EXPECT_EQ(adopt("--yes").exitCode, 0);
-        EXPECT_EQ(RunVx({"event", "sweep", "--yes"}).exitCode, 0);
+        ExpectVx({"event", "adopt"}, 4); // nobody to ask
+        adopt("--dry-run", 0, "1 of 1 recordings have no file");
+        ExpectVx({"event", "check"}, 4);
+        adopt("--yes");
+        ExpectVx({"event", "sweep", "--yes"});
         EXPECT_EQ(Live(), "1");
-        EXPECT_EQ(RunVx({"event", "check"}).exitCode, 1) << "the row has no file";
+        ExpectVx({"event", "check"}, 1); // the row has no file
     }
-    EXPECT_EQ(RunVx({"event", "repair", "--yes"}).exitCode, 0);
+    ExpectVx({"event", "repair", "--yes"});
     EXPECT_EQ(Live(), "");
     ASSERT_EQ(BindRecVolume(VxDB::GetDBPath(VxDB::DB_FACE)), 0);
     ASSERT_EQ(VxDB::Execute(VxDB::DB_FACE, std::string("UPDATE ") + gszTableRecVolume + " SET uuid = 'x'"),
               0);
-    EXPECT_EQ(adopt("--yes").exitCode, 4);
+    adopt("--yes", 4);
 }

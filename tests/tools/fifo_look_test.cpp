@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_look_test.cpp - vx fifo ls, stat, top and rm on FIFOs of living, dead and foreign makers.
 #include <gtest/gtest.h>
-#include <json/json.h>
 #include <sys/shm.h>
 
 #include <cstdlib>
@@ -16,15 +15,6 @@
 
 namespace {
 
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::string problem;
-    std::istringstream in(text);
-    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &problem)) << problem << text;
-    return value;
-}
-
 class FifoLookTest : public ::testing::Test {
 protected:
     std::string Key(int offset = 0) const { return std::to_string(m_keys.First() + offset); }
@@ -32,9 +22,7 @@ protected:
     /// The entry of our key in the list of all FIFOs of the box; null if there is none.
     Json::Value Listed(const std::string& verb = "ls") const
     {
-        const VxResult result = RunVx({"fifo", verb, "--json"});
-        EXPECT_EQ(result.exitCode, 0) << result.err;
-        for (const Json::Value& one : Parse(result.out)) {
+        for (const Json::Value& one : VxJson({"fifo", verb})) {
             if (one["key"].asInt() == m_keys.First()) {
                 return one;
             }
@@ -42,17 +30,20 @@ protected:
         return {};
     }
 
-    /// A writer that has written `frames` frames and waits.
-    std::function<int(Channel&)> IdleWriter(int frames) const
+    /// What a writer does that has written `frames` frames and waits, once it has said so.
+    static FifoWriter::Work Idle(int frames)
     {
-        return TestWriter(m_keys.First(), [frames](ShmStreamFifo& fifo, Channel& channel) {
+        return [frames](ShmStreamFifo& fifo, Channel& channel) {
             for (int n = 0; n < frames; ++n) {
                 WriteTestFrame(fifo, n);
             }
             channel.Send('W');
             Forever();
-        });
+        };
     }
+
+    /// Removes what a killed writer left.
+    void Remove() const { ExpectVx({"fifo", "rm", Key(), "--yes"}); }
 
     /// A segment of our own, with nothing of a FIFO in it.
     static int Make(int key, std::size_t bytes) { return ::shmget(key, bytes, IPC_CREAT | IPC_EXCL | 0666); }
@@ -64,26 +55,21 @@ protected:
 // Catches: fields that are mixed up, a frame count that is off by one, holders and marks that are not seen.
 TEST_F(FifoLookTest, LivingFifoIsShownAsItIs)
 {
-    ChildProcess writer(IdleWriter(24));
+    FifoWriter writer(m_keys.First(), Idle(24));
     ASSERT_EQ(writer.Receive(), 'W');
     VxProcess reader({"fifo", "tail", Key(), "--quiet"});
     ASSERT_TRUE(reader.WaitForOutput("attached"));
 
     for (const char* const verb : {"ls", "top"}) {
-        const Json::Value listed = Listed(verb);
-        EXPECT_EQ(listed["state"], "live");
-        EXPECT_EQ(listed["codec"], "H264");
-        EXPECT_EQ(listed["width"], 640);
-        EXPECT_EQ(listed["height"], 360);
-        EXPECT_EQ(listed["slots"], 10);
-        EXPECT_EQ(listed["segments"], 11);
-        EXPECT_EQ(listed["newestId"], 23);
-        EXPECT_EQ(listed["keyFrameId"], 20);
-        EXPECT_EQ(listed["nextId"], 24);
-        EXPECT_EQ(listed["readers"], 1);
-        EXPECT_EQ(listed["extraSize"], 16);
+        Json::Value listed = Listed(verb);
+        const Json::Value expected = ParseJson(
+            R"({"state":"live", "codec":"H264", "width":640, "height":360, "slots":10, "segments":11,
+                          "newestId":23, "keyFrameId":20, "nextId":24, "readers":1, "extraSize":16})");
+        for (const std::string& name : expected.getMemberNames()) {
+            EXPECT_EQ(listed[name], expected[name]) << verb << " " << name;
+        }
     }
-    const Json::Value stat = Parse(RunVx({"fifo", "stat", Key(), "--json"}).out);
+    const Json::Value stat = VxJson({"fifo", "stat", Key()});
     bool readerHolds = false;
     int creators = 0;
     for (const Json::Value& holder : stat["holders"]) {
@@ -102,25 +88,23 @@ TEST_F(FifoLookTest, LivingFifoIsShownAsItIs)
     }
     writer.Kill(SIGKILL);
     reader.Finish(1);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    Remove();
 }
 
 // Catches: a live table that measures a wrong rate, stays as it was, or cannot be left.
 TEST_F(FifoLookTest, TopMeasuresEachSecondAndEndsByASignal)
 {
-    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
-        channel.Send('W');
+    FifoWriter writer(m_keys.First(), [](ShmStreamFifo& fifo, Channel&) {
         for (int n = 0;; ++n) {
             WriteTestFrame(fifo, n);
             ::usleep(10000);
         }
-    }));
-    ASSERT_EQ(writer.Receive(), 'W');
+    });
     const VxResult tables = RunVx({"fifo", "top", "-n", "3", "-s", "0.5", "--json"});
     std::vector<Json::Value> rates;
     std::istringstream lines(tables.out);
     for (std::string line; std::getline(lines, line);) {
-        for (const Json::Value& one : Parse(line)) {
+        for (const Json::Value& one : ParseJson(line)) {
             if (one["key"].asInt() == m_keys.First()) {
                 rates.push_back(one["writeFps"]);
             }
@@ -142,65 +126,60 @@ TEST_F(FifoLookTest, TopMeasuresEachSecondAndEndsByASignal)
         ASSERT_GT(got, 0);
         shown.append(buffer, static_cast<std::size_t>(got));
     }
-    live.Signal(SIGINT);
-    EXPECT_EQ(live.Finish().exitCode, 0);
+    live.End(SIGINT);
     ::close(side);
     ::close(terminal);
     writer.Kill(SIGKILL);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    Remove();
 }
 
 // Catches: removal of what is in use, removal without being asked, leftovers that rm does not find.
 TEST_F(FifoLookTest, OnlyWhatNobodyUsesIsRemoved)
 {
-    ChildProcess writer(IdleWriter(12));
+    FifoWriter writer(m_keys.First(), Idle(12));
     ASSERT_EQ(writer.Receive(), 'W');
     VxProcess reader({"fifo", "tail", Key(), "--quiet"});
     ASSERT_TRUE(reader.WaitForOutput("attached"));
-    VxResult result = RunVx({"fifo", "rm", Key(), "--yes"});
-    EXPECT_EQ(result.exitCode, 4);
-    EXPECT_NE(result.err.find("is alive"), std::string::npos) << result.err;
+    const std::vector<std::string> remove = {"fifo", "rm", Key(), "--yes"};
+    ExpectVx(remove, 4, "is alive");
 
     writer.Kill(SIGKILL);
     EXPECT_EQ(Listed()["state"], "left over");
-    result = RunVx({"fifo", "rm", Key(), "--yes"});
-    EXPECT_EQ(result.exitCode, 4);
-    EXPECT_NE(result.err.find(std::to_string(reader.Pid()) + " vx"), std::string::npos) << result.err;
+    ExpectVx(remove, 4, std::to_string(reader.Pid()) + " vx");
 
-    reader.Signal(SIGTERM);
-    EXPECT_EQ(reader.Finish().exitCode, 0);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key()}).exitCode, 4) << "nobody was asked";
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--dry-run"}).exitCode, 0);
+    reader.End();
+    ExpectVx({"fifo", "rm", Key()}, 4); // nobody to ask
+    ExpectVx({"fifo", "rm", Key(), "--dry-run"});
     EXPECT_EQ(m_keys.Used(false), 11);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    ExpectVx(remove);
     EXPECT_EQ(m_keys.Used(false), 0);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 3);
+    ExpectVx(remove, 3);
 }
 
 // Catches: readers that wait for ever on a FIFO that was removed under them.
 TEST_F(FifoLookTest, ForcedRemovalTellsTheReaders)
 {
-    ChildProcess writer(IdleWriter(12));
+    FifoWriter writer(m_keys.First(), Idle(12));
     ASSERT_EQ(writer.Receive(), 'W');
     ShmFifoReader reader;
     ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
     writer.Kill(SIGKILL);
     EXPECT_FALSE(reader.IsClose());
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes", "--force"}).exitCode, 0);
+    ExpectVx({"fifo", "rm", Key(), "--yes", "--force"});
     EXPECT_TRUE(reader.IsClose());
 }
 
 // Catches: slots that stay for ever once their header is gone.
 TEST_F(FifoLookTest, SlotsWithoutHeaderAreFoundAndRemoved)
 {
-    ChildProcess writer(IdleWriter(12));
+    FifoWriter writer(m_keys.First(), Idle(12));
     ASSERT_EQ(writer.Receive(), 'W');
     writer.Kill(SIGKILL);
     ASSERT_EQ(::shmctl(::shmget(m_keys.First(), 0, 0), IPC_RMID, nullptr), 0);
 
     EXPECT_FALSE(Listed()["header"].asBool());
     EXPECT_EQ(Listed()["segments"], 10);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    Remove();
     EXPECT_EQ(m_keys.Used(false), 0);
 }
 
@@ -213,14 +192,10 @@ TEST_F(FifoLookTest, ForeignSegmentsStay)
               0); // as long as a slot, but empty
     EXPECT_TRUE(Listed().isNull());
     for (const int offset : {0, SLOT_OFFSET}) {
-        const VxResult result = RunVx({"fifo", "rm", Key(offset), "--yes", "--force"});
-        EXPECT_EQ(result.exitCode, 4);
-        EXPECT_NE(result.err.find("not a FIFO"), std::string::npos) << result.err;
+        ExpectVx({"fifo", "rm", Key(offset), "--yes", "--force"}, 4, "not a FIFO");
     }
     for (const char* const verb : {"stat", "tail", "cat"}) {
-        const VxResult result = RunVx({"fifo", verb, Key()});
-        EXPECT_EQ(result.exitCode, 3) << verb;
-        EXPECT_NE(result.err.find("not a FIFO"), std::string::npos) << result.err;
+        ExpectVx({"fifo", verb, Key()}, 3, "not a FIFO");
     }
     EXPECT_EQ(m_keys.Used(true), 2);
 }
@@ -240,25 +215,23 @@ TEST_F(FifoLookTest, OtherWidthIsNamed)
     EXPECT_EQ(Listed()["state"], width);
     EXPECT_TRUE(Listed()["codec"].isNull());
     for (const char* const verb : {"stat", "tail", "cat"}) {
-        const VxResult result = RunVx({"fifo", verb, Key()});
-        EXPECT_EQ(result.exitCode, 3) << verb;
-        EXPECT_NE(result.err.find("a " + width + " process made this FIFO"), std::string::npos) << result.err;
+        ExpectVx({"fifo", verb, Key()}, 3, "a " + width + " process made this FIFO");
     }
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 4) << "its maker lives";
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes", "--force"}).exitCode, 0);
+    ExpectVx({"fifo", "rm", Key(), "--yes"}, 4); // its maker lives
+    ExpectVx({"fifo", "rm", Key(), "--yes", "--force"});
 }
 
 // Catches: a number of a scribbled header that is believed: a crash, a hang, a huge allocation.
 TEST_F(FifoLookTest, ScribbledHeaderNeitherCrashesNorHangs)
 {
-    ChildProcess writer(IdleWriter(24));
+    FifoWriter writer(m_keys.First(), Idle(24));
     ASSERT_EQ(writer.Receive(), 'W');
     const int shmId = ::shmget(m_keys.First(), 0, 0);
     unsigned char* const pHeader = static_cast<unsigned char*>(::shmat(shmId, nullptr, 0));
     const std::vector<unsigned char> good(pHeader, pHeader + sizeof(ShmStreamFifo));
     std::mt19937 random(20240607);
     const std::vector<std::vector<std::string>> verbs{
-        {"ls"}, {"stat", Key()}, {"tail", Key(), "-n1"}, {"cat", Key()}};
+        {"fifo", "ls"}, {"fifo", "stat", Key()}, {"fifo", "tail", Key(), "-n1"}, {"fifo", "cat", Key()}};
     for (int round = 0; round < 24; ++round) {
         std::memcpy(pHeader, good.data(), good.size());
         const std::size_t first = round == 0 ? 0 : random() % good.size();
@@ -266,9 +239,7 @@ TEST_F(FifoLookTest, ScribbledHeaderNeitherCrashesNorHangs)
         for (std::size_t i = first; i < good.size() && i < first + count; ++i) {
             pHeader[i] = static_cast<unsigned char>(random());
         }
-        std::vector<std::string> args{"fifo"};
-        args.insert(args.end(), verbs[static_cast<std::size_t>(round) % 4].begin(),
-                    verbs[static_cast<std::size_t>(round) % 4].end());
+        const std::vector<std::string>& args = verbs[static_cast<std::size_t>(round) % 4];
         VxProcess vx(args);
         ::usleep(50000);
         vx.Signal(SIGTERM);
@@ -279,30 +250,17 @@ TEST_F(FifoLookTest, ScribbledHeaderNeitherCrashesNorHangs)
     std::memcpy(pHeader, good.data(), good.size());
     ::shmdt(pHeader);
     writer.Kill(SIGKILL);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    Remove();
 }
-
-struct KeyCase {
-    const char* what;
-    const char* key;
-    int exitCode;
-};
-class FifoKeyTest : public ::testing::TestWithParam<KeyCase> {};
 
 // Catches: text after a number that is ignored, a key whose slots have no keys, hexadecimal read as decimal.
-TEST_P(FifoKeyTest, KeysAreCheckedBeforeAnythingIsTouched)
+TEST_F(FifoLookTest, KeysAreCheckedBeforeAnythingIsTouched)
 {
-    const TempRoot root;
-    EXPECT_EQ(RunVx({"fifo", "stat", GetParam().key}).exitCode, GetParam().exitCode);
+    for (const char* const wrong :
+         {"door", "12x", "", "-5", "0", "0x7fffffff", "99999999999999999999"}) { // 0 is private
+        ExpectVx({"fifo", "stat", wrong}, 2);
+    }
+    ExpectVx({"fifo", "stat", "1999999999"}, 3); // nothing is there
+    ExpectVx({"fifo", "stat", "0x7735940f"}, 3);
 }
-INSTANTIATE_TEST_SUITE_P(Keys, FifoKeyTest,
-                         ::testing::Values(KeyCase{"Text", "door", 2}, KeyCase{"Tail", "12x", 2},
-                                           KeyCase{"Empty", "", 2}, KeyCase{"Negative", "-5", 2},
-                                           KeyCase{"Private", "0", 2},
-                                           KeyCase{"NoRoomForSlots", "0x7fffffff", 2},
-                                           KeyCase{"TooLarge", "99999999999999999999", 2},
-                                           KeyCase{"NothingThereDecimal", "1999999999", 3},
-                                           KeyCase{"NothingThereHex", "0x7735940f", 3}),
-                         [](const auto& one) { return std::string(one.param.what); });
-
 } // namespace

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_read_test.cpp - vx fifo tail and cat on a FIFO that flows, jumps, closes and comes back.
 #include <gtest/gtest.h>
-#include <json/json.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -18,35 +17,37 @@ class FifoReadTest : public ::testing::Test {
 protected:
     std::string Key() const { return std::to_string(m_keys.First()); }
 
-    /// Writes frames 0 to count-1 once a reader is there, with 30 slots and a pace that a reader on a busy
-    /// machine can follow, and removes the FIFO.
-    std::function<int(Channel&)> PacedWriter(int count) const
+    /// What a writer does that writes frames 0 to count-1 once a reader is there, at a pace that a reader on a
+    /// busy machine can follow.
+    static FifoWriter::Work Paced(int count)
     {
-        const auto work = [count](ShmStreamFifo& fifo, Channel& channel) {
-            channel.Send('R');
+        return [count](ShmStreamFifo& fifo, Channel&) {
             AwaitReaders(fifo, 1);
-            for (int n = 0; n < count; ++n) {
+            for (int n = 0; n < count; ++n, ::usleep(8000)) {
                 WriteTestFrame(fifo, n);
-                ::usleep(8000);
             }
             ::usleep(SETTLE_US); // the reader takes the last ones before the FIFO closes
         };
-        return TestWriter(m_keys.First(), work, 30);
     }
 
     static constexpr int SETTLE_US = 300000;
+
+    /// Lets the writer go on while the reader is stopped, until the writer says so. @return how the reader ends then
+    VxResult FreezeAndFinish(VxProcess& reader, ChildProcess& writer) const
+    {
+        reader.Signal(SIGSTOP);
+        TellWriter(m_keys.First());
+        EXPECT_EQ(writer.Receive(), 'W');
+        reader.Signal(SIGCONT);
+        return reader.Finish(20000, 0);
+    }
 
     static std::vector<Json::Value> Lines(const std::string& text)
     {
         std::vector<Json::Value> lines;
         std::istringstream in(text);
-        std::string line;
-        while (std::getline(in, line)) {
-            std::istringstream one(line);
-            lines.emplace_back();
-            std::string problem;
-            EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), one, &lines.back(), &problem))
-                << line;
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(ParseJson(line));
         }
         return lines;
     }
@@ -66,12 +67,9 @@ protected:
 // FIFO.
 TEST_F(FifoReadTest, TailGivesEveryFrameOnceAndEndsWithTheFifo)
 {
-    ChildProcess writer(PacedWriter(40));
-    ASSERT_EQ(writer.Receive(), 'R');
+    FifoWriter writer(m_keys.First(), Paced(40), 30);
     const std::string trace = (m_root.Path() / "trace").string();
-    VxProcess tail({"fifo", "tail", Key(), "--once", "--json", "--trace", trace});
-    const VxResult result = tail.Finish();
-    EXPECT_EQ(result.exitCode, 0) << result.err;
+    const VxResult result = ExpectVx({"fifo", "tail", Key(), "--once", "--json", "--trace", trace});
     int next = 0;
     for (const Json::Value& line : Lines(result.out)) {
         if (line.isMember("id")) {
@@ -99,8 +97,7 @@ TEST_F(FifoReadTest, WhoIsThereBeforeTheFirstFrameStartsWithIt)
         int lost;
     } cases[] = {{8, 0, 0}, {10, 0, 0}, {25, 20, 20}}; // of ten slots
     for (const auto& late : cases) {
-        ChildProcess writer(TestWriter(m_keys.First(), [&late](ShmStreamFifo& fifo, Channel& channel) {
-            channel.Send('R');
+        FifoWriter writer(m_keys.First(), [&late](ShmStreamFifo& fifo, Channel& channel) {
             AwaitReaders(fifo, 1);
             channel.Send('S');
             AwaitReaders(fifo, 2); // until it is frozen
@@ -109,15 +106,10 @@ TEST_F(FifoReadTest, WhoIsThereBeforeTheFirstFrameStartsWithIt)
             }
             channel.Send('W');
             AwaitReaders(fifo, 3);
-        }));
-        ASSERT_EQ(writer.Receive(), 'R');
+        });
         VxProcess tail({"fifo", "tail", Key(), "--from-key", "-n1", "--json"});
         ASSERT_EQ(writer.Receive(), 'S');
-        tail.Signal(SIGSTOP);
-        TellWriter(m_keys.First());
-        ASSERT_EQ(writer.Receive(), 'W');
-        tail.Signal(SIGCONT);
-        const VxResult result = tail.Finish();
+        const VxResult result = FreezeAndFinish(tail, writer);
         const Json::Value end = Events(result.out, "end").at(0);
         EXPECT_NE(result.out.find("\"id\":" + std::to_string(late.firstId)), std::string::npos) << result.out;
         EXPECT_EQ(end["lost"], late.lost);
@@ -130,14 +122,14 @@ TEST_F(FifoReadTest, WhoIsThereBeforeTheFirstFrameStartsWithIt)
 // Catches: a joiner that waits for the next key frame although the newest one is kept for it.
 TEST_F(FifoReadTest, LateJoinerHasAKeyFrameAtOnce)
 {
-    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+    FifoWriter writer(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
         for (int n = 0; n < 17; ++n) {
             WriteTestFrame(fifo, n);
         }
         channel.Send('W');
         AwaitReaders(fifo, 1);
         ::usleep(300000); // the FIFO stays while the reader reads
-    }));
+    });
     ASSERT_EQ(writer.Receive(), 'W');
     const VxResult result = RunVx({"fifo", "tail", Key(), "--from-key", "-n7", "--json"});
     const std::vector<Json::Value> lines = Lines(result.out);
@@ -153,8 +145,7 @@ TEST_F(FifoReadTest, LateJoinerHasAKeyFrameAtOnce)
 // frozen.
 TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
 {
-    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
-        channel.Send('R');
+    FifoWriter writer(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
         AwaitReaders(fifo, 1);
         for (int n = 0; n < 200; ++n) {
             WriteTestFrame(fifo, n);
@@ -164,20 +155,14 @@ TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
                 AwaitReaders(fifo, 2); // until it is frozen
             }
             if (n == 120) {
-                channel.Send('G');
+                channel.Send('W');
             }
         }
         ::usleep(SETTLE_US);
-    }));
-    ASSERT_EQ(writer.Receive(), 'R');
+    });
     VxProcess tail({"fifo", "tail", Key(), "--once", "--json"});
     ASSERT_EQ(writer.Receive(), 'F');
-    tail.Signal(SIGSTOP);
-    TellWriter(m_keys.First());
-    ASSERT_EQ(writer.Receive(), 'G');
-    tail.Signal(SIGCONT);
-    const VxResult result = tail.Finish();
-    EXPECT_EQ(result.exitCode, 0) << result.err;
+    const VxResult result = FreezeAndFinish(tail, writer);
     const std::vector<Json::Value> jumps = Events(result.out, "jump");
     ASSERT_GE(jumps.size(), 1u);
     EXPECT_GE(jumps[0]["lost"].asInt(), 80);
@@ -190,56 +175,47 @@ TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
 // Catches: --once that waits for ever, since a writer that was killed has cleared nothing.
 TEST_F(FifoReadTest, OnceEndsWhenTheWriterWasKilled)
 {
-    ChildProcess dead(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
+    FifoWriter dead(m_keys.First(), [](ShmStreamFifo& fifo, Channel&) {
         WriteTestFrame(fifo, 0);
-        channel.Send('R');
         Forever();
-    }));
-    ASSERT_EQ(dead.Receive(), 'R');
+    });
     VxProcess tail({"fifo", "tail", Key(), "--once", "--from-key"});
     VxProcess cat({"fifo", "cat", Key(), "--once"});
     ASSERT_TRUE(tail.WaitForOutput("attached"));
     ASSERT_TRUE(cat.WaitForOutput(TEST_PARAMETER_SETS));
     dead.Kill(SIGKILL);
-    const VxResult result = tail.Finish();
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_NE(result.out.find("which was killed"), std::string::npos) << result.out;
-    EXPECT_EQ(cat.Finish().exitCode, 0);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    EXPECT_NE(tail.Finish(20000, 0).out.find("which was killed"), std::string::npos);
+    cat.Finish(20000, 0);
+    ExpectVx({"fifo", "rm", Key(), "--yes"});
 }
 
 // Catches: a tail that goes on looking at the segment of a writer that was killed and replaced.
 TEST_F(FifoReadTest, TailFollowsToTheNextWriter)
 {
-    const auto writerOf = [this](int first) {
-        return TestWriter(m_keys.First(), [first](ShmStreamFifo& fifo, Channel& channel) {
-            channel.Send('R');
+    const auto write = [](int n) {
+        return [n](ShmStreamFifo& fifo, Channel&) {
             AwaitReaders(fifo, 1);
-            WriteTestFrame(fifo, first);
+            WriteTestFrame(fifo, n);
             Forever();
-        });
+        };
     };
-    ChildProcess dead(writerOf(7));
-    ASSERT_EQ(dead.Receive(), 'R');
+    FifoWriter dead(m_keys.First(), write(7));
     VxProcess tail({"fifo", "tail", Key(), "-n2", "--json"});
     ASSERT_TRUE(tail.WaitForOutput("280000")); // the timestamp of frame number 7
     dead.Kill(SIGKILL);
-    ChildProcess next(writerOf(8));
-    const VxResult result = tail.Finish();
-    EXPECT_EQ(result.exitCode, 0) << result.err;
+    FifoWriter next(m_keys.First(), write(8));
+    const VxResult result = tail.Finish(20000, 0);
     EXPECT_EQ(Events(result.out, "attached").size(), 2u);
     EXPECT_NE(result.out.find("320000"), std::string::npos) << result.out;
     next.Kill(SIGKILL);
-    EXPECT_EQ(RunVx({"fifo", "rm", Key(), "--yes"}).exitCode, 0);
+    ExpectVx({"fifo", "rm", Key(), "--yes"});
 }
 
 // Catches: bytes lost, doubled or changed on the way to the pipe, parameter sets missing in front.
 TEST_F(FifoReadTest, CatGivesTheStreamByteForByte)
 {
-    ChildProcess writer(PacedWriter(60));
-    ASSERT_EQ(writer.Receive(), 'R');
-    const VxResult result = VxProcess({"fifo", "cat", Key(), "--once"}).Finish();
-    EXPECT_EQ(result.exitCode, 0) << result.err;
+    FifoWriter writer(m_keys.First(), Paced(60), 30);
+    const VxResult result = ExpectVx({"fifo", "cat", Key(), "--once"});
     std::string expected = TEST_PARAMETER_SETS;
     for (int n = 0; n < 60; ++n) {
         expected += TestFrame(n);
@@ -253,8 +229,7 @@ TEST_F(FifoReadTest, CatGivesTheStreamByteForByte)
 // out.
 TEST_F(FifoReadTest, CatGoesOnAtAKeyFrameAfterAJump)
 {
-    ChildProcess writer(TestWriter(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
-        channel.Send('R');
+    FifoWriter writer(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
         AwaitReaders(fifo, 1);
         WriteTestFrame(fifo, 0);
         AwaitReaders(fifo, 2); // until it is frozen
@@ -262,21 +237,16 @@ TEST_F(FifoReadTest, CatGoesOnAtAKeyFrameAfterAJump)
             WriteTestFrame(fifo, n);
         }
         fifo.SetExtra(reinterpret_cast<const unsigned char*>("new"), 3);
-        channel.Send('C');
+        channel.Send('W');
         for (int n = 35; n < 45; ++n) {
             ::usleep(50000);
             WriteTestFrame(fifo, n);
         }
         ::usleep(SETTLE_US);
-    }));
-    ASSERT_EQ(writer.Receive(), 'R');
+    });
     VxProcess cat({"fifo", "cat", Key(), "--once"});
     ASSERT_TRUE(cat.WaitForOutput(TestFrame(0)));
-    cat.Signal(SIGSTOP);
-    TellWriter(m_keys.First());
-    ASSERT_EQ(writer.Receive(), 'C');
-    cat.Signal(SIGCONT);
-    const VxResult result = cat.Finish();
+    const VxResult result = FreezeAndFinish(cat, writer);
     std::string expected = TEST_PARAMETER_SETS + TestFrame(0) + "new";
     for (int n = 40; n < 45; ++n) {
         expected += TestFrame(n);
@@ -288,22 +258,14 @@ TEST_F(FifoReadTest, CatGoesOnAtAKeyFrameAfterAJump)
 // Catches: transport headers with a wrong length or rate, which no decoder finds its way through.
 TEST_F(FifoReadTest, CatGivesAacWithTransportHeaders)
 {
-    ChildProcess writer([this](Channel& channel) {
-        ShmFifoHandler handler;
-        ShmStreamFifo* const pFifo = handler.GetStreamFifo(m_keys.First(), 4096, 10);
-        if (pFifo == nullptr) {
-            return 1;
-        }
-        pFifo->SetCodec("MPEG4-GENERIC");
-        pFifo->SetExtra(reinterpret_cast<const unsigned char*>("48000|2|\x11\x90"), 10);
-        channel.Send('R');
-        AwaitReaders(*pFifo, 1);
+    FifoWriter writer(m_keys.First(), [](ShmStreamFifo& fifo, Channel&) {
+        fifo.SetCodec("MPEG4-GENERIC");
+        fifo.SetExtra(reinterpret_cast<const unsigned char*>("48000|2|\x11\x90"), 10);
+        AwaitReaders(fifo, 1);
         std::vector<unsigned char> frame(100, 0xAB);
-        pFifo->WriteData(frame.data(), 100, 0, MEDIA_ES_AUDIO, FRAME_I, 1);
+        fifo.WriteData(frame.data(), 100, 0, MEDIA_ES_AUDIO, FRAME_I, 1);
         ::usleep(SETTLE_US);
-        return 0;
     });
-    ASSERT_EQ(writer.Receive(), 'R');
     const VxResult result = RunVx({"fifo", "cat", Key(), "-n1"});
     // Low complexity, index 3 (48000 Hz), two channels, 107 bytes with the header.
     EXPECT_EQ(result.out.substr(0, 7), std::string("\xFF\xF1\x4C\x80\x0D\x7F\xFC", 7));
@@ -314,8 +276,7 @@ TEST_F(FifoReadTest, CatGivesAacWithTransportHeaders)
 // Catches: a player that is closed and makes cat fail or die of a signal; a stream poured over a terminal.
 TEST_F(FifoReadTest, CatEndsQuietlyWithItsReaderAndSparesTerminals)
 {
-    ChildProcess writer(PacedWriter(60));
-    ASSERT_EQ(writer.Receive(), 'R');
+    FifoWriter writer(m_keys.First(), Paced(60), 30);
     VxProcess cat({"fifo", "cat", Key()});
     ASSERT_TRUE(cat.WaitForOutput(TEST_PARAMETER_SETS));
     cat.CloseOutput();

@@ -5,16 +5,11 @@
 #include <sstream>
 
 #include "support/log_root.h"
+#include "support/wait_for.h"
 #include "tools/vx_process.h"
 #include "vxlog.h"
 
 namespace {
-
-struct VerbCase {
-    std::vector<std::string> args;
-    int exitCode;
-    const char* printed; // somewhere in what is printed, on either stream
-};
 
 class VxLogTest : public ::testing::Test {
 protected:
@@ -24,7 +19,7 @@ protected:
 // Catches: wrong input that is taken, or refused without saying what was wrong; a change that is not made.
 TEST_F(VxLogTest, VerbsDoAsToldOrSayWhyNot)
 {
-    const VerbCase cases[] = {
+    ExpectUses({
         {{"log", "show"}, 0, "every process writes everything"},
         {{"log", "tail"}, 3, "there is no log at "},
         {{"log", "set", "shmfifo", "off"}, 0, "shmfifo: threshold 0 (off)"},
@@ -45,13 +40,7 @@ TEST_F(VxLogTest, VerbsDoAsToldOrSayWhyNot)
         {{"log", "tail", "-l", "9"}, 2, "'9' is no level"},
         {{"log", "tail", "-c", "x"}, 2, "'x' is no category"},
         {{"log"}, 2, ""},
-    };
-    for (const VerbCase& verb : cases) {
-        const VxResult result = RunVx(verb.args);
-        EXPECT_EQ(result.exitCode, verb.exitCode) << verb.args.back();
-        EXPECT_NE((result.out + result.err).find(verb.printed), std::string::npos)
-            << result.out << result.err;
-    }
+    });
     ReinitDbgLogCfg();
     ASSERT_NE(g_pDbgLogCfg, nullptr);
     EXPECT_FALSE(VxLogWanted(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR));
@@ -60,7 +49,7 @@ TEST_F(VxLogTest, VerbsDoAsToldOrSayWhyNot)
     EXPECT_EQ(g_pDbgLogCfg->pidCount, 0);
     std::ofstream(m_root.CfgPath().string() + ".short") << "x";
     std::filesystem::rename(m_root.CfgPath().string() + ".short", m_root.CfgPath());
-    EXPECT_EQ(RunVx({"log", "show"}).exitCode, 3);
+    ExpectVx({"log", "show"}, 3);
 }
 
 // Catches: a tail that shows nothing and does not say that nothing can come; a cause that is not named.
@@ -70,10 +59,10 @@ TEST_F(VxLogTest, TailSaysWhyNothingCanBeWritten)
     std::filesystem::remove_all(folder);
     std::ofstream(folder) << "a file in the folder's place\n";
     VxProcess tail({"log", "tail", "-f"});
-    EXPECT_NE(RunVx({"log", "tail"}).err.find("cannot be written: Not a directory"), std::string::npos);
+    ExpectVx({"log", "tail"}, 3, "cannot be written: Not a directory");
     std::filesystem::remove(folder);
     std::filesystem::create_directories(m_root.LogPath()); // a folder in the file's place
-    EXPECT_NE(RunVx({"log", "tail"}).err.find("cannot be written: Is a directory"), std::string::npos);
+    ExpectVx({"log", "tail"}, 0, "cannot be written: Is a directory");
     std::filesystem::remove(m_root.LogPath());
     VX_LOG(LOG_CATEG_SMS, LOG_LEVEL_ERR, "<back>\n");
     ReopenDbgLog();
@@ -87,24 +76,19 @@ TEST_F(VxLogTest, MsgTailNamesTheCause)
 {
     const std::filesystem::path run = m_root.CfgPath().parent_path();
     std::filesystem::create_directories(run);
-    const auto answer = [] { return RunVx({"msg", "tail", "-n", "1"}); };
+    const std::vector<std::string> tail = {"msg", "tail", "-n", "1"};
     VxProcess first({"msg", "tail"});
-    while (!std::filesystem::exists(run / "msgd.sock")) {
-        ::usleep(1000);
-    }
+    EXPECT_TRUE(WaitFor([&] { return std::filesystem::exists(run / "msgd.sock"); }));
     ::usleep(100000); // the name is there a little before its owner listens
-    EXPECT_EQ(answer().exitCode, 4);
-    EXPECT_NE(answer().err.find("stop it first"), std::string::npos);
-    first.Signal(SIGTERM);
-    EXPECT_EQ(first.Finish().exitCode, 0);
+    ExpectVx(tail, 4, "stop it first");
+    first.End();
     std::filesystem::remove_all(run);
     std::ofstream(run) << "no folder\n";
-    EXPECT_EQ(answer().exitCode, 3);
-    EXPECT_NE(answer().err.find("the folder is not there"), std::string::npos) << answer().err;
+    ExpectVx(tail, 3, "the folder is not there");
     std::filesystem::remove(run);
     const std::string root = ::getenv("VX_ROOT");
     ::setenv("VX_ROOT", (root + "/" + std::string(120, 'x')).c_str(), 1);
-    EXPECT_NE(answer().err.find("at most 107"), std::string::npos) << answer().err;
+    ExpectVx(tail, 3, "at most 107");
     ::setenv("VX_ROOT", root.c_str(), 1);
 }
 
@@ -148,9 +132,7 @@ TEST_F(VxLogTest, FollowerSeesEveryLineThroughRotation)
         }
     }
     EXPECT_TRUE(tail.WaitForOutput("<999>"));
-    tail.Signal(SIGINT);
-    const VxResult result = tail.Finish();
-    EXPECT_EQ(result.exitCode, 0) << result.signal;
+    const VxResult result = tail.End(SIGINT);
     EXPECT_EQ(result.err, "");
     std::string seen;
     std::istringstream out(result.out);

@@ -48,12 +48,12 @@ inline std::string PacketHashes(const std::string& path, const std::string& trac
                  "-f framehash -hash md5 - | grep -v '^#' | cut -d, -f5,6");
 }
 
-/// Decoding and presentation time of each packet of a track, in seconds.
+/// Decoding and presentation time of each packet of a track, in seconds, with a blank between them.
 inline std::string PacketTimes(const std::string& path, const std::string& track)
 {
     return Shell("ffprobe -v error -select_streams " + track +
                  " -show_entries packet=dts_time,pts_time -of csv=p=0 " + path +
-                 " | grep ."); // a packet with side data is followed by an empty line
+                 " | grep . | tr , ' '"); // a packet with side data is followed by an empty line
 }
 
 /// Whatever a decoder has to complain of in a file; that it is too short to tell its rate is no complaint.

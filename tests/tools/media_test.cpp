@@ -2,7 +2,6 @@
 // tests/tools/media_test.cpp - real clips through vx capture and vx record, and what they refuse.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <json/json.h>
 #include <sched.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
@@ -17,6 +16,7 @@
 #include "media_clip.h"
 #include "support/ipc_keys.h"
 #include "support/temp_root.h"
+#include "support/wait_for.h"
 #include "test_writer.h"
 #include "vx_process.h"
 
@@ -46,13 +46,11 @@ protected:
                     "short.mp4");
     }
 
-    static Json::Value Parse(const std::string& text)
+    /// Whether the last slot of the FIFO is there: capture makes it last.
+    static bool IsMade(const IpcKeys& keys) { return ::shmget(keys.First() + 30, 0, 0) >= 0; }
+    std::uintmax_t Size(const std::string& path) const
     {
-        std::istringstream in(text);
-        Json::Value value;
-        std::string problem;
-        EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &problem)) << text;
-        return value;
+        return std::filesystem::exists(path) ? std::filesystem::file_size(path) : 0;
     }
 
     TempRoot m_root;
@@ -65,21 +63,17 @@ double Drift(const std::string& a, const std::string& b)
 {
     std::istringstream inA(a);
     std::istringstream inB(b);
-    std::string lineA;
-    std::string lineB;
     double first[2] = {NAN, NAN};
     double drift = 0;
-    while (std::getline(inA, lineA) && std::getline(inB, lineB)) {
-        double timesA[2] = {NAN, NAN};
-        double timesB[2] = {NAN, NAN};
-        std::sscanf(lineA.c_str(), "%lf,%lf", &timesA[0], &timesA[1]);
-        std::sscanf(lineB.c_str(), "%lf,%lf", &timesB[0], &timesB[1]);
+    double timesA[2];
+    double timesB[2];
+    while (inA >> timesA[0] >> timesA[1] && inB >> timesB[0] >> timesB[1]) {
         for (int i = 0; i < 2; ++i) {
             first[i] = std::isnan(first[i]) ? timesB[i] - timesA[i] : first[i];
             drift = std::max(drift, std::abs(timesB[i] - timesA[i] - first[i]));
         }
     }
-    return drift;
+    return inA.eof() ? drift : INFINITY;
 }
 
 struct RoundTripCase {
@@ -110,11 +104,9 @@ TEST_P(RoundTripTest, RecordingHasTheSourcesPacketsAndTimes)
     }
     VxProcess recorder(record);
     VxProcess writer(capture);
-    const VxResult written = writer.Finish(60000);
-    const VxResult recorded = recorder.Finish(30000);
-    ASSERT_EQ(written.exitCode, 0) << written.err;
-    ASSERT_EQ(recorded.exitCode, 0) << recorded.err;
-    EXPECT_EQ(Parse(written.out)["video"]["frames"], Parse(recorded.out)["video"]["written"]) << recorded.err;
+    const VxResult written = writer.Finish(60000, 0);
+    const VxResult recorded = recorder.Finish(30000, 0);
+    EXPECT_EQ(ParseJson(written.out)["video"]["frames"], ParseJson(recorded.out)["video"]["written"]);
     EXPECT_EQ(PacketHashes(source, "v", what.codec), PacketHashes(out, "v", what.codec));
     EXPECT_LT(Drift(PacketTimes(source, "v"), PacketTimes(out, "v")), 0.0001);
     if (what.audio) {
@@ -158,10 +150,7 @@ TEST_F(MediaTest, EndedByASignalTheRecordingPlaysAndARestartWorks)
         const std::string out = Path("ended.mp4");
         VxProcess recorder({"record", out, "--key", VideoKey()});
         VxProcess writer({"capture", source, "--key", VideoKey(), "--loop", "--wait-readers", "1"});
-        for (int i = 0;
-             i < 3000 && (!std::filesystem::exists(out) || std::filesystem::file_size(out) < 60000); ++i) {
-            ::usleep(10000); // the file grows by a fragment a second: its size is the message
-        }
+        EXPECT_TRUE(WaitFor([&] { return Size(out) >= 60000; })); // it grows by a fragment a second
         recorder.Signal(signal);
         writer.Signal(signal);
         for (VxProcess* const pProcess : {&writer, &recorder}) {
@@ -170,8 +159,7 @@ TEST_F(MediaTest, EndedByASignalTheRecordingPlaysAndARestartWorks)
             EXPECT_EQ(ended.exitCode, signal == SIGKILL ? -1 : 0) << ended.err;
         }
         EXPECT_EQ(m_videoKeys.Used(false) > 0, signal == SIGKILL);
-        EXPECT_EQ(RunVx({"record", Path("old.mp4"), "--key", VideoKey(), "--wait", "0"}).exitCode, 3)
-            << "what a killed capture left is recorded as if it were of now";
+        ExpectVx({"record", Path("old.mp4"), "--key", VideoKey(), "--wait", "0"}, 3); // nothing of now
         EXPECT_EQ(DecodeComplaints(out), "");
         EXPECT_GT(std::stoi(Shell("ffprobe -v error -count_packets -select_streams v -show_entries "
                                   "stream=nb_read_packets -of csv=p=0 " +
@@ -189,10 +177,8 @@ TEST_F(MediaTest, SegmentsAreCutAtKeyFramesAndLoseNothing)
     VxProcess recorder(
         {"record", "--dir", Path("rec"), "--segment", "1", "--key", VideoKey(), "--once", "--json"});
     VxProcess writer({"capture", source, "--key", VideoKey(), "--wait-readers", "1"});
-    EXPECT_EQ(writer.Finish(30000).exitCode, 0);
-    const VxResult recorded = recorder.Finish(30000);
-    EXPECT_EQ(recorded.exitCode, 0) << recorded.err;
-    EXPECT_EQ(Parse(recorded.out)["segments"].asInt(), 3);
+    writer.Finish(30000, 0);
+    EXPECT_EQ(ParseJson(recorder.Finish(30000, 0).out)["segments"].asInt(), 3);
     std::string hashes;
     std::istringstream names(Shell("ls " + Path("rec") + " | sort -V"));
     for (std::string name; std::getline(names, name);) {
@@ -277,17 +263,14 @@ TEST_F(MediaTest, ReconnectsWithGrowingPausesAndItsReadersStay)
     VxProcess writer({"capture", "http://127.0.0.1:" + server.Port() + "/live.ts", "--key", VideoKey(),
                       "--wait-readers", "1", "--json"});
     const std::vector<double> gaps = server.Gaps();
-    const VxResult recorded = recorder.Finish();
-    writer.Signal(SIGTERM);
-    const VxResult written = writer.Finish();
+    const VxResult recorded = recorder.Finish(20000, 0);
+    const VxResult written = writer.End();
     ASSERT_EQ(gaps.size(), 3u);
     EXPECT_GE(gaps[1], 1.9); // after the first failure, two seconds; before it the clip's own time and one
     EXPECT_GE(gaps[2], 3.9);
-    EXPECT_EQ(written.exitCode, 0) << written.err;
-    EXPECT_GE(Parse(written.out)["reconnects"].asInt(), 1) << written.err;
-    EXPECT_EQ(recorded.exitCode, 0) << recorded.err;
-    EXPECT_EQ(Parse(recorded.out)["video"]["attached"].asInt(), 1) << recorded.err;
-    EXPECT_EQ(Parse(recorded.out)["segments"].asInt(), 1) << recorded.err;
+    EXPECT_GE(ParseJson(written.out)["reconnects"].asInt(), 1) << written.err;
+    EXPECT_EQ(ParseJson(recorded.out)["video"]["attached"].asInt(), 1) << recorded.err;
+    EXPECT_EQ(ParseJson(recorded.out)["segments"].asInt(), 1) << recorded.err;
     EXPECT_EQ(DecodeComplaints(Path("net.mp4")), "");
 }
 
@@ -309,13 +292,8 @@ TEST_F(MediaTest, AnRtspSourceIsRecordedPacketByPacket)
     }
     EXPECT_EQ(problem, "");
     ::usleep(300000);
-    writer.Signal(SIGTERM);
-    const VxResult written = writer.Finish();
-    recorder.Signal(SIGTERM);
-    const VxResult recorded = recorder.Finish();
-    EXPECT_EQ(written.exitCode, 0) << written.err;
-    EXPECT_EQ(PacketHashes(out, "v", "h264"), PacketHashes(source, "v", "h264"))
-        << written.err << recorded.err;
+    const std::string said = writer.End().err + recorder.End().err;
+    EXPECT_EQ(PacketHashes(out, "v", "h264"), PacketHashes(source, "v", "h264")) << said;
 }
 
 // Catches: a frame that no slot can hold ending the capture, or left out without a word.
@@ -324,10 +302,9 @@ TEST_F(MediaTest, AFrameOfFourMebibytesIsLeftOutAndSaid)
     const std::string source = Clip("-f rawvideo -pix_fmt yuv420p -s 2560x1440 -framerate 4 -i /dev/urandom "
                                     "-frames:v 2 -c:v libx264 -preset ultrafast -qp 0 -pix_fmt yuv420p",
                                     "huge.mp4");
-    const VxResult result = RunVx({"capture", source, "--key", VideoKey(), "--fast", "--json"});
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_GE(Parse(result.out)["video"]["refused"].asInt(), 1) << result.out;
-    EXPECT_NE(result.err.find("lower the source's bit rate"), std::string::npos) << result.err;
+    const VxResult result = ExpectVx({"capture", source, "--key", VideoKey(), "--fast", "--json"}, 0,
+                                     "lower the source's bit rate");
+    EXPECT_GE(ParseJson(result.out)["video"]["refused"].asInt(), 1) << result.out;
 }
 
 // Catches: a recorder that stays with the FIFO of a killed capture, or frozen behind the ring; losses that are not
@@ -337,17 +314,9 @@ TEST_F(MediaTest, ARecorderOutlivesItsCaptureAndAFreeze)
     const std::string source = ShortClip();
     const std::vector<std::string> capture = {"capture", source, "--key", VideoKey(), "--loop", "--json"};
     const std::string out = Path("long.mp4");
-    const auto grownBy = [&out](std::uintmax_t bytes) {
-        std::error_code none;
-        const std::uintmax_t before =
-            std::filesystem::exists(out) ? std::filesystem::file_size(out, none) : 0;
-        for (int i = 0; i < 3000; ++i) {
-            if (std::filesystem::exists(out) && std::filesystem::file_size(out, none) >= before + bytes) {
-                return true;
-            }
-            ::usleep(10000);
-        }
-        return false;
+    const auto grownBy = [&](std::uintmax_t bytes) {
+        const std::uintmax_t before = Size(out);
+        return WaitFor([&] { return Size(out) >= before + bytes; });
     };
     VxProcess recorder({"record", out, "--key", VideoKey(), "--json"});
     {
@@ -362,12 +331,9 @@ TEST_F(MediaTest, ARecorderOutlivesItsCaptureAndAFreeze)
     ::sleep(2); // fifty frames, in a ring of thirty
     recorder.Signal(SIGCONT);
     EXPECT_TRUE(grownBy(60000));
-    recorder.Signal(SIGTERM);
-    const VxResult recorded = recorder.Finish();
-    writer.Signal(SIGTERM);
-    EXPECT_EQ(writer.Finish().exitCode, 0);
-    EXPECT_EQ(recorded.exitCode, 0) << recorded.err;
-    const Json::Value video = Parse(recorded.out)["video"];
+    const VxResult recorded = recorder.End();
+    writer.End();
+    const Json::Value video = ParseJson(recorded.out)["video"];
     EXPECT_EQ(video["attached"], 2);
     EXPECT_GE(video["jumps"], 1);
     EXPECT_GE(video["lost"], 19);
@@ -386,14 +352,11 @@ TEST_F(MediaTest, CatGivesATransportStreamOfPictureAndSound)
         {"capture", source, "--key", VideoKey(), "--audio-key", AudioKey(), "--wait-readers", "1"});
     const std::string out = Path("both.ts");
     const int file = ::open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    for (int i = 0; i < 500 && ::shmget(m_audioKeys.First() + 30, 0, 0) < 0; ++i) {
-        ::usleep(10000); // both FIFOs are there
-    }
-    const VxResult cat =
-        VxProcess({"fifo", "cat", VideoKey(), "--ts", "--audio-key", AudioKey(), "--wait"}, file).Finish();
+    EXPECT_TRUE(WaitFor([this] { return IsMade(m_audioKeys); })); // so both FIFOs are there
+    VxProcess({"fifo", "cat", VideoKey(), "--ts", "--audio-key", AudioKey(), "--wait"}, file)
+        .Finish(20000, 0);
     ::close(file);
-    EXPECT_EQ(cat.exitCode, 0) << cat.err;
-    EXPECT_EQ(writer.Finish().exitCode, 0);
+    writer.Finish(20000, 0);
     EXPECT_EQ(PacketHashes(out, "v", "h264"), PacketHashes(source, "v", "h264"));
     EXPECT_LT(Drift(PacketTimes(source, "v"), PacketTimes(out, "v")), 0.0001);
     EXPECT_GE(
@@ -415,8 +378,8 @@ TEST_F(MediaTest, ANewResolutionIsAnnouncedAndStartsANewFile)
     Shell("cat " + large + " " + small + " > " + Path("both.h264"));
     VxProcess recorder({"record", Path("res.mp4"), "--key", VideoKey(), "--once"});
     VxProcess writer({"capture", Path("both.h264"), "--key", VideoKey(), "--wait-readers", "1"});
-    EXPECT_EQ(writer.Finish().exitCode, 0);
-    EXPECT_EQ(recorder.Finish().exitCode, 0);
+    writer.Finish(20000, 0);
+    recorder.Finish(20000, 0);
     const std::string size =
         "ffprobe -v error -show_entries stream=width,height,nb_read_packets -count_packets -of csv=p=0 ";
     EXPECT_EQ(Shell(size + Path("res.mp4")), "320,240,25\n");
@@ -431,11 +394,7 @@ TEST_F(MediaTest, RefusesWhatCannotWork)
     const std::string sound = Clip("-f lavfi -i sine -t 1 -c:a libmp3lame", "sound.mp3");
     const std::string odd = Clip("-f lavfi -i testsrc2=size=64x64:rate=5 -t 1 -c:v mpeg4", "odd.mp4");
     std::ofstream(Path("text.mp4")) << "no media at all\n";
-    const struct {
-        std::vector<std::string> args;
-        int exitCode;
-        const char* says;
-    } cases[] = {
+    const std::vector<VxUse> uses = {
         {{"capture", Path("missing.mp4"), "--key", VideoKey()}, 3, "No such file"},
         {{"capture", m_root.Path().string(), "--key", VideoKey()}, 3, "is a folder"},
         {{"capture", Path("text.mp4"), "--key", VideoKey()}, 1, "cannot open"},
@@ -450,12 +409,8 @@ TEST_F(MediaTest, RefusesWhatCannotWork)
         {{"record", Path("none.mp4"), "--key", VideoKey(), "--wait", "0"}, 3, "no frame"},
         {{"record", Path("no/such/out.mp4"), "--key", VideoKey()}, 3, "cannot be made"},
     };
-    for (const auto& refused : cases) {
-        const VxResult result = RunVx(refused.args);
-        EXPECT_EQ(result.exitCode, refused.exitCode) << refused.args[1] << ": " << result.err;
-        EXPECT_NE(result.err.find(refused.says), std::string::npos) << result.err;
-        EXPECT_EQ(m_videoKeys.Used(false) + m_audioKeys.Used(false), 0) << refused.args[1];
-    }
+    ExpectUses(uses);
+    EXPECT_EQ(m_videoKeys.Used(false) + m_audioKeys.Used(false), 0);
 }
 
 // Catches: a recorder that reads on for ever what can never be recorded, or hangs or leaves half a file when it
@@ -543,15 +498,11 @@ TEST_F(MediaTest, LeavesAloneWhatIsNotItsOwn)
     const std::string source = ShortClip();
     const int foreign = ::shmget(m_videoKeys.First() + 3, 12345, IPC_CREAT | IPC_EXCL | 0600);
     ASSERT_GE(foreign, 0);
-    const VxResult stranger = RunVx({"capture", source, "--key", VideoKey()});
-    EXPECT_EQ(stranger.exitCode, 4) << stranger.err;
-    EXPECT_NE(stranger.err.find("ipcrm"), std::string::npos) << stranger.err;
+    ExpectVx({"capture", source, "--key", VideoKey()}, 4, "ipcrm");
     EXPECT_EQ(::shmget(m_videoKeys.First() + 3, 0, 0), foreign);
     ::shmctl(foreign, IPC_RMID, nullptr);
     ASSERT_GE(::shmget(m_videoKeys.First(), 12345, IPC_CREAT | IPC_EXCL | 0600), 0);
-    const VxResult recorder = RunVx({"record", Path("no.mp4"), "--key", VideoKey()});
-    EXPECT_EQ(recorder.exitCode, 3) << recorder.err;
-    EXPECT_NE(recorder.err.find("no FIFO that this build can read"), std::string::npos) << recorder.err;
+    ExpectVx({"record", Path("no.mp4"), "--key", VideoKey()}, 3, "no FIFO that this build can read");
     if (::geteuid() == 0) { // another user's, seen by one who may do nothing about it
         const std::string asNobody =
             "VX_LOG_STDERR=1 setpriv --reuid=65534 --clear-groups timeout 10 " VX_PROGRAM;
@@ -562,14 +513,9 @@ TEST_F(MediaTest, LeavesAloneWhatIsNotItsOwn)
     m_videoKeys.Used(true);
 
     VxProcess live({"capture", source, "--key", VideoKey(), "--loop"});
-    for (int i = 0; i < 500 && ::shmget(m_videoKeys.First() + 30, 0, 0) < 0; ++i) {
-        ::usleep(10000); // its last slot is there
-    }
-    const VxResult second = RunVx({"capture", source, "--key", VideoKey()});
-    EXPECT_EQ(second.exitCode, 4) << second.err;
-    EXPECT_NE(second.err.find("is written by process"), std::string::npos) << second.err;
-    live.Signal(SIGTERM);
-    EXPECT_EQ(live.Finish().exitCode, 0);
+    EXPECT_TRUE(WaitFor([this] { return IsMade(m_videoKeys); }));
+    ExpectVx({"capture", source, "--key", VideoKey()}, 4, "is written by process");
+    live.End();
 }
 
 } // namespace

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/notify_test.cpp - a previewed mail, read by two programs that know nothing of ours.
 #include <gtest/gtest.h>
-#include <json/value.h>
-#include <json/writer.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include "package/json.h"
 #include "support/temp_root.h"
 #include "vx_process.h"
 
@@ -25,11 +22,11 @@ protected:
         std::ofstream(Path(name), std::ios::binary) << bytes;
     }
 
-    VxResult Preview(Args more, const std::string& out = "mail.eml") const
+    VxResult Preview(const Args& more, int exitCode = 0, const std::string& says = "") const
     {
-        Args args{"notify", "preview", "--out", Path(out.c_str())};
+        Args args{"notify", "preview", "--out", Path("mail.eml")};
         args.insert(args.end(), more.begin(), more.end());
-        return RunVx(args);
+        return ExpectVx(args, exitCode, says);
     }
 
     /// What Python's reader makes of the mail. Null when it does not like it.
@@ -39,10 +36,9 @@ protected:
             "python3 " VX_READ_MAIL " '" + Path("mail.eml") + "' >'" + Path("read.json") + "'";
         std::ostringstream text;
         Json::Value json;
-        std::string error;
         if (std::system(command.c_str()) == 0) {
             text << std::ifstream(Path("read.json")).rdbuf();
-            EXPECT_TRUE(JsonRead(text.str(), json, error)) << error;
+            json = ParseJson(text.str());
             EXPECT_EQ(json["problems"].size(), 0u) << json["problems"];
         }
         return json;
@@ -78,20 +74,14 @@ TEST_F(NotifyPreviewTest, PictureIsShownWhereTheTextSaysIt)
     const std::string text = "Motion: door <1> & \"gate\"  \nsecond = line\t\n.\nFrom here\n\n\xc3\xa4 end";
     const std::string subject = "Bewegung am Tor \xe2\x80\x93 " + std::string(90, 'x') +
                                 "\xf0\x9f\x9a\xaa \r\nBcc: you@there.invalid";
-    ASSERT_EQ(Preview({"--text", text, "--picture", Path("a.JPG"), "--type", "7", "--subject", subject,
-                       "--to", "J\xc3\xbcrgen \"J\" O'Neill, <j.o@example.net>", "--to", "plain@example.net",
-                       "--to", std::string(42, '\\') + " <back@example.net>", "--from",
-                       "Recorder (1), \"A\\B\" <r@example.net>", "--date", "1795244400"})
-                  .exitCode,
-              0);
+    Preview({"--text", text, "--picture", Path("a.JPG"), "--type", "7", "--subject", subject, "--to",
+             "J\xc3\xbcrgen \"J\" O'Neill, <j.o@example.net>", "--to", "plain@example.net", "--to",
+             std::string(42, '\\') + " <back@example.net>", "--from",
+             "Recorder (1), \"A\\B\" <r@example.net>", "--date", "1795244400"});
     const Json::Value mail = Read();
     ASSERT_TRUE(mail.isObject());
-    Json::Value tree(Json::arrayValue);
-    for (const char* type :
-         {"multipart/alternative", "text/plain", "multipart/related", "text/html", "image/jpeg"}) {
-        tree.append(type);
-    }
-    EXPECT_EQ(mail["tree"], tree);
+    EXPECT_EQ(mail["tree"], ParseJson(R"(["multipart/alternative", "text/plain", "multipart/related",
+                                         "text/html", "image/jpeg"])"));
     EXPECT_EQ(mail["text"].asString(), text + "\n");
     EXPECT_EQ(mail["unresolved"].size(), 0u);
     EXPECT_EQ(mail["inline"][0].asString(), "inline");
@@ -114,7 +104,7 @@ TEST_F(NotifyPreviewTest, AnotherReaderFindsTheSameFiles)
         GTEST_SKIP() << "munpack (package mpack) is not installed";
     }
     WriteFile("clip.mp4", AllBytes());
-    ASSERT_EQ(Preview({"--text", "one\ntwo", "--picture", Path("clip.mp4")}).exitCode, 0);
+    Preview({"--text", "one\ntwo", "--picture", Path("clip.mp4")});
     EXPECT_NE(Read()["html"].asString().find("<video src=\"cid:snapshot@vx.invalid\""), std::string::npos);
     std::filesystem::create_directory(Path("parts"));
     ASSERT_EQ(std::system(
@@ -138,7 +128,6 @@ TEST_F(NotifyPreviewTest, LongTextIsShortenedAndKeepsItsPicture)
             text += "\xc3\xa4";
         }
         const VxResult result = Preview({"--text", text, "--picture", Path("a.png")});
-        ASSERT_EQ(result.exitCode, 0) << result.err;
         const std::string html = Read()["html"].asString();
         const bool isCut = text.size() > room;
         EXPECT_NE(html.find(element), std::string::npos) << count;
@@ -153,32 +142,25 @@ TEST_F(NotifyPreviewTest, OddInputIsMendedOrRefused)
 {
     WriteFile("text", std::string("a\xff\xc3(\xed\xa0\x80 b\0c\r\n", 13));
     WriteFile("empty.png", "");
-    VxResult result = Preview({"--text-file", Path("text"), "--type", "13", "--subject", "\xff =?x?="});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_NE(result.err.find("type 13 carries a snapshot"), std::string::npos);
+    Preview({"--text-file", Path("text"), "--type", "13", "--subject", "\xff =?x?="}, 0,
+            "type 13 carries a snapshot");
     const Json::Value mail = Read();
     const std::string bad = "\xef\xbf\xbd";
     EXPECT_EQ(mail["text"].asString(), "a" + bad + bad + "(" + bad + bad + bad + " bc\n");
     EXPECT_EQ(mail["subject"].asString(), bad + " =?x?=");
     EXPECT_EQ(mail["tree"].size(), 3u);
 
-    struct Case {
-        Args args;
-        int exitCode;
-        const char* says;
-    };
-    for (const Case& c : {Case{{"--picture", Path("nothing.jpg"), "--text", "a"}, 3, "cannot be read"},
-                          Case{{"--picture", Path("text"), "--text", "a"}, 2, "expected a picture"},
-                          Case{{"--picture", Path("empty.png"), "--text", "a"}, 1, "is empty"},
-                          Case{{"--picture", Path("empty.png"), "--cid", "a\"b@c"}, 2, "content id"},
-                          Case{{"--to", "a@b>\r\nBcc: <c@d", "--text", "a"}, 2, "expected user@domain"},
-                          Case{{"--to", "", "--text", "a"}, 2, "expected user@domain"},
-                          Case{{"--date", "-5", "--text", "a"}, 2, "--date"}}) {
-        result = Preview(c.args);
-        EXPECT_EQ(result.exitCode, c.exitCode) << result.err;
-        EXPECT_NE(result.err.find(c.says), std::string::npos) << result.err;
+    for (const VxUse& use :
+         std::vector<VxUse>{{{"--picture", Path("nothing.jpg"), "--text", "a"}, 3, "cannot be read"},
+                            {{"--picture", Path("text"), "--text", "a"}, 2, "expected a picture"},
+                            {{"--picture", Path("empty.png"), "--text", "a"}, 1, "is empty"},
+                            {{"--picture", Path("empty.png"), "--cid", "a\"b@c"}, 2, "content id"},
+                            {{"--to", "a@b>\r\nBcc: <c@d", "--text", "a"}, 2, "expected user@domain"},
+                            {{"--to", "", "--text", "a"}, 2, "expected user@domain"},
+                            {{"--date", "-5", "--text", "a"}, 2, "--date"}}) {
+        Preview(use.args, use.exitCode, use.says);
     }
-    EXPECT_EQ(Preview({"--text", "a"}, "nowhere/mail").exitCode, 3);
+    ExpectVx({"notify", "preview", "--out", Path("nowhere/mail"), "--text", "a"}, 3);
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/record_event_test.cpp - vx record --camera: a real stream becomes events, also when it is killed.
-#include <json/json.h>
-
-#include <sstream>
 
 #include "media_clip.h"
 #include "support/ipc_keys.h"
 #include "support/rec_fixture.h"
 #include "support/temp_root.h"
+#include "support/wait_for.h"
 #include "vx_process.h"
 
 using namespace rec;
@@ -15,27 +13,18 @@ using namespace rec;
 namespace {
 
 constexpr int ROUNDS = 3;
-constexpr int MAX_TRIES = 600; ///< a minute
 
 /// Waits until as many events were made. @return false after a minute without them.
 bool WaitForEvents(int count)
 {
-    for (int tries = 0; tries < MAX_TRIES; ++tries) {
-        const std::string found = Select("SELECT COUNT(*) AS x FROM event WHERE size > 0 OR end_time = 0");
-        if (std::atoi(found.c_str()) >= count) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
+    return WaitFor([count] {
+        return std::stoi(Select("SELECT COUNT(*) AS x FROM event WHERE size > 0 OR end_time = 0")) >= count;
+    });
 }
 
 bool WaitForLive()
 {
-    for (int tries = 0; tries < MAX_TRIES && Live().empty(); ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return !Live().empty();
+    return WaitFor([] { return !Live().empty(); });
 }
 
 } // namespace
@@ -56,15 +45,14 @@ TEST(RecordEventTest, EventsOutliveTheirRecorder)
         MakeClip("-f lavfi -i testsrc2=size=320x240:rate=25 -t 3 -c:v libx264 -preset ultrafast -g 25", clip),
         "");
     const std::vector<std::string> record{"record", "--camera", "1", "--key", key, "--segment", "1"};
-    EXPECT_EQ(RunVx(record).exitCode, 1); // no such camera
-    ASSERT_EQ(RunVx({"camera", "add", "gate"}).exitCode, 0);
+    ExpectVx(record, 1); // no such camera
+    ExpectVx({"camera", "add", "gate"});
     VxProcess writer({"capture", clip, "--key", key, "--loop"});
     for (int round = 1; round <= ROUNDS; ++round) {
         VxProcess recorder(record);
         ASSERT_TRUE(WaitForEvents(2 * round)) << recorder.Finish(0).err;
-        EXPECT_EQ(RunVx(record).exitCode, 4); // one is there already
-        recorder.Signal(round == ROUNDS ? SIGTERM : SIGKILL);
-        EXPECT_EQ(recorder.Finish().signal, round == ROUNDS ? 0 : SIGKILL);
+        ExpectVx(record, 4); // one is there already
+        recorder.End();
     }
     EXPECT_EQ(Check(), std::vector<std::string>());
     EXPECT_EQ(Select("SELECT COUNT(*) AS x FROM event WHERE end_time < start_time OR size = 0"), "0");
@@ -80,8 +68,7 @@ TEST(RecordEventTest, EventsOutliveTheirRecorder)
     recorder.Signal(SIGTERM);
     EXPECT_EQ(recorder.Finish().exitCode, 0);
     fs::rename(Rec(), root.Path() / "unmounted");
-    EXPECT_EQ(RunVx(record).exitCode, 4);
+    ExpectVx(record, 4);
     EXPECT_EQ(fs::exists(Rec()) ? CountFiles() : 0, 0);
-    writer.Signal(SIGTERM); // it removes its segments
-    EXPECT_EQ(writer.Finish().signal, 0);
+    writer.End(); // it removes its segments
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
 #include <gtest/gtest.h>
-#include <json/value.h>
 
 #include <chrono>
 #include <thread>
@@ -31,16 +30,6 @@ protected:
         camera.SetLimits(CAM_REC_GROUP_CONTINUOUS, {days > 0, days, sizeMB > 0, sizeMB, 0});
         ASSERT_EQ(camera.Save(), 0);
     }
-    static Json::Value RunJson(std::vector<std::string> args, int exitCode = 0)
-    {
-        args.emplace_back("--json");
-        const VxResult result = RunVx(args);
-        EXPECT_EQ(result.exitCode, exitCode) << result.err;
-        Json::Value json;
-        std::string error;
-        EXPECT_TRUE(JsonRead(result.out, json, error)) << result.out;
-        return json;
-    }
     /// Megabytes to ask for so that so many are missing.
     std::string ReserveMissing(long long missingMB)
     {
@@ -63,7 +52,7 @@ TEST_F(RotateToolTest, RunDoesWhatThePlanSays)
                 true);
     SetLimits(30, 6);
     const auto before = m_world.All(CAMERA);
-    const Json::Value plan = RunJson({"rotate", "plan", "--reserve", "0", "--rows", "2"});
+    const Json::Value plan = VxJson({"rotate", "plan", "--reserve", "0", "--rows", "2"});
     const Json::Value& target = plan["targets"][12]; // two groups of six cameras stand before it
     EXPECT_EQ(target["id"].asInt(), 7);
     EXPECT_EQ(target["days_limit"].asInt(), 30);
@@ -75,14 +64,14 @@ TEST_F(RotateToolTest, RunDoesWhatThePlanSays)
     EXPECT_EQ(target["removes"]["volume"]["count"].asInt(), 0);
     EXPECT_EQ(m_world.All(CAMERA), before);
     EXPECT_EQ(RotWorld::FileCount(), 32);
-    const Json::Value round = RunJson({"rotate", "run", "--once", "--reserve", "0"});
+    const Json::Value round = VxJson({"rotate", "run", "--once", "--reserve", "0"});
     EXPECT_EQ(round["passes"][0]["by_date"].asInt(), 30);
     EXPECT_EQ(round["passes"][0]["by_size"].asInt(), 1);
     EXPECT_EQ(round["swept"].asInt(), 31);
     ASSERT_EQ(m_world.All(CAMERA).size(), 1U);
     EXPECT_EQ(m_world.All(CAMERA)[0].id, 101);
     EXPECT_EQ(RotWorld::FileCount(), 1);
-    EXPECT_EQ(RunVx({"event", "check"}).exitCode, 0);
+    ExpectVx({"event", "check"});
 }
 
 // Catches: a short volume that takes more than is missing, forgets what is marked already, takes young recordings,
@@ -100,14 +89,14 @@ TEST_F(RotateToolTest, ShortVolumeTakesTheOldestOfAllUntilEnoughComesFree)
     TimeLapseTask task;
     ASSERT_EQ(task.Save(), 0); // so that its database is looked at
     const Json::Value round =
-        RunJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(550)});
+        VxJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(550)});
     EXPECT_NEAR(static_cast<double>(round["volume"]["needed_mb"].asInt64()), 450, 30)
         << JsonWrite(round["volume"]);
     const std::set<int> marked = m_world.Marked(CAMERA);
     EXPECT_GE(marked.size(), 4U);
     EXPECT_LE(marked.size(), 5U);
     EXPECT_EQ(*marked.rbegin(), static_cast<int>(marked.size())) << "not the oldest of both owners";
-    RunJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000'000)});
+    VxJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000'000)});
     EXPECT_FALSE(m_world.Marked(CAMERA).contains(50)) << "a volume that others fill has emptied the box";
 }
 
@@ -124,9 +113,8 @@ TEST_F(RotateToolTest, RecordingsWithoutTaskOrSizeMakeRoom)
     }
     m_world.Add(CAMERA, door);
     m_world.Run(RotWorld::Path(CAMERA), "UPDATE event SET path = '1/../../x' WHERE id = 900;");
-    EXPECT_NE(RunVx({"rotate", "plan", "--reserve", "999999999"}).out.find("iva 7 (removed)"),
-              std::string::npos);
-    RunJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000)});
+    ExpectVx({"rotate", "plan", "--reserve", "999999999"}, 0, "iva 7 (removed)");
+    VxJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000)});
     for (const TARGET target : {ARCHIVE, LAPSE, DVA, FACE}) {
         EXPECT_EQ(RotWorld::Marked(target).size(), RotWorld::All(target).size()) << target;
     }
@@ -139,14 +127,14 @@ TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
     m_world.AddMany(CAMERA, 10, m_now - 40 * DAY, false, true);
     SetLimits(1, 1);
     std::filesystem::rename(m_world.m_root.Path() / "rec", m_world.m_root.Path() / "unmounted");
-    const Json::Value round = RunJson({"rotate", "run", "--once"}, 4);
+    const Json::Value round = VxJson({"rotate", "run", "--once"}, 4);
     EXPECT_NE(round["refused"][0].asString().find("mount"), std::string::npos) << JsonWrite(round);
     std::filesystem::remove_all(m_world.m_root.Path() / "rec");
     std::filesystem::rename(m_world.m_root.Path() / "unmounted", m_world.m_root.Path() / "rec");
     EXPECT_EQ(RotWorld::FileCount(), 10);
     EXPECT_TRUE(m_world.Marked(CAMERA).empty());
     std::filesystem::remove_all(m_world.m_root.Path() / "db");
-    EXPECT_EQ(RunVx({"rotate", "run", "--once"}).exitCode, 0) << "nothing is configured any more";
+    ExpectVx({"rotate", "run", "--once"}); // nothing is configured any more
     EXPECT_EQ(RotWorld::FileCount(), 10);
 }
 
@@ -159,8 +147,7 @@ TEST_F(RotateToolTest, SigtermEndsTheDaemonCleanly)
     ASSERT_TRUE(daemon.WaitForOutput("30 record(s) deleted"));
     m_world.AddMany(CAMERA, 10, m_now - 40 * DAY, false, true);
     ASSERT_TRUE(daemon.WaitForOutput("10 record(s) deleted"));
-    daemon.Signal(SIGTERM);
-    EXPECT_EQ(daemon.Finish().exitCode, 0);
+    daemon.End();
     std::string count;
     ASSERT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG,
                                          "SELECT COUNT(*) FROM log WHERE args LIKE '%fileList%'", count),

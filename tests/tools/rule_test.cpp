@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rule_test.cpp - vx rule and vx history, run as their users run them.
 #include <gtest/gtest.h>
-#include <json/value.h>
 
 #include <algorithm>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include "package/json.h"
 #include "support/temp_root.h"
 #include "vx_process.h"
 
@@ -19,12 +17,6 @@ protected:
     RuleToolTest() { ::setenv("TZ", "UTC", 1); }
     ~RuleToolTest() override { ::unsetenv("TZ"); }
 
-    static std::string Out(const std::vector<std::string>& args)
-    {
-        const VxResult result = RunVx(args);
-        EXPECT_EQ(result.exitCode, 0) << result.err;
-        return result.out;
-    }
     std::string Write(const std::string& name, const std::string& text) const
     {
         std::string path = (m_root.Path() / name).string();
@@ -33,12 +25,12 @@ protected:
     }
     static void AddTwoRules()
     {
-        EXPECT_EQ(Out({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item",
-                       "1", "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10"}),
-                  "1\n");
-        EXPECT_EQ(Out({"rule", "add", "--name", "Hall 'B'", "--event", "motion", "--camera", "-1", "--action",
-                       "27", "--record", R"({"password":"s3cret","act_dev_ids":[4,5]})"}),
-                  "2\n");
+        ExpectVx({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item", "1",
+                  "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10"},
+                 0, "1\n");
+        ExpectVx({"rule", "add", "--name", "Hall 'B'", "--event", "motion", "--camera", "-1", "--action",
+                  "27", "--record", R"({"password":"s3cret","act_dev_ids":[4,5]})"},
+                 0, "2\n");
     }
 
     TempRoot m_root;
@@ -59,31 +51,24 @@ constexpr const char* DAY =
 TEST_F(RuleToolTest, ExportedWipedAndImportedIsIdentical)
 {
     AddTwoRules();
-    const std::string exported = Out({"rule", "export"});
+    const std::string exported = VxOut({"rule", "export"});
     EXPECT_EQ(exported.find("s3cret"), std::string::npos);
-    Out({"rule", "rm", "1,2", "--yes"});
-    EXPECT_EQ(Out({"rule", "list"}), "No rules; vx rule add makes one.\n");
+    VxOut({"rule", "rm", "1,2", "--yes"});
+    EXPECT_EQ(VxOut({"rule", "list"}), "No rules; vx rule add makes one.\n");
     const std::string path = Write("rules.json", exported);
-    Out({"rule", "import", path});
-    Out({"rule", "export", path});
-    EXPECT_EQ(Out({"rule", "export"}), exported);
+    VxOut({"rule", "import", path});
+    VxOut({"rule", "export", path});
+    EXPECT_EQ(VxOut({"rule", "export"}), exported);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(std::ifstream(path).rdbuf()), {}), exported);
-    EXPECT_NE(Out({"rule", "show", "2", "--json", "--show-secrets"}).find("s3cret"), std::string::npos);
-    Out({"rule", "import", path}); // the ids are taken: the rules come a second time, under new ones
-    Json::Value all;
-    std::string error;
-    ASSERT_TRUE(JsonRead(Out({"rule", "list", "--json"}), all, error)) << error;
-    EXPECT_EQ(all.size(), 4u);
+    EXPECT_NE(VxOut({"rule", "show", "2", "--json", "--show-secrets"}).find("s3cret"), std::string::npos);
+    VxOut({"rule", "import", path}); // the ids are taken: the rules come a second time, under new ones
+    EXPECT_EQ(VxJson({"rule", "list"}).size(), 4u);
 
     std::string broken = exported;
     const std::string name = "\"Hall 'B'\"";
     broken.replace(broken.find(name), name.size(), "5");
-    const VxResult refused = RunVx({"rule", "import", Write("broken.json", broken)});
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_NE(refused.err.find("rule 2: "), std::string::npos) << refused.err;
-    EXPECT_NE(refused.err.find("field \"name\""), std::string::npos) << refused.err;
-    ASSERT_TRUE(JsonRead(Out({"rule", "list", "--json"}), all, error)) << error;
-    EXPECT_EQ(all.size(), 4u);
+    ExpectVx({"rule", "import", Write("broken.json", broken)}, 1, "rule 2: field \"name\"");
+    EXPECT_EQ(VxJson({"rule", "list"}).size(), 4u);
 }
 
 // Catches: a replay that answers differently, history that has another time than the event, a line passed
@@ -92,7 +77,7 @@ TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
 {
     AddTwoRules();
     const std::string day = Write("day.jsonl", DAY);
-    const std::string first = Out({"rule", "watch", day});
+    const std::string first = VxOut({"rule", "watch", day});
     EXPECT_EQ(first,
               "Rule \"Gate\" (1) fires at Mon 2026-11-23 12:00:05 UTC: digital input on camera 3.\n"
               "Rule \"Gate\" (1) does not fire: digital input on camera 3 is still active; nothing new has "
@@ -103,28 +88,23 @@ TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
               "Rule \"Hall 'B'\" (2) fires at Mon 2026-11-23 12:00:09 UTC: motion on camera 9.\n"
               "Rule \"Gate\" (1) does not fire: its schedule is off at Mon 2026-11-23 19:00:00 UTC (mon-fri "
               "08:00-18:00).\n");
-    EXPECT_EQ(Out({"rule", "watch", "--no-history", day}), first);
-    Json::Value history;
-    std::string error;
-    ASSERT_TRUE(JsonRead(Out({"history", "list", "--json"}), history, error)) << error;
+    EXPECT_EQ(VxOut({"rule", "watch", "--no-history", day}), first);
+    const Json::Value history = VxJson({"history", "list"});
     EXPECT_EQ(history["count"], 2);
     EXPECT_EQ(history["lines"][0]["rule_name"], "Hall 'B'");
     EXPECT_EQ(history["lines"][0]["timestamp"].asInt64(), 1795435209);
 
-    const VxResult broken =
-        RunVx({"rule", "watch", "--no-history", Write("odd.jsonl", std::string("nonsense\n") + DAY)});
-    EXPECT_EQ(broken.exitCode, 1);
-    EXPECT_EQ(broken.out, first);
-    EXPECT_NE(broken.err.find("line 1: not JSON"), std::string::npos) << broken.err;
+    const std::string odd = Write("odd.jsonl", std::string("nonsense\n") + DAY);
+    EXPECT_EQ(ExpectVx({"rule", "watch", "--no-history", odd}, 1, "line 1: not JSON").out, first);
 }
 
 // Catches: a sentence for another reason, instant or state than the one that was asked about.
 TEST_F(RuleToolTest, ExplainSaysTheReason)
 {
     const std::string noon = "2026-11-23 12:00:00";
-    Out({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item", "1",
-         "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10", "--record",
-         R"({"condition":true,"condition_unit":3,"condition_value":"9"})"});
+    VxOut({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item", "1",
+           "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10", "--record",
+           R"({"condition":true,"condition_unit":3,"condition_value":"9"})"});
     const std::string pressed =
         R"({"time":1795435200,"camera":3,"event":"digital input","item":1,"on":true})";
     const std::string motion = R"({"time":1795435100,"camera":9,"event":"motion","on":true})";
@@ -154,16 +134,13 @@ TEST_F(RuleToolTest, ExplainSaysTheReason)
     for (const auto& [reason, more, sentence] : cases) {
         std::vector<std::string> args = {"rule", "explain", "1"};
         args.insert(args.end(), more.begin(), more.end());
-        EXPECT_EQ(Out(args), std::string("Rule \"Gate\" (1) ") + sentence + "\n");
-        args.emplace_back("--json");
-        Json::Value json;
-        std::string error;
-        ASSERT_TRUE(JsonRead(Out(args), json, error)) << error;
+        EXPECT_EQ(VxOut(args), std::string("Rule \"Gate\" (1) ") + sentence + "\n");
+        const Json::Value json = VxJson(args);
         EXPECT_EQ(json["reason"], reason);
         EXPECT_EQ(json["fires"].asBool(), std::string(reason) == "fires");
     }
-    Out({"rule", "disable", "1"});
-    EXPECT_EQ(Out({"rule", "explain", "1"}), "Rule \"Gate\" (1) does not fire: it is switched off.\n");
+    VxOut({"rule", "disable", "1"});
+    EXPECT_EQ(VxOut({"rule", "explain", "1"}), "Rule \"Gate\" (1) does not fire: it is switched off.\n");
 }
 
 // Catches: bad input that is stored, a message without field and value, a wrong exit code, a deletion
@@ -171,12 +148,8 @@ TEST_F(RuleToolTest, ExplainSaysTheReason)
 TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
 {
     AddTwoRules();
-    const std::string before = Out({"rule", "export"});
-    const struct {
-        std::vector<std::string> args;
-        int exitCode;
-        const char* message;
-    } cases[] = {
+    const std::string before = VxOut({"rule", "export"});
+    const std::vector<VxUse> uses = {
         {{"rule", "add", "--name", "x", "--schedule", "mon 8:00-9:00"}, 2, "schedule, column 5"},
         {{"rule", "add", "--name", "x", "--event", "event"}, 2, "event [event]"},
         {{"rule", "add", "--name", "x", "--record", R"({"act_tims":5})"}, 2, "no field \"act_tims\""},
@@ -200,13 +173,11 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
         {{"history", "rm", "--yes"}, 2, "which lines"},
         {{"history", "rm", "7", "--yes"}, 1, "7: there is no such line"},
     };
-    for (const auto& [args, exitCode, message] : cases) {
-        const VxResult result = RunVx(args);
-        EXPECT_EQ(result.exitCode, exitCode) << args[1] << ": " << result.err;
-        EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    for (const auto& [args, exitCode, message] : uses) {
+        const VxResult result = ExpectVx(args, exitCode, message);
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     }
-    EXPECT_EQ(Out({"rule", "export"}), before);
+    EXPECT_EQ(VxOut({"rule", "export"}), before);
     const std::string exported = Write("rules.json", before);
     ::setenv("VX_ROOT", "/proc/nowhere", 1);
     for (const std::vector<std::string>& args : {std::vector<std::string>{"rule", "list"},
@@ -215,12 +186,9 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
                                                  {"rule", "watch", "/dev/null"},
                                                  {"history", "list"},
                                                  {"history", "rm", "--all", "--yes"}}) {
-        const VxResult result = RunVx(args);
-        EXPECT_EQ(result.exitCode, 3) << args[0] << " " << args[1] << ": " << result.err;
-        EXPECT_NE(result.err.find("/proc/nowhere/db/"), std::string::npos) << result.err;
+        ExpectVx(args, 3, "/proc/nowhere/db/");
     }
     ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
-    const VxResult dryRun = RunVx({"rule", "rm", "1,2", "--dry-run"});
-    EXPECT_EQ(dryRun.exitCode, 0);
-    EXPECT_EQ(Out({"rule", "export"}), before);
+    ExpectVx({"rule", "rm", "1,2", "--dry-run"});
+    EXPECT_EQ(VxOut({"rule", "export"}), before);
 }

@@ -2,6 +2,7 @@
 // tests/tools/test_writer.h - a process that makes a FIFO and writes frames whose bytes are known.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <functional>
@@ -33,25 +34,30 @@ inline void WriteTestFrame(ShmStreamFifo& fifo, int n)
                    n * 40000LL, MEDIA_ES_VIDEO, TestFlags(n), 1);
 }
 
-/// Makes an H264 FIFO under the key and runs `work` with it. @return what ChildProcess wants.
-inline std::function<int(Channel&)>
-TestWriter(int key, const std::function<void(ShmStreamFifo&, Channel&)>& work, int slots = 10)
-{
-    return [key, work, slots](Channel& channel) {
-        ShmFifoHandler handler;
-        ShmStreamFifo* const pFifo = handler.GetStreamFifo(key, 4096, slots);
-        if (pFifo == nullptr) {
-            return 1;
-        }
-        pFifo->SetCodec("H264");
-        pFifo->SetResolution(640, 360);
-        pFifo->SetExtra(reinterpret_cast<const unsigned char*>(TEST_PARAMETER_SETS.data()),
-                        static_cast<int>(TEST_PARAMETER_SETS.size()));
-        work(*pFifo, channel);
-        return 0; // the handler removes the FIFO
-    };
-}
+/// A process that makes an H264 FIFO, runs `work` with it and removes it. Once it is constructed the FIFO is there.
+class FifoWriter : public ChildProcess {
+public:
+    using Work = std::function<void(ShmStreamFifo&, Channel&)>;
 
+    FifoWriter(int key, const Work& work, int slots = 10)
+        : ChildProcess([&](Channel& channel) {
+              ShmFifoHandler handler;
+              ShmStreamFifo* const pFifo = handler.GetStreamFifo(key, 4096, slots);
+              if (pFifo == nullptr) {
+                  return 1;
+              }
+              pFifo->SetCodec("H264");
+              pFifo->SetResolution(640, 360);
+              pFifo->SetExtra(reinterpret_cast<const unsigned char*>(TEST_PARAMETER_SETS.data()),
+                              static_cast<int>(TEST_PARAMETER_SETS.size()));
+              channel.Send('M');
+              work(*pFifo, channel);
+              return 0;
+          })
+    {
+        EXPECT_EQ(Receive(), 'M');
+    }
+};
 /// Waits until so many readers have come, ten seconds at most.
 inline void AwaitReaders(ShmStreamFifo& fifo, int count)
 {

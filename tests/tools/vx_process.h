@@ -3,6 +3,9 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
+#include <json/value.h>
+#include <json/writer.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -13,6 +16,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "package/json.h"
 
 /// What a run of vx came to.
 struct VxResult {
@@ -57,6 +62,13 @@ public:
     pid_t Pid() const { return m_pid; }
     void Signal(int signal) const { ::kill(m_pid, signal); }
 
+    /// Sends the signal; expects that vx ends by itself, and well.
+    VxResult End(int signal = SIGTERM)
+    {
+        Signal(signal);
+        return Finish(20000, 0);
+    }
+
     /// Reads until `text` has been printed to standard output. @return false after ten seconds without it.
     bool WaitForOutput(const std::string& text)
     {
@@ -73,8 +85,8 @@ public:
     void CloseOutput() { ::close(std::exchange(m_out, -1)); }
 
     /// Takes all output and waits for the end. A process that does not end in time is killed: signal 9 shows
-    /// it.
-    VxResult Finish(int timeoutMs = 20000)
+    /// it. The exit code is expected if one is given.
+    VxResult Finish(int timeoutMs = 20000, int exitCode = ANY_EXIT_CODE)
     {
         const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
         while (ReadSome(100) || m_out >= 0 || m_err >= 0) {
@@ -87,8 +99,12 @@ public:
         ::waitpid(std::exchange(m_pid, -1), &status, 0);
         m_result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         m_result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+        EXPECT_TRUE(exitCode == ANY_EXIT_CODE || exitCode == m_result.exitCode)
+            << "exit code " << m_result.exitCode << ", signal " << m_result.signal << ": " << m_result.err;
         return m_result;
     }
+
+    static constexpr int ANY_EXIT_CODE = -2;
 
 private:
     [[noreturn]] static void Exec(const std::vector<std::string>& args, int out, int err)
@@ -139,4 +155,48 @@ private:
 inline VxResult RunVx(const std::vector<std::string>& args)
 {
     return VxProcess(args).Finish();
+}
+
+/// Runs vx and expects its exit code, and a text somewhere in what it prints.
+inline VxResult ExpectVx(const std::vector<std::string>& args, int exitCode = 0, const std::string& says = "")
+{
+    VxResult result = RunVx(args);
+    const std::string all = result.out + result.err;
+    EXPECT_TRUE(result.exitCode == exitCode && all.find(says) != all.npos)
+        << ::testing::PrintToString(args) << " ends with " << result.exitCode << " and says:\n"
+        << all << "instead of " << exitCode << " and: " << says;
+    return result;
+}
+
+/// What a use of vx that succeeds prints.
+inline std::string VxOut(const std::vector<std::string>& args)
+{
+    return ExpectVx(args).out;
+}
+
+/// A use of vx, how it has to end, and what it has to say.
+struct VxUse {
+    std::vector<std::string> args;
+    int exitCode;
+    std::string says;
+};
+inline void ExpectUses(const std::vector<VxUse>& uses)
+{
+    for (const VxUse& use : uses) {
+        ExpectVx(use.args, use.exitCode, use.says);
+    }
+}
+inline Json::Value ParseJson(const std::string& text)
+{
+    Json::Value json;
+    std::string error;
+    EXPECT_TRUE(JsonRead(text, json, error)) << error << "\n" << text;
+    return json;
+}
+
+/// What a verb prints with --json.
+inline Json::Value VxJson(std::vector<std::string> args, int exitCode = 0)
+{
+    args.emplace_back("--json");
+    return ParseJson(ExpectVx(args, exitCode).out);
 }

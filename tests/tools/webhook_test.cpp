@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/webhook_test.cpp - vx webhook, run as its users run it.
 #include <gtest/gtest.h>
-#include <json/value.h>
 
 #include <fstream>
 
-#include "package/json.h"
 #include "support/temp_root.h"
 #include "vx_process.h"
 
@@ -15,20 +13,11 @@ constexpr const char* NASTY_NAME = "Gate 'A'; DROP TABLE webhook;--";
 
 class WebhookToolTest : public ::testing::Test {
 protected:
-    void Add(const std::string& name)
+    static void Add(const std::string& name)
     {
-        const VxResult result =
-            RunVx({"webhook", "add", "--name", name, "--url", "https://h.example/x", "--token", "s3cret"});
-        ASSERT_EQ(result.exitCode, 0) << result.err;
+        ExpectVx({"webhook", "add", "--name", name, "--url", "https://h.example/x", "--token", "s3cret"});
     }
-    Json::Value List()
-    {
-        Json::Value json;
-        std::string error;
-        EXPECT_TRUE(JsonRead(RunVx({"webhook", "list", "--json", "--show-secrets"}).out, json, error))
-            << error;
-        return json;
-    }
+    static Json::Value List() { return VxJson({"webhook", "list", "--show-secrets"}); }
 
     TempRoot m_root;
 };
@@ -42,7 +31,7 @@ TEST_F(WebhookToolTest, NameIsStoredAndListedToTheLetter)
     ASSERT_EQ(all.size(), 2u);
     EXPECT_EQ(all[0]["name"], NASTY_NAME);
     EXPECT_EQ(all[1]["name"], "two\nlines");
-    const std::string table = RunVx({"webhook", "list"}).out;
+    const std::string table = VxOut({"webhook", "list"});
     EXPECT_NE(table.find(std::string(" 1  ") + NASTY_NAME), std::string::npos) << table;
     EXPECT_NE(table.find("two\\x0alines"), std::string::npos)
         << "a control character would reach the terminal";
@@ -53,10 +42,10 @@ TEST_F(WebhookToolTest, NameIsStoredAndListedToTheLetter)
 TEST_F(WebhookToolTest, MaskedTokenSurvivesARoundTrip)
 {
     Add("one");
-    const VxResult shown = RunVx({"webhook", "show", "1", "--json"});
+    const std::string shown = VxOut({"webhook", "show", "1", "--json"});
     const std::string path = (m_root.Path() / "record.json").string();
-    std::ofstream(path) << shown.out;
-    EXPECT_EQ(RunVx({"webhook", "edit", "1", "--from", path, "--method", "put", "--disable"}).exitCode, 0);
+    std::ofstream(path) << shown;
+    ExpectVx({"webhook", "edit", "1", "--from", path, "--method", "put", "--disable"});
     const Json::Value row = List()[0];
     EXPECT_EQ(row["token"], "s3cret");
     EXPECT_EQ(row["webhook_req_method"], 2);
@@ -68,11 +57,7 @@ TEST_F(WebhookToolTest, MaskedTokenSurvivesARoundTrip)
 // code.
 TEST_F(WebhookToolTest, BadInputIsNamedAndNothingIsStored)
 {
-    const struct {
-        std::vector<std::string> args;
-        int exitCode;
-        const char* message;
-    } cases[] = {
+    const std::vector<VxUse> uses = {
         {{"add", "--name", "a", "--url", "ftp://b"}, 2, "vx webhook add: --url [ftp://b]: "},
         {{"add", "--url", "http://b"}, 2, "vx webhook add: --name []: "},
         {{"add", "--name", "a", "--url", "http://b", "--method", "FOO"}, 2, "--method [FOO]: one of GET, "},
@@ -85,12 +70,10 @@ TEST_F(WebhookToolTest, BadInputIsNamedAndNothingIsStored)
         {{"show", "9"}, 1, "9: there is no such webhook"},
         {{"rm", "9", "--yes"}, 1, "9: there is no such webhook"},
     };
-    for (const auto& bad : cases) {
+    for (const auto& [verb, exitCode, message] : uses) {
         std::vector<std::string> args{"webhook"};
-        args.insert(args.end(), bad.args.begin(), bad.args.end());
-        const VxResult result = RunVx(args);
-        EXPECT_EQ(result.exitCode, bad.exitCode) << result.err;
-        EXPECT_NE(result.err.find(bad.message), std::string::npos) << result.err;
+        args.insert(args.end(), verb.begin(), verb.end());
+        ExpectVx(args, exitCode, message);
     }
     EXPECT_EQ(List().size(), 0u);
 }
@@ -99,11 +82,11 @@ TEST_F(WebhookToolTest, BadInputIsNamedAndNothingIsStored)
 TEST_F(WebhookToolTest, RemovalNeedsConsent)
 {
     Add("one");
-    EXPECT_EQ(RunVx({"webhook", "rm", "1"}).exitCode, 4) << "nobody can be asked";
-    EXPECT_EQ(RunVx({"webhook", "rm", "1", "--dry-run"}).exitCode, 0);
-    EXPECT_EQ(RunVx({"webhook", "add", "--name", "b", "--url", "http://b", "--dry-run"}).exitCode, 0);
+    ExpectVx({"webhook", "rm", "1"}, 4); // nobody can be asked
+    ExpectVx({"webhook", "rm", "1", "--dry-run"});
+    ExpectVx({"webhook", "add", "--name", "b", "--url", "http://b", "--dry-run"});
     ASSERT_EQ(List().size(), 1u);
-    EXPECT_EQ(RunVx({"webhook", "rm", "1", "--yes"}).exitCode, 0);
+    ExpectVx({"webhook", "rm", "1", "--yes"});
     EXPECT_EQ(List().size(), 0u);
 }
 
@@ -111,10 +94,7 @@ TEST_F(WebhookToolTest, RemovalNeedsConsent)
 TEST_F(WebhookToolTest, UnreadableDatabaseIsNotAnEmptyList)
 {
     ::setenv("VX_ROOT", "/proc/nowhere", 1);
-    const VxResult result = RunVx({"webhook", "list"});
-    EXPECT_EQ(result.exitCode, 3);
-    EXPECT_NE(result.err.find("/proc/nowhere/db/system.db: the webhooks cannot be read"), std::string::npos)
-        << result.err;
+    ExpectVx({"webhook", "list"}, 3, "/proc/nowhere/db/system.db: the webhooks cannot be read");
     ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
 }
 
