@@ -1,87 +1,59 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/actionrule/actrulechange_test.cpp - what counts as another action, and what the numbers mean.
 #include <gtest/gtest.h>
+#include <json/value.h>
 
-#include <functional>
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
 
 #include "actrulepredicates.h"
 #include "actruleutils.h"
+#include "package/json.h"
 
 namespace {
 
-/// One way in which two rules may differ.
-struct Difference {
-    const char* name;
-    std::function<void(ActionRule&)> make;
-};
+/// The ways in which two rules may differ: a field and what it is not in a new rule.
+constexpr const char* DIFFERENCES = R"({
+    "act_server_id":9, "act_device_id":9, "act_dev_ids":[9], "ext_url":"x", "headers":"x", "username":"x",
+    "password":"x", "webhook_req_method":2, "http_content_type":2, "http_body":"x", "host_access_url":"x",
+    "ifttt_key":"x", "ifttt_event":"x", "param1":"x", "param2":"x", "param3":"x", "act_return_pos":9,
+    "act_item_id":9, "act_item_ids":"9", "bmk_name":"x", "bmk_comment":"x", "bmk_lock":true,
+    "bmk_show_osd":true, "condition":true, "condition_unit":9, "condition_value":"x", "act_times":9,
+    "act_time_unit":3, "act_time_duration":9, "name":"x", "enabled":false, "evt_id":3})";
 
-const Difference DIFFERENCES[] = {
-    {"server", [](ActionRule& rule) { rule.SetActServerId(9); }},
-    {"device", [](ActionRule& rule) { rule.SetActDevId(9); }},
-    {"devices", [](ActionRule& rule) { rule.SetActDevIds({9}); }},
-    {"url", [](ActionRule& rule) { rule.SetExtUrl("x"); }},
-    {"headers", [](ActionRule& rule) { rule.SetHeaders("x"); }},
-    {"user", [](ActionRule& rule) { rule.SetUserName("x"); }},
-    {"password", [](ActionRule& rule) { rule.SetPassword("x"); }},
-    {"method", [](ActionRule& rule) { rule.SetWebhookReqMethod(WEBHOOK_REQ_PUT); }},
-    {"content", [](ActionRule& rule) { rule.SetHttpContentType(HTTP_CONTENT_TEXT); }},
-    {"body", [](ActionRule& rule) { rule.SetHttpBody("x"); }},
-    {"host", [](ActionRule& rule) { rule.SetHostAccessUrl("x"); }},
-    {"iftttKey", [](ActionRule& rule) { rule.SetIFTTTKey("x"); }},
-    {"iftttEvent", [](ActionRule& rule) { rule.SetIFTTTEvent("x"); }},
-    {"param1", [](ActionRule& rule) { rule.SetParam1("x"); }},
-    {"param2", [](ActionRule& rule) { rule.SetParam2("x"); }},
-    {"param3", [](ActionRule& rule) { rule.SetParam3("x"); }},
-    {"returnPos", [](ActionRule& rule) { rule.SetActRetPos(9); }},
-    {"item", [](ActionRule& rule) { rule.SetActItemId(9); }},
-    {"items", [](ActionRule& rule) { rule.SetActItemIds("9"); }},
-    {"bmkName", [](ActionRule& rule) { rule.SetBmkName("x"); }},
-    {"bmkComment", [](ActionRule& rule) { rule.SetBmkComment("x"); }},
-    {"bmkLock", [](ActionRule& rule) { rule.SetBmkLock(true); }},
-    {"bmkOsd", [](ActionRule& rule) { rule.SetBmkShowOsd(true); }},
-    {"condition", [](ActionRule& rule) { rule.SetCondition(true); }},
-    {"conditionUnit", [](ActionRule& rule) { rule.SetConditionUnit(9); }},
-    {"conditionValue", [](ActionRule& rule) { rule.SetConditionValue("x"); }},
-    {"times", [](ActionRule& rule) { rule.SetActTimes(9); }},
-    {"unit", [](ActionRule& rule) { rule.SetActTimeUnit(ACT_TIME_UNIT_HOUR); }},
-    {"duration", [](ActionRule& rule) { rule.SetActTimeDur(9); }},
-    {"name", [](ActionRule& rule) { rule.SetName("x"); }},
-    {"enabled", [](ActionRule& rule) { rule.SetEnabled(false); }},
-    {"event", [](ActionRule& rule) { rule.SetEvtId(RULE_EVENT_AUDIO); }},
-};
+ActionRule Edited(ActionRule rule, const std::string& field, const Json::Value& value)
+{
+    Json::Value change;
+    change[field] = value;
+    std::string error;
+    EXPECT_EQ(rule.SetByJson(change, &error), 0) << error;
+    return rule;
+}
 
-const std::set<std::string> DEVICE = {"server", "device", "devices"};
-const std::set<std::string> WEBHOOK = {"url",    "headers", "user", "password",
-                                       "method", "content", "body", "host"};
-const std::set<std::string> IFTTT = {"iftttKey", "iftttEvent", "param1", "param2", "param3"};
+const std::set<std::string> DEVICE = {"act_server_id", "act_device_id", "act_dev_ids"};
+const std::set<std::string> WEBHOOK = {
+    "ext_url",           "headers",   "username",       "password", "webhook_req_method",
+    "http_content_type", "http_body", "host_access_url"};
+const std::set<std::string> IFTTT = {"ifttt_key", "ifttt_event", "param1", "param2", "param3"};
 
 /// What counts by action id, written down as one line for each family. T: counts for a triggered rule only.
-const std::map<int, std::set<std::string>> BY_ACTION = {
-    {-2, {"times T", "unit", "duration"}},
-    {-1, {"times T", "unit", "duration"}},
-    {3, {"unit T", "duration T"}},
-    {4, {"times T", "unit", "duration"}},
-    {5, {"returnPos", "item", "unit T", "duration T"}},
-    {6, {"returnPos", "item", "times", "unit", "duration"}},
-    {7, {"returnPos", "unit T", "duration T"}},
-    {8, {"returnPos", "unit T", "duration T"}},
-    {9, {"item", "times T", "unit", "duration"}},
-    {10, {"item", "unit T", "duration T"}},
-    {11, {"item", "times T", "unit", "duration"}},
-    {12, {"item", "times T", "unit", "duration"}},
-    {14, {"item", "unit T", "duration T"}},
-    {17, {"item", "times T", "unit", "duration"}},
-    {18, {"times T", "unit", "duration"}},
-    {19, {"times T", "unit", "duration"}},
-    {20, {"times T", "unit", "duration"}},
-    {22, {"times T", "unit", "duration"}},
-    {25, {"unit T", "duration T"}},
-    {26, {"items"}},
-    {27, {"bmkName", "bmkComment", "bmkLock", "bmkOsd", "duration T"}},
-    {28, {"condition", "duration T"}},
+struct Family {
+    std::set<int> actions;
+    std::set<std::string> fields;
+};
+const Family FAMILIES[] = {
+    {{-2, -1, 4, 18, 19, 20, 22}, {"act_times T", "act_time_unit", "act_time_duration"}},
+    {{3, 25}, {"act_time_unit T", "act_time_duration T"}},
+    {{5}, {"act_return_pos", "act_item_id", "act_time_unit T", "act_time_duration T"}},
+    {{6}, {"act_return_pos", "act_item_id", "act_times", "act_time_unit", "act_time_duration"}},
+    {{7, 8}, {"act_return_pos", "act_time_unit T", "act_time_duration T"}},
+    {{9, 11, 12, 17}, {"act_item_id", "act_times T", "act_time_unit", "act_time_duration"}},
+    {{10, 14}, {"act_item_id", "act_time_unit T", "act_time_duration T"}},
+    {{26}, {"act_item_ids"}},
+    {{27}, {"bmk_name", "bmk_comment", "bmk_lock", "bmk_show_osd", "act_time_duration T"}},
+    {{28}, {"condition", "act_time_duration T"}},
 };
 
 bool Counts(int source, int action, bool isTriggered, const std::string& name)
@@ -93,9 +65,10 @@ bool Counts(int source, int action, bool isTriggered, const std::string& name)
     } else if ((source == 1 && WEBHOOK.count(name) != 0) || (source == 12 && IFTTT.count(name) != 0)) {
         return true;
     }
-    const auto found = BY_ACTION.find(action);
-    return found != BY_ACTION.end() &&
-           (found->second.count(name) != 0 || (isTriggered && found->second.count(name + " T") != 0));
+    return std::ranges::any_of(FAMILIES, [&](const Family& family) {
+        return family.actions.contains(action) &&
+               (family.fields.contains(name) || (isTriggered && family.fields.contains(name + " T")));
+    });
 }
 
 } // namespace
@@ -103,6 +76,9 @@ bool Counts(int source, int action, bool isTriggered, const std::string& name)
 // Catches: a running action that goes on with old settings, and one that starts anew for nothing.
 TEST(ActRuleChangeTest, EveryDifferenceOfEveryActionAndSource)
 {
+    Json::Value differences;
+    std::string error;
+    ASSERT_TRUE(JsonRead(DIFFERENCES, differences, error)) << error;
     for (int source = -1; source <= 15; ++source) {
         for (int action = -3; action <= 30; ++action) {
             for (const bool isTriggered : {true, false}) {
@@ -111,13 +87,11 @@ TEST(ActRuleChangeTest, EveryDifferenceOfEveryActionAndSource)
                 rule.SetActId(static_cast<RULE_ACTION>(action));
                 rule.SetRuleType(isTriggered ? VxRULE_TYPE_TRIGGERED : VxRULE_TYPE_SCHEDULED);
                 EXPECT_FALSE(IsActionChanged(rule, rule));
-                for (const Difference& difference : DIFFERENCES) {
-                    ActionRule edited = rule;
-                    difference.make(edited);
-                    ASSERT_EQ(IsActionChanged(edited, rule),
-                              Counts(source, action, isTriggered, difference.name))
-                        << difference.name << " of action " << action << ", source " << source
-                        << ", triggered " << isTriggered;
+                for (const std::string& field : differences.getMemberNames()) {
+                    const ActionRule edited = Edited(rule, field, differences[field]);
+                    ASSERT_EQ(IsActionChanged(edited, rule), Counts(source, action, isTriggered, field))
+                        << field << " of action " << action << ", source " << source << ", triggered "
+                        << isTriggered;
                 }
             }
         }
@@ -128,23 +102,13 @@ TEST(ActRuleChangeTest, EveryDifferenceOfEveryActionAndSource)
 TEST(ActRuleChangeTest, SourceActionAndConditionItself)
 {
     ActionRule rule;
-    ActionRule other = rule;
-    other.SetActSrc(static_cast<DEVICE_SRC>(5));
-    EXPECT_TRUE(IsActionChanged(other, rule));
-    other = rule;
-    other.SetActId(RULE_ACTION_START_REC);
-    EXPECT_TRUE(IsActionChanged(other, rule));
-
+    EXPECT_TRUE(IsActionChanged(Edited(rule, "act_source", 5), rule));
+    EXPECT_TRUE(IsActionChanged(Edited(rule, "act_id", 3), rule));
     rule.SetActId(static_cast<RULE_ACTION>(28));
     rule.SetCondition(true);
-    for (const char* const value : {"", "x"}) {
-        other = rule;
-        other.SetConditionValue(value);
-        EXPECT_EQ(IsActionChanged(other, rule), *value != '\0');
-    }
-    other = rule;
-    other.SetConditionUnit(3);
-    EXPECT_TRUE(IsActionChanged(other, rule));
+    EXPECT_FALSE(IsActionChanged(Edited(rule, "condition_value", ""), rule));
+    EXPECT_TRUE(IsActionChanged(Edited(rule, "condition_value", "x"), rule));
+    EXPECT_TRUE(IsActionChanged(Edited(rule, "condition_unit", 3), rule));
 }
 
 // Catches: a number that is taken for another one's family. Every value around the listed ones is asked.

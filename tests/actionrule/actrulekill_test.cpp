@@ -15,9 +15,9 @@
 
 #include "actrulehistory.h"
 #include "actruleutils.h"
-#include "package/db.h"
 #include "package/homemode.h"
 #include "support/child_process.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 namespace {
@@ -109,15 +109,7 @@ std::string Dump()
     };
     std::string text;
     for (const auto& [instance, sql] : tables) {
-        DBResult_tag* pRows = nullptr;
-        EXPECT_EQ(VxDB::Execute(instance, std::string(sql) + " ORDER BY 1", &pRows), 0);
-        for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-            std::vector<std::string_view> texts;
-            VxDB::FetchRowTexts(pRows, row, texts);
-            text += std::string(texts[0]) + " ";
-        }
-        VxDBFreeResult(pRows);
-        text += "\n";
+        text += Sql(std::string(sql) + " ORDER BY 1", instance) + "\n";
     }
     return text;
 }
@@ -139,7 +131,7 @@ public:
                 std::filesystem::remove(entry.path()); // made anew from the journal
             }
         }
-        EXPECT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, operation.prepared), 0);
+        Sql(operation.prepared);
     }
 
 private:
@@ -216,20 +208,13 @@ bool RunKilled(const Operation& operation, int n)
     return code == 0;
 }
 
-/// Events that a rule names and events that there are; groups likewise.
+/// How many events no rule names, and how many groups.
 std::string Orphans()
 {
-    std::string text;
-    EXPECT_EQ(
-        VxDB::LoadFirstFieldFromDB(
-            VxDB::DB_SYSTEM,
-            "SELECT (SELECT count(*) FROM actionrule_event e WHERE NOT EXISTS (SELECT 1 FROM actionrule r "
-            "WHERE ','||r.multi_evt_ids||',' LIKE '%,'||e.id||',%')) || '/' || (SELECT count(*) FROM "
-            "actionrule_multirule m WHERE NOT EXISTS (SELECT 1 FROM actionrule r WHERE r.multi_rule_id = "
-            "m.id))",
-            text),
-        0);
-    return text;
+    return Sql("SELECT (SELECT count(*) FROM actionrule_event e WHERE NOT EXISTS (SELECT 1 FROM actionrule r "
+               "WHERE ','||r.multi_evt_ids||',' LIKE '%,'||e.id||',%')), (SELECT count(*) FROM "
+               "actionrule_multirule m WHERE NOT EXISTS (SELECT 1 FROM actionrule r WHERE r.multi_rule_id = "
+               "m.id))");
 }
 
 } // namespace
@@ -293,13 +278,11 @@ TEST(ActRuleKillTest, TwoEditorsLeaveNothingBehind)
     EXPECT_EQ(one.Wait(), 0);
     EXPECT_EQ(two.Wait(), 0);
     EXPECT_EQ(Orphans(), "0/0");
-    std::string keys;
     std::string expected;
-    ASSERT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, "SELECT group_concat(key) FROM io_keys", keys), 0);
     for (const std::string& key : CreateIOKeys(Stored(1))) {
-        expected += (expected.empty() ? "" : ",") + key;
+        expected += (expected.empty() ? "" : " ") + key;
     }
-    EXPECT_EQ(keys, expected);
+    EXPECT_EQ(Sql("SELECT key FROM io_keys ORDER BY key"), expected);
 
     ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
     EXPECT_EQ(SaveActRuleWhole(rule), -1);
@@ -310,29 +293,21 @@ TEST(ActRuleKillTest, TwoEditorsLeaveNothingBehind)
 TEST(ActRuleKillTest, FiftyThousandRules)
 {
     const TempRoot root;
-    ASSERT_EQ(
-        VxDB::Execute(
-            VxDB::DB_SYSTEM,
-            "CREATE TEMP TABLE n AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
-            "50000) SELECT i FROM n;"
-            "INSERT INTO actionrule_multirule (id) SELECT i FROM n;"
-            "INSERT INTO actionrule_event (id,evt_source,evt_id,evt_item,evt_device_id) SELECT i,0,5,i%4,i "
-            "FROM n;"
-            "INSERT INTO actionrule (id,name,enabled,multi_rule_id,multi_evt_ids,schedule,evt_item) "
-            "SELECT i,'Gate '||i,1,i,i,'mon-fri 08:00-18:00',i%10 FROM n;"),
-        0);
+    Sql("CREATE TEMP TABLE n AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
+        "50000) "
+        "SELECT i FROM n;"
+        "INSERT INTO actionrule_multirule (id) SELECT i FROM n;"
+        "INSERT INTO actionrule_event (id,evt_source,evt_id,evt_item,evt_device_id) SELECT i,0,5,i%4,i FROM "
+        "n;"
+        "INSERT INTO actionrule (id,name,enabled,multi_rule_id,multi_evt_ids,schedule,evt_item) "
+        "SELECT i,'Gate '||i,1,i,i,'mon-fri 08:00-18:00',i%10 FROM n;");
     const std::list<ActionRule> rules = GetActRuleByFilter({});
     ASSERT_EQ(rules.size(), 50000u);
     EXPECT_EQ(rules.back().GetEvtList().front().GetEvtDevId(), 50000);
     ActRuleFilterRule half;
     half.evtItems = "0,1,2,3,4";
     ASSERT_EQ(DelActRuleByFilter(half, "admin"), 0);
-    std::string left;
-    ASSERT_EQ(
-        VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM,
-                                   "SELECT (SELECT count(*) FROM actionrule) || '/' || (SELECT count(*) FROM "
-                                   "actionrule_event) || '/' || (SELECT count(*) FROM actionrule_multirule)",
-                                   left),
-        0);
-    EXPECT_EQ(left, "25000/25000/25000");
+    EXPECT_EQ(Sql("SELECT (SELECT count(*) FROM actionrule), (SELECT count(*) FROM actionrule_event), "
+                  "(SELECT count(*) FROM actionrule_multirule)"),
+              "25000/25000/25000");
 }

@@ -13,27 +13,20 @@
 #include <string>
 #include <vector>
 
-#include "package/db.h"
 #include "package/homemode.h"
 #include "package/iokeys.h"
 #include "package/json.h"
 #include "support/log_capture.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 namespace {
 
 class ActRuleUtilsTest : public ::testing::Test {
 protected:
-    static std::string First(const std::string& sql, VxDB::DB_INSTANCE instance = VxDB::DB_SYSTEM)
-    {
-        std::string text = "no row";
-        static_cast<void>(VxDB::LoadFirstFieldFromDB(instance, sql, text));
-        return text;
-    }
     static std::string IdsOf(const char* table)
     {
-        return First(std::string("SELECT COALESCE(group_concat(id),'') FROM (SELECT id FROM ") + table +
-                     " ORDER BY id)");
+        return Sql(std::string("SELECT id FROM ") + table + " ORDER BY id");
     }
     static ActionRuleEvent Event(int item)
     {
@@ -93,22 +86,21 @@ TEST_F(ActRuleUtilsTest, EveryFieldComesBackFromTheDatabase)
     ActionRule loaded;
     ASSERT_EQ(loaded.Load(rule.GetId()), 0);
     EXPECT_EQ(JsonWrite(loaded.GetJson()), JsonWrite(rule.GetJson()));
-    EXPECT_EQ(First("SELECT act_dev_ids FROM actionrule"), "3,12");
-    EXPECT_EQ(First("SELECT multi_status FROM actionrule"), "-7:2147483647,5:-3");
-    EXPECT_EQ(First("SELECT password FROM actionrule").find("quoted"), std::string::npos); // enciphered
+    EXPECT_EQ(Sql("SELECT act_dev_ids FROM actionrule"), "3,12");
+    EXPECT_EQ(Sql("SELECT multi_status FROM actionrule"), "-7:2147483647,5:-3");
+    EXPECT_EQ(Sql("SELECT password FROM actionrule").find("quoted"), std::string::npos); // enciphered
 
     EXPECT_EQ("INSERT INTO actionrule (" +
-                  First("SELECT group_concat(name) FROM pragma_table_info('actionrule') WHERE name <> 'id'") +
+                  Sql("SELECT group_concat(name) FROM pragma_table_info('actionrule') WHERE name <> 'id'") +
                   ")",
               rule.strSqlInsert().substr(0, rule.strSqlInsert().find("VALUES")));
 
     loaded.SetName("other");
     ASSERT_EQ(loaded.Save(), 0);
-    EXPECT_EQ(First("SELECT COUNT(*) || name FROM actionrule"), "1other");
+    EXPECT_EQ(Sql("SELECT COUNT(*) || name FROM actionrule"), "1other");
 
     // NULL everywhere is 0 and empty.
-    std::string sql = "INSERT INTO actionrule (id) VALUES (77)";
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, sql), 0);
+    Sql("INSERT INTO actionrule (id) VALUES (77)");
     ASSERT_EQ(loaded.Load(77), 0);
     EXPECT_EQ(loaded.GetEvtMinInterval(), 0);
     EXPECT_FALSE(loaded.IsEnabled());
@@ -146,7 +138,7 @@ TEST_F(ActRuleUtilsTest, BrokenFieldsAreNamedAndChangeNothing)
     ASSERT_EQ(rule.Save(), 0);
     for (const char* const change :
          {"act_dev_ids='1;2'", "multi_status='x'", "schedule='mon'", "password='x'"}) {
-        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, std::string("UPDATE actionrule SET ") + change), 0);
+        Sql(std::string("UPDATE actionrule SET ") + change);
         LogCapture log;
         ActionRule loaded;
         EXPECT_EQ(loaded.Load(rule.GetId()), -1) << change;
@@ -166,7 +158,7 @@ TEST_F(ActRuleUtilsTest, FailingStatementsAreTold)
     LogCapture log;
     EXPECT_EQ(ActionRule().Load(4711), -1);
     EXPECT_EQ(log.TakeText("actionrule"), "actionrule/actionrule Load: Failed to get result.\n");
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "DROP TABLE actionrule; DROP TABLE actionrule_multirule"), 0);
+    Sql("DROP TABLE actionrule; DROP TABLE actionrule_multirule");
     ActionRule fresh;
     EXPECT_EQ(fresh.Save(), -1);
     EXPECT_EQ(fresh.GetId(), -1);
@@ -201,15 +193,15 @@ TEST_F(ActRuleUtilsTest, EventsKeepTheirRowsAcrossAnEdit)
     second[1].SetEvtStatus(5); // a status is no difference
     ASSERT_EQ(SaveMultiEvtAndGetIds(second, first, ids), 0);
     EXPECT_EQ(ids, "4,2,1");
-    EXPECT_EQ(IdsOf(gszTableActionRuleEvent), "1,2,4");
+    EXPECT_EQ(IdsOf(gszTableActionRuleEvent), "1 2 4");
     ASSERT_EQ(ActionRule::UpdateEventStatus({1, 4}, 6), 0);
-    EXPECT_EQ(First("SELECT group_concat(evt_status) FROM actionrule_event"), "6,0,6");
+    EXPECT_EQ(Sql("SELECT evt_status FROM actionrule_event"), "6 0 6");
 }
 
 // Catches: a filter that lists another rule's events, and devices of "every camera" that are not there.
 TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
 {
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "INSERT INTO camera (id) VALUES (4),(6)"), 0);
+    Sql("INSERT INTO camera (id) VALUES (4),(6)");
     ActionRule rule;
     ActionRuleEvent event = Event(1);
     event.SetEvtDevId(RULE_ALL_DEVICES);
@@ -248,7 +240,7 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
     std::filesystem::create_directories(m_root.Path() / "etc");
     std::ofstream(m_root.Path() / "etc" / "services.off") << "16\n"; // what source 7 needs
     EXPECT_EQ(GetActRuleCnt(false).size(), 1u);
-    EXPECT_EQ(First("SELECT group_concat(key) FROM io_keys"), "di:0:0:-1:1,di:0:0:1:3");
+    EXPECT_EQ(Sql("SELECT key FROM io_keys"), "di:0:0:-1:1 di:0:0:1:3");
 }
 
 // Catches: a group, an event or a key that outlives its last rule, or goes while a rule still uses it.
@@ -285,14 +277,14 @@ TEST_F(ActRuleUtilsTest, DeletionLeavesExactlyWhatIsUsed)
                 }
             }
             ASSERT_EQ(DelActRuleByFilter(ById(deleted), "admin"), 0);
-            EXPECT_EQ(First("SELECT (SELECT COUNT(*) FROM actionrule) || '/' || (SELECT COUNT(*) FROM "
-                            "actionrule_multirule) || '/' || (SELECT COUNT(*) FROM actionrule_event)"),
+            EXPECT_EQ(Sql("SELECT (SELECT COUNT(*) FROM actionrule) || '/' || (SELECT COUNT(*) FROM "
+                          "actionrule_multirule) || '/' || (SELECT COUNT(*) FROM actionrule_event)"),
                       std::to_string(staying[1].size()) + "/" + std::to_string(staying[0].size()) + "/" +
                           std::to_string(2 * staying[0].size()))
                 << shape << " without " << deleted;
             ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
             EXPECT_EQ(IdsOf("actionrule") + IdsOf("actionrule_multirule") + IdsOf("actionrule_event"), "");
-            EXPECT_EQ(First("SELECT COUNT(*) FROM io_keys"), "0");
+            EXPECT_EQ(Sql("SELECT COUNT(*) FROM io_keys"), "0");
         }
     }
 }
@@ -309,16 +301,16 @@ TEST_F(ActRuleUtilsTest, EditLeavesExactlyWhatIsUsed)
     first.SetEvtList({Event(2), Event(3)});
     ASSERT_EQ(SaveActRuleWhole(first), 0);
     EXPECT_EQ(first.GetMultiEvtIds(), "2,3");
-    EXPECT_EQ(IdsOf("actionrule_event"), "1,2,3"); // the second rule still has the first event
-    EXPECT_EQ(First("SELECT group_concat(key) FROM io_keys"), "di:0:0:1:2,di:0:0:1:3");
+    EXPECT_EQ(IdsOf("actionrule_event"), "1 2 3"); // the second rule still has the first event
+    EXPECT_EQ(Sql("SELECT key FROM io_keys"), "di:0:0:1:2 di:0:0:1:3");
     second.SetMultiRuleId(77);
     second.SetEvtList({});
     ASSERT_EQ(SaveActRuleWhole(second), 0);
-    EXPECT_EQ(IdsOf("actionrule_multirule"), "1,77");
-    EXPECT_EQ(IdsOf("actionrule_event"), "2,3");
+    EXPECT_EQ(IdsOf("actionrule_multirule"), "1 77");
+    EXPECT_EQ(IdsOf("actionrule_event"), "2 3");
     second.SetMultiRuleId(0);
     ASSERT_EQ(SaveActRuleWhole(second), 0);
-    EXPECT_EQ(IdsOf("actionrule_multirule"), "1,78");
+    EXPECT_EQ(IdsOf("actionrule_multirule"), "1 78");
 }
 
 // Catches: a deletion that is half done, home mode that still names a rule, a deletion nobody can trace.
@@ -342,21 +334,21 @@ TEST_F(ActRuleUtilsTest, DeletionIsWholeAndWrittenDown)
         {"home_mode", ""}, // its last statement; told by the settings themselves
     };
     for (const auto& [table, line] : cases) {
-        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE " + table + " RENAME TO aside"), 0);
+        Sql("ALTER TABLE " + table + " RENAME TO aside");
         LogCapture log;
         EXPECT_EQ(DelActRuleByFilter({}, "admin"), -1);
         EXPECT_EQ(log.TakeText("actionrule"), line);
-        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE aside RENAME TO " + table), 0);
+        Sql("ALTER TABLE aside RENAME TO " + table);
         EXPECT_EQ(IdsOf("actionrule") + IdsOf("actionrule_multirule") + IdsOf("actionrule_event"), "111")
             << table;
-        EXPECT_EQ(First("SELECT COUNT(*) FROM io_keys"), "1");
+        EXPECT_EQ(Sql("SELECT COUNT(*) FROM io_keys"), "1");
     }
 
     ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
     std::set<int> items;
     ASSERT_EQ(HomeModeSetting::GetItems(HomeModeItem::ACTION_RULE, items), 0);
     EXPECT_EQ(items, std::set<int>{99});
-    EXPECT_EQ(First("SELECT log_id || args FROM log", VxDB::DB_LOG),
+    EXPECT_EQ(Sql("SELECT log_id || args FROM log", VxDB::DB_LOG),
               std::to_string(0x1330009e) + R"(["admin","1","Gate 'A'"])");
     ActRuleFilterRule broken;
     broken.ids = "1,";
@@ -376,29 +368,27 @@ TEST_F(ActRuleUtilsTest, ChangeOfStateIsSavedForTheRulesMeant)
     change.setBits = 6;
     change.clearBits = 2;
     ASSERT_EQ(ActionRule::SaveActRuleSt(ById("1,3"), change, "admin"), 0);
-    EXPECT_EQ(First("SELECT group_concat(enabled || '/' || multi_status) FROM actionrule"), "0/5:4,1/,0/5:4");
+    EXPECT_EQ(Sql("SELECT enabled, multi_status FROM actionrule"), "0/5:4 1/ 0/5:4");
     ASSERT_EQ(ActionRule::SaveActRuleSt(ById("1,3"), change, "admin"), 0); // nothing new
-    EXPECT_EQ(First("SELECT COUNT(*) FROM log", VxDB::DB_LOG), "2");
+    EXPECT_EQ(Sql("SELECT COUNT(*) FROM log", VxDB::DB_LOG), "2");
 
     std::map<int, ActionRule> rules = GetActRuleMapByFilter({});
     rules[1].SetName("one");
     rules[2].SetName("two");
     ASSERT_EQ(ActionRule::UpdateActRule({2, 9}, rules), 0);
-    EXPECT_EQ(First("SELECT group_concat(name) FROM actionrule"), ",two,");
+    EXPECT_EQ(Sql("SELECT id, name FROM actionrule"), "1/ 2/two 3/");
 }
 
 // Catches: an upgrade that regroups rules which have groups already.
 TEST_F(ActRuleUtilsTest, OldRulesBecomeGroupsOnce)
 {
-    ASSERT_EQ(
-        VxDB::Execute(VxDB::DB_SYSTEM, "INSERT INTO actionrule (id, multi_rule_id) VALUES (4,0),(6,NULL)"),
-        0);
+    Sql("INSERT INTO actionrule (id, multi_rule_id) VALUES (4,0),(6,NULL)");
     ASSERT_EQ(ActRuleUpgrade::UpdateActRuleMultiActId(), 0);
-    EXPECT_EQ(First("SELECT group_concat(multi_rule_id) FROM actionrule"), "4,6");
-    EXPECT_EQ(IdsOf("actionrule_multirule"), "4,6");
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "UPDATE actionrule SET multi_rule_id = 4"), 0);
+    EXPECT_EQ(Sql("SELECT multi_rule_id FROM actionrule"), "4 6");
+    EXPECT_EQ(IdsOf("actionrule_multirule"), "4 6");
+    Sql("UPDATE actionrule SET multi_rule_id = 4");
     ASSERT_EQ(ActRuleUpgrade::UpdateActRuleMultiActId(), 0);
-    EXPECT_EQ(First("SELECT group_concat(multi_rule_id) FROM actionrule"), "4,4");
+    EXPECT_EQ(Sql("SELECT multi_rule_id FROM actionrule"), "4 4");
 }
 
 // Catches: an announcement that is lost, changed, or blocks and kills its sender without a listener.
