@@ -129,6 +129,6 @@ bool ActionRule::IsCurrentlyVisible() const noexcept
         return IsPkgServiceOn(SourceDependentService(m_evtSource)) &&
                IsPkgServiceOn(EventDependentService(m_evtId));
     }
-    return std::any_of(m_evtList.begin(), m_evtList.end(),
+    return std::all_of(m_evtList.begin(), m_evtList.end(),
                        [](const ActionRuleEvent& event) { return event.IsCurrentlyVisible(); });
 }

@@ -197,7 +197,7 @@ try {
         VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken history ids [%s].\n", ids.c_str());
         return -1;
     }
-    return filter.ids.empty() ? 0 : DelRuleHistoryByFileter(filter);
+    return DelRuleHistoryByFileter(filter);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to delete history [%s].\n", error.what());
     return -1;

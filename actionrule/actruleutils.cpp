@@ -111,6 +111,30 @@ DeletionPlan PlanDeletion(const std::list<ActionRule>& rules)
     return plan;
 }
 
+/// Takes out of the plan the events that a result's rows name under "multi_evt_ids".
+void KeepEvents(const ruledb::Rows& rows, unsigned int row, DeletionPlan& plan)
+{
+    for (const int id : EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
+        plan.eventIds.erase(id);
+    }
+}
+
+/// The same for all rules of some groups: the rules of a group may have been given events of their own.
+int KeepEventsOf(const ruledb::Place& place, const std::set<int>& multiRuleIds, DeletionPlan& plan)
+{
+    SqlExpr sql;
+    sql << "SELECT multi_evt_ids FROM " << gszTableActionRule << " WHERE "
+        << InImpl<SqlExpr>("multi_rule_id", multiRuleIds);
+    ruledb::Rows rows;
+    if (ruledb::Run(place, sql.str(), rows) != 0) {
+        return -1;
+    }
+    for (unsigned int row = 0; rows.Next(row);) {
+        KeepEvents(rows, row, plan);
+    }
+    return 0;
+}
+
 /// Takes out of the plan what rules that stay still use.
 int KeepWhatIsUsed(const ruledb::Place& place, DeletionPlan& plan)
 {
@@ -121,15 +145,16 @@ int KeepWhatIsUsed(const ruledb::Place& place, DeletionPlan& plan)
     if (ruledb::Run(place, sql.str(), rows) != 0) {
         return -1;
     }
+    std::set<int> largeGroups; // of their rules the row above shows one
     for (unsigned int row = 0; rows.Next(row);) {
-        if (FieldInt(rows, row, "count") > 0) {
-            plan.multiRuleIds.erase(FieldInt(rows, row, "multi_rule_id"));
-            for (const int id : EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
-                plan.eventIds.erase(id);
-            }
+        const int multiRuleId = FieldInt(rows, row, "multi_rule_id");
+        plan.multiRuleIds.erase(multiRuleId);
+        KeepEvents(rows, row, plan);
+        if (FieldInt(rows, row, "count") > 1) {
+            largeGroups.insert(multiRuleId);
         }
     }
-    return 0;
+    return largeGroups.empty() ? 0 : KeepEventsOf(place, largeGroups, plan);
 }
 
 int DeleteIds(const ruledb::Place& place, const char* table, const std::set<int>& ids)

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <charconv>
 #include <string_view>
+#include <vector>
+
+#include "iter2string.h"
 
 namespace {
 
@@ -179,19 +182,60 @@ std::string LocalTimeText(std::time_t instant)
     return text;
 }
 
-/// "motion on camera 3", for the event that decided.
+/// "motion on camera 3"; without a device, on all that the event names.
+std::string PhraseOf(const ActionRuleEvent& event, int deviceId)
+{
+    const std::string phrase = RuleEventPhrase(event.GetEvtSrc(), event.GetEvtId());
+    if (event.GetEvtSrc() != DEVICE_SRC_CAMERA) {
+        return phrase;
+    }
+    if (deviceId == 0 && event.IsAllDevices()) {
+        return phrase + " on any camera";
+    }
+    const std::set<int> ids = deviceId != 0 ? std::set<int>{deviceId} : event.GetEvtDevIds(false);
+    return phrase + (ids.size() > 1 ? " on cameras " : " on camera ") +
+           Iter2String(ids.begin(), ids.end(), ", ");
+}
+
+/// The events of a rule: those that are attached, or the one of its own columns; none when neither is set.
+std::vector<ActionRuleEvent> EventsOf(const ActionRule& rule)
+{
+    if (!rule.GetEvtList().empty() || rule.GetEvtId() == RULE_EVENT_NONE) {
+        return rule.GetEvtList();
+    }
+    ActionRuleEvent own;
+    own.SetEvtSrc(rule.GetEvtSrc());
+    own.SetEvtId(rule.GetEvtId());
+    own.SetEvtDevId(rule.GetEvtDevId());
+    return {own};
+}
+
+/// "motion on camera 3", for the event that decided; where none did, for all of them.
 std::string EventPhrase(const RuleVerdict& verdict, const ActionRule& rule)
 {
-    const auto& events = rule.GetEvtList();
-    const bool isListed = verdict.eventPlace >= 0 && verdict.eventPlace < static_cast<int>(events.size());
-    const auto place = static_cast<std::size_t>(isListed ? verdict.eventPlace : 0);
-    const RULE_EVENT event =
-        isListed ? events[place].GetEvtId() : (events.empty() ? rule.GetEvtId() : events.front().GetEvtId());
-    std::string phrase = RuleEventText(event);
-    if (verdict.deviceId != 0) {
-        phrase += " on camera " + std::to_string(verdict.deviceId);
+    const std::vector<ActionRuleEvent> events = EventsOf(rule);
+    if (verdict.eventPlace >= 0 && verdict.eventPlace < static_cast<int>(events.size())) {
+        return PhraseOf(events[static_cast<std::size_t>(verdict.eventPlace)], verdict.deviceId);
     }
-    return phrase;
+    return Iter2String(events.begin(), events.end(), "; ", [&verdict](const ActionRuleEvent& event) {
+        return PhraseOf(event, verdict.deviceId);
+    });
+}
+
+/// Why the source of a rule is not triggered.
+std::string RestPhrase(const ActionRule& rule, const std::string& events)
+{
+    const auto& list = rule.GetEvtList();
+    const auto isReported = [](const ActionRuleEvent& event) {
+        return event.GetEvtSrc() == DEVICE_SRC_CAMERA;
+    };
+    if (events.empty()) {
+        return "it names no event.";
+    }
+    return (list.empty() ? rule.GetEvtSrc() == DEVICE_SRC_CAMERA
+                         : std::any_of(list.begin(), list.end(), isReported))
+               ? "its source is at rest (" + events + ")."
+               : "no camera reports its source (" + events + ").";
 }
 
 } // namespace
@@ -317,6 +361,15 @@ const char* RuleEventText(RULE_EVENT event) noexcept
     return event >= 0 && place < std::size(NAMES) ? NAMES[place] : NAMES[0];
 }
 
+std::string RuleEventPhrase(DEVICE_SRC source, RULE_EVENT event)
+{
+    const bool isNamed =
+        source == DEVICE_SRC_CAMERA && event > RULE_EVENT_NONE && event <= RULE_EVENT_TIME_LAPSE;
+    return isNamed ? RuleEventText(event)
+                   : "event " + std::to_string(event) +
+                         (source == DEVICE_SRC_CAMERA ? "" : " of source " + std::to_string(source));
+}
+
 std::string ExplainVerdict(const RuleVerdict& verdict, const ActionRule& rule, std::time_t instant)
 {
     const std::string subject = "Rule \"" + rule.GetName() + "\" (" + std::to_string(rule.GetId()) + ") ";
@@ -328,7 +381,7 @@ std::string ExplainVerdict(const RuleVerdict& verdict, const ActionRule& rule, s
         return subject + "does not fire: its schedule is off at " + LocalTimeText(instant) + " (" +
                rule.GetActiveSche().ToText() + ").";
     case RuleReason::NOT_TRIGGERED:
-        return subject + "does not fire: its source is at rest (" + event + ").";
+        return subject + "does not fire: " + RestPhrase(rule, event);
     case RuleReason::NO_EDGE:
         return subject + "does not fire: " + event + " is still active; nothing new has happened.";
     case RuleReason::WITHIN_MIN_INTERVAL:

@@ -140,7 +140,8 @@ public:
 
     /// Reads the rule with this id; its events are not attached.
     ///
-    /// @return 0; -1 (logged) when the statement failed or there is no such rule; the object is unchanged.
+    /// @return 0; -1 (logged) when the statement failed or there is no such rule: the object is unchanged; or
+    ///         when a column is broken: the rest is read, as PutRowIntoObj() says.
     [[nodiscard]] int Load(int id) noexcept;
     /// Reads one row. A broken id list, map, schedule or password is logged, leaves its field as it starts,
     /// and the rest is read. @return 0; -1 when something was broken.
@@ -194,7 +195,7 @@ public:
     /// A device is gone: takes it out of the action's stored ids and of its set.
     void RemoveActDevId(int deviceId);
 
-    /// Whether the rule is shown: the service that the source of one of its events needs is there.
+    /// Whether the rule is shown: all of its events are, that is, the services that their sources need are there.
     bool IsCurrentlyVisible() const noexcept;
 
     /// Applies a change to the rules of a filter, saves each one that it changed and writes the user log.

@@ -88,7 +88,8 @@ VX_API std::list<RuleHistory> GetAllRuleHistory(const RuleHistoryFilterRule& fil
 /// @return 0; -1 (logged): nothing is deleted.
 [[nodiscard]] VX_API int DelRuleHistoryByFileter(const RuleHistoryFilterRule& filter) noexcept;
 
-/// Deletes the lines with these ids, joined by commas. An empty or broken text deletes nothing.
+/// Deletes the lines with these ids, joined by commas. A text without ids is a filter that sets nothing: the
+/// whole history goes.
 ///
-/// @return 0; -1 (logged).
+/// @return 0; -1 (logged), also for a broken text: nothing is deleted.
 [[nodiscard]] VX_API int DeleteRuleHistory(const std::string& ids) noexcept;

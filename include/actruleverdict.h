@@ -64,5 +64,8 @@ VX_API std::string ExplainVerdict(const RuleVerdict& verdict, const ActionRule& 
 /// The name of a reason: "fires", "outside schedule" and so on.
 VX_API const char* RuleReasonText(RuleReason reason) noexcept;
 
-/// The name of an event: "motion", "digital input" and so on; "event" for a number without a name.
+/// The name of an event of a source: "motion", or "event 33", "event 3 of source 2" where there is no name.
+VX_API std::string RuleEventPhrase(DEVICE_SRC source, RULE_EVENT event);
+
+/// The name of a camera's event: "motion", "digital input" and so on; "event" for a number without a name.
 VX_API const char* RuleEventText(RULE_EVENT event) noexcept;

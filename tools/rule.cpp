@@ -29,9 +29,11 @@ std::string EventsText(const ActionRule& rule)
 {
     std::string text;
     for (const ActionRuleEvent& event : rule.GetEvtList()) {
-        text += (text.empty() ? "" : ", ") + std::string(RuleEventText(event.GetEvtId()));
+        text += (text.empty() ? "" : ", ") + RuleEventPhrase(event.GetEvtSrc(), event.GetEvtId());
     }
-    return text.empty() ? RuleEventText(rule.GetEvtId()) : text;
+    return text.empty() && rule.GetEvtId() != RULE_EVENT_NONE
+               ? RuleEventPhrase(rule.GetEvtSrc(), rule.GetEvtId())
+               : text;
 }
 
 Json::Value RulesJson(const std::list<ActionRule>& rules, bool withSecrets)

@@ -80,7 +80,6 @@ TEST_F(ActRuleHistoryTest, DeletionTakesWhatItNames)
     Write("d", 400);
     EXPECT_EQ(DeleteRuleHistory(std::to_string(first) + "," + std::to_string(third)), 0);
     EXPECT_EQ(Names({}), "db");
-    EXPECT_EQ(DeleteRuleHistory(""), 0);
     EXPECT_EQ(DeleteRuleHistory("1,x"), -1);
     EXPECT_EQ(Names({}), "db");
     EXPECT_EQ(DelRuleHistoryByFileter({0, 0, {}, 200}), 0); // the bound itself goes too
@@ -88,6 +87,9 @@ TEST_F(ActRuleHistoryTest, DeletionTakesWhatItNames)
     EXPECT_EQ(DelRuleHistoryByFileter({0, 0, {first}, 900}), 0); // both conditions
     EXPECT_EQ(Names({}), "d");
     EXPECT_EQ(DelRuleHistoryByFileter({}), 0);
+    EXPECT_EQ(GetAllRuleHistoryCnt(), 0);
+    Write("e", 500);
+    EXPECT_EQ(DeleteRuleHistory(""), 0); // no id is no condition
     EXPECT_EQ(GetAllRuleHistoryCnt(), 0);
 }
 

@@ -236,7 +236,11 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
     EXPECT_EQ(GetActRuleCnt(true)[0]["actions"].size(), 1u);
     other.SetEvtSrc(static_cast<DEVICE_SRC>(7));
     ASSERT_EQ(other.Save(), 0);
-    EXPECT_EQ(GetActRuleCnt(false).size(), 2u);
+    ActionRule mixed;
+    mixed.SetEvtList({ActionRuleEvent(), ActionRuleEvent()});
+    mixed.GetEvtList()[1].SetEvtSrc(static_cast<DEVICE_SRC>(7));
+    ASSERT_EQ(SaveActRuleWhole(mixed), 0);
+    EXPECT_EQ(GetActRuleCnt(false).size(), 3u);
     std::filesystem::create_directories(m_root.Path() / "etc");
     std::ofstream(m_root.Path() / "etc" / "services.off") << "16\n"; // what source 7 needs
     EXPECT_EQ(GetActRuleCnt(false).size(), 1u);
@@ -303,6 +307,12 @@ TEST_F(ActRuleUtilsTest, EditLeavesExactlyWhatIsUsed)
     EXPECT_EQ(first.GetMultiEvtIds(), "2,3");
     EXPECT_EQ(IdsOf("actionrule_event"), "1 2 3"); // the second rule still has the first event
     EXPECT_EQ(Sql("SELECT key FROM io_keys"), "di:0:0:1:2 di:0:0:1:3");
+    for (ActionRule third : {first, second}) { // one has the events 2 and 3, the other 1 and 2
+        third.SetId(-1);
+        ASSERT_EQ(third.Save(), 0);
+        ASSERT_EQ(DelActRuleByFilter(ById(std::to_string(third.GetId())), "admin"), 0);
+        EXPECT_EQ(IdsOf("actionrule_event"), "1 2 3");
+    }
     second.SetMultiRuleId(77);
     second.SetEvtList({});
     ASSERT_EQ(SaveActRuleWhole(second), 0);

@@ -97,7 +97,8 @@ TEST_F(ActRuleVerdictTest, FirstReasonThatHoldsIsTheAnswer)
               "Rule \"Gate\" (7) does not fire: its schedule is off at Mon 2026-11-23 12:00:00 UTC "
               "(sun 00:00-24:00).");
     ASSERT_EQ(m_rule.SetActiveSche("mon 12:00-12:30"), 0);
-    EXPECT_EQ(Sentence(), "Rule \"Gate\" (7) does not fire: its source is at rest (digital input).");
+    EXPECT_EQ(Sentence(),
+              "Rule \"Gate\" (7) does not fire: its source is at rest (digital input on camera 1).");
     m_cameras[1].SetDIStatus(1, At(1, true));
     m_cameras[1].SetDIStatus(1, At(2, true));
     EXPECT_EQ(Sentence(),
@@ -163,6 +164,16 @@ TEST_F(ActRuleVerdictTest, DevicesOfAnEventAreTheOnesNamed)
     EXPECT_EQ(Reason(), RuleReason::FIRES);
     m_rule.SetEvtSrc(static_cast<DEVICE_SRC>(3)); // nobody reports that source
     EXPECT_EQ(Reason(), RuleReason::NOT_TRIGGERED);
+    EXPECT_EQ(Sentence(),
+              "Rule \"Gate\" (7) does not fire: no camera reports its source (event 3 of source 3).");
+    event.SetStoredDevIds({1, 3});
+    m_rule.SetEvtList({event, Event(static_cast<RULE_EVENT>(33), RULE_ALL_DEVICES)});
+    EXPECT_EQ(Sentence(),
+              "Rule \"Gate\" (7) does not fire: its source is at rest (motion on cameras 1, 3; event "
+              "33 on any camera).");
+    m_rule.SetEvtList({});
+    m_rule.SetEvtId(RULE_EVENT_NONE);
+    EXPECT_EQ(Sentence(), "Rule \"Gate\" (7) does not fire: it names no event.");
 }
 
 // Catches: a rule for any input that never fires, or fires again while an input is held; an application likewise.

@@ -82,7 +82,7 @@ TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
               "Rule \"Gate\" (1) fires at Mon 2026-11-23 12:00:05 UTC: digital input on camera 3.\n"
               "Rule \"Gate\" (1) does not fire: digital input on camera 3 is still active; nothing new has "
               "happened.\n"
-              "Rule \"Gate\" (1) does not fire: its source is at rest (digital input).\n"
+              "Rule \"Gate\" (1) does not fire: its source is at rest (digital input on camera 3).\n"
               "Rule \"Gate\" (1) does not fire: it has fired before and waits 7 more seconds of its minimum "
               "interval of 10.\n"
               "Rule \"Hall 'B'\" (2) fires at Mon 2026-11-23 12:00:09 UTC: motion on camera 9.\n"
@@ -117,7 +117,9 @@ TEST_F(RuleToolTest, ExplainSaysTheReason)
         {"outside schedule",
          {"--at", "2026-11-22 12:00"},
          "does not fire: its schedule is off at Sun 2026-11-22 12:00:00 UTC (mon-fri 08:00-18:00)."},
-        {"not triggered", {"--at", noon}, "does not fire: its source is at rest (digital input)."},
+        {"not triggered",
+         {"--at", noon},
+         "does not fire: its source is at rest (digital input on camera 3)."},
         {"no edge",
          {"--at", noon, "--state", Write("held.jsonl", pressed + "\n" + pressed + "\n")},
          "does not fire: digital input on camera 3 is still active; nothing new has happened."},
