@@ -15,11 +15,9 @@
 #include "fuzz_root.h"
 #include "shmfifo.h"
 #include "shmfifoinspect.h"
-#include "shmfiforeader.h"
+#include "utils/use_as_reader.h"
 
 namespace {
-
-constexpr std::size_t ROOM = 1 << 16;
 
 /// Segments of this program's own, which the kernel removes with it; without that they stay when it is killed.
 int FreeKey()
@@ -28,35 +26,9 @@ int FreeKey()
     return 0x5A000000 + (::getpid() & 0xFFFF) * 64;
 }
 
-/// Everything that a reader can do; it is to come back, with a size that fits.
-void UseAsReader(ShmFifoReader& reader, int lastId)
-{
-    ShmStreamFifo& fifo = *reader.GetFifo();
-    unsigned sum = 0;
-    const auto look = [](void* ctx, DataEntry*, unsigned char* bytes, int size) {
-        *static_cast<unsigned*>(ctx) += size > 0 ? bytes[0] + bytes[size - 1] : 0U;
-    };
-    for (const auto readFn : {static_cast<ShmFifoReader::ReadFn>(&ShmStreamFifo::ReadNext),
-                              static_cast<ShmFifoReader::ReadFn>(&ShmStreamFifo::ReadLatest),
-                              static_cast<ShmFifoReader::ReadFn>(&ShmStreamFifo::ReadLatestIFrame)}) {
-        static_cast<void>(reader.Read(&sum, look, readFn));
-    }
-    static std::vector<unsigned char> room(ROOM);
-    unsigned char* buf = room.data();
-    int size = static_cast<int>(room.size());
-    if (fifo.ReadLatest(lastId, buf, size, true) == 0) {
-        Require(size >= 0 && static_cast<std::size_t>(size) <= room.size(), "a frame fits its room");
-    }
-    ESFormat format;
-    static_cast<void>(reader.FillVdoFmt(format));
-    static_cast<void>(reader.FillAdoFmt(format));
-    static_cast<void>(fifo.GetReadBPS());
-    static_cast<void>(fifo.GetWriteFPS());
-}
-
 void WriteFrame(ShmStreamFifo& fifo, int size, int flags)
 {
-    static std::vector<unsigned char> frame(ROOM, 0x5A);
+    static std::vector<unsigned char> frame(3000, 0x5A);
     static_cast<void>(fifo.WriteData(frame.data(), size, 1, MEDIA_ES_VIDEO, flags, 1));
 }
 
@@ -116,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                            input.ConsumeBool() ? FRAME_I : FRAME_P);
                 break;
             case 1:
-                UseAsReader(reader, input.ConsumeIntegral<int>());
+                Require(UseAsReader(reader, input.ConsumeIntegral<int>()), "a frame fits its room");
                 break;
             case 2:
                 Scribble(input, *pFifo);
@@ -128,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 static_cast<void>(ShmFifoInspector::Inspect(key, snapshot));
             }
         }
-        UseAsReader(reader, SHM_FIFO_NO_FRAME_ID);
+        Require(UseAsReader(reader, SHM_FIFO_NO_FRAME_ID), "a frame fits its room");
     }
     RemoveAll(key); // handles that were written over cannot be removed by their ids
     return 0;

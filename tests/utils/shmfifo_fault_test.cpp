@@ -70,7 +70,7 @@ TEST_P(ShmFifoFaultTest, FailureWhileMakingLeavesNothingBehind)
     g_fault = GetParam().fault;
     m_pFifo = m_handler.GetStreamFifo(m_keys.First(), 1000, 10);
     EXPECT_EQ(m_pFifo != nullptr ? m_pFifo->GetFifoCnt() : -1, GetParam().slots);
-    EXPECT_NE(TakeLog().find(GetParam().log), std::string::npos);
+    ExpectLog(GetParam().log);
     EXPECT_EQ(m_keys.Used(false), GetParam().slots + 1);
     EXPECT_EQ(IpcKeys::Attached(), GetParam().slots + 1);
     if (m_pFifo != nullptr) {
@@ -148,10 +148,7 @@ TEST_F(ShmFifoFaultTest, SlotThatCouldNotGrowIsMadeAtTheNextTry)
     Make(1000, 10);
     g_fault = {"create", 1, 1, ENOSPC};
     EXPECT_EQ(Write(FRAME_P, 2000), -1);
-    EXPECT_NE(
-        TakeLog().find(
-            "utils/shmfifo ResizeEntryIfTooSmall shmfifo ERR: Failed to resize share memory data entry.\n"),
-        std::string::npos);
+    ExpectLog("utils/shmfifo ResizeEntryIfTooSmall shmfifo ERR: Failed to resize share memory data entry.\n");
     EXPECT_EQ(Look()[0].capacity, 0);
     EXPECT_EQ(MarkOf(0), 0U);
     EXPECT_EQ(Write(FRAME_P, 500, 3), 0);

@@ -64,6 +64,13 @@ protected:
         return log;
     }
 
+    /// Expects a text among what was logged since the last call.
+    void ExpectLog(const std::string& text)
+    {
+        const std::string log = TakeLog();
+        EXPECT_NE(log.find(text), log.npos) << log << "instead of " << text;
+    }
+
     TempRoot m_root;
     LogCapture m_log;
     IpcKeys m_keys;
