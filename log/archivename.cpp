@@ -59,12 +59,21 @@ int ArchiveName::Lock()
 {
     const std::string path = m_dir + "/." + m_prefix + ".lock";
     m_lockFd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
-    while (m_lockFd >= 0 && ::flock(m_lockFd, LOCK_EX) != 0) {
-        if (errno != EINTR) {
+    if (m_lockFd < 0) {
+        return -1;
+    }
+    int how = LOCK_EX | LOCK_NB;
+    while (::flock(m_lockFd, how) != 0) {
+        if (errno == EWOULDBLOCK) {
+            // Decision: it waits as long as it takes. Who gives up goes on to delete what is in no archive.
+            VX_LOG_ROTATE(LOG_LEVEL_NOTICE, "Waits for another process that archives into [%s].\n",
+                          m_dir.c_str());
+            how = LOCK_EX;
+        } else if (errno != EINTR) {
             return -1;
         }
     }
-    return m_lockFd >= 0 ? 0 : -1;
+    return 0;
 }
 
 /// @param stem  a path of the name, with any extension or a bare "."

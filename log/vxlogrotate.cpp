@@ -64,13 +64,13 @@ try {
     }
     const int timeUPB = GetTimeUPB();
     const std::string archiveDir = m_settings.GetArchiveDir();
-    int result = 0;
     if (!IsDirAccess(archiveDir)) {
         VX_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "[%s] archive path [%s] does not exist [%m].\n", name,
                archiveDir.c_str());
-        result = -1;
     }
-    if (Archive(timeUPB, archiveDir) != 0) {
+    int result = 0;
+    if (Archive(timeUPB, archiveDir) !=
+        0) { // also for want of its folder; a log that makes no archive needs none
         VX_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to archive [%s].\n", name);
         result = -1;
     }

@@ -34,7 +34,6 @@ const LogTable TABLES[VX_ROTATED_LOG_COUNT] = {
 };
 
 constexpr int DELETE_BATCH = 1000;
-constexpr int NOTIFY_MAX = 1000; ///< ids that one notification names
 
 /// The statements of the rows whose `column` has one value: those of an owner, those that are not locked.
 std::string SelectedRotateSql(const LogTable& table, const char* column, int value, int timeUPB)
@@ -89,6 +88,24 @@ int ListOwners(const LogTable& table, const char* ownerColumn, std::vector<int>&
     }
     VxDBFreeResult(pRows);
     return 0;
+}
+
+/// Names the selected bookmarks to the message daemon, as many messages as that takes.
+int TellOfBookmarks(const LogTable& table, const std::string& going)
+{
+    int result = 0;
+    const auto tell = [&result](DBResult_tag* block) {
+        std::list<int> ids;
+        for (unsigned int row = 0; VxDBFetchRow(block, &row) == 0;) {
+            ids.push_back(std::atoi(VxDBFetchField(block, row, "id")));
+        }
+        if (SendUpdateMsgToMsgD(MSGD_KIND_BOOKMARK, ids, UPDATE_TYPE_DELETE, 0, "", {}) != 0) {
+            result = -1;
+        }
+        return true;
+    };
+    const std::string sql = "SELECT id" + going + " ORDER BY " + table.timeColumn + ";";
+    return VxDB::ExecuteInBlocks(table.instance, sql, tell) == 0 ? result : -1;
 }
 
 } // namespace
@@ -256,18 +273,7 @@ try {
     UserLogEntry entry;
     entry.logId = Vx_LOG_ID_BOOKMARK_ROTATED;
     entry.args = {m_table.name, count, "{}"};
-    DBResult_tag* pRows = nullptr;
-    if (VxLog({entry}) != 0 || Execute("SELECT id" + going + " ORDER BY " + m_table.timeColumn + " LIMIT " +
-                                           std::to_string(NOTIFY_MAX) + ";",
-                                       &pRows) != 0) {
-        return -1;
-    }
-    std::list<int> ids;
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        ids.push_back(std::atoi(VxDBFetchField(pRows, row, "id")));
-    }
-    VxDBFreeResult(pRows);
-    return SendUpdateMsgToMsgD(MSGD_KIND_BOOKMARK, ids, UPDATE_TYPE_DELETE, 0, "", {});
+    return VxLog({entry}) == 0 ? TellOfBookmarks(m_table, going) : -1;
 } catch (const std::exception& error) {
     VX_LOG_ROTATE(LOG_LEVEL_ERR, "Failed to tell of bookmarks that are going [%s].\n", error.what());
     return -1;

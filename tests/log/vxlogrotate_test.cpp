@@ -289,21 +289,32 @@ TEST_F(LogRotateTest, DetectionsGoBySizeInBatches)
     EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM detection_event"), "150");
 }
 
-// Catches: bookmarks that go in silence, that go although they are locked, or that are announced and stay.
+// Catches: bookmarks that go in silence, beyond the first thousand too, that go although they are locked, or that are announced and stay.
 TEST_F(LogRotateTest, BookmarksAreAnnouncedAndLockedOnesStay)
 {
+    constexpr int BOOKMARKS = 20000; // more than one message and one block of rows hold
     MsgDListener daemon;
     ASSERT_EQ(daemon.Open(), 0);
-    FillLog("bookmark", 5, ",event_id,locked", ",i,i = 2");
+    FillLog("bookmark", BOOKMARKS, ",event_id,locked", ",i,i = 2");
     Keep(VX_ROTATED_LOG_BOOKMARK, Settings(1));
     g_fakeWallSec = 86400 * 3; // bound: 172800, a whole day
     VxBookmarkRotater rotater;
     EXPECT_EQ(rotater.Run(), 0);
     std::string message;
-    ASSERT_EQ(daemon.Receive(message), 0);
-    EXPECT_NE(message.find("\"ids\":[1,3,4,5],\"kind\":31"), std::string::npos) << message;
+    std::string ids;
+    while (daemon.Receive(message) == 0) {
+        const std::size_t start = message.find("\"ids\":[") + 7;
+        const std::size_t end = message.find("],\"kind\":31,", start);
+        ASSERT_NE(end, std::string::npos) << message;
+        ids += message.substr(start, end - start) + ",";
+    }
+    std::string expected = "1,";
+    for (int i = 3; i <= BOOKMARKS; ++i) {
+        expected += std::to_string(i) + ",";
+    }
+    EXPECT_EQ(ids, expected);
     EXPECT_EQ(QueryLogs("SELECT group_concat(id) FROM bookmark"), "2");
-    EXPECT_EQ(QueryLogs("SELECT args FROM log"), R"(["bookmark","4","{}"])");
+    EXPECT_EQ(QueryLogs("SELECT args FROM log"), R"(["bookmark","19999","{}"])");
     EXPECT_EQ(rotater.Run(), 0);
     EXPECT_EQ(daemon.Receive(message), -1) << "nothing goes, so there is nothing to tell";
 }
