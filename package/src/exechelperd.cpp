@@ -17,6 +17,7 @@
 #include "package/fileutil.h"
 #include "pkglog.h"
 #include "unique_fd.h"
+#include "zipreader.h"
 
 namespace {
 
@@ -135,7 +136,12 @@ int TakeName(const std::string& from, const std::string& to)
         }
         ::unlink(from.c_str());
     }
-    return SyncPath(FolderOf(to));
+    if (SyncPath(FolderOf(to)) != 0) {
+        const ErrnoKeeper keeper;
+        ::unlink(to.c_str()); // who is told that there is none must not find one, which a power cut may take
+        return -1;
+    }
+    return 0;
 }
 
 int MakeArchive(const std::string& tgzPath, const std::list<std::string>& files)
@@ -178,6 +184,27 @@ int ReadEntries(archive* pArchive, const std::function<bool(const ArchiveEntry& 
     return code == ARCHIVE_EOF ? 0 : FailOf(pArchive);
 }
 
+/// @param support  tells the reader what the file may be
+int ReadFile(const std::string& path, void (*support)(archive* pArchive),
+             const std::function<bool(const ArchiveEntry& entry)>& wanted,
+             const std::function<bool(std::string_view bytes)>& content) noexcept
+try {
+    const Reader reader(archive_read_new());
+    support(reader.get());
+    if (archive_read_open_filename(reader.get(), path.c_str(), BLOCK_SIZE) == ARCHIVE_OK &&
+        ReadEntries(reader.get(), wanted, content) == 0) {
+        return 0;
+    }
+    const char* const problem = archive_error_string(reader.get());
+    PKG_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to read archive [%s] [%s].\n", path.c_str(),
+            problem != nullptr ? problem : "");
+    return -1;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to read archive [%s] [%s].\n", path.c_str(),
+            error.what());
+    return -1;
+}
+
 } // namespace
 
 int ExecHelperdApi::Tar(const std::string& tgzPath, const std::list<std::string>& files) noexcept
@@ -197,20 +224,27 @@ try {
 int ExecHelperdApi::ReadTar(const std::string& tgzPath,
                             const std::function<bool(const ArchiveEntry& entry)>& wanted,
                             const std::function<bool(std::string_view bytes)>& content) noexcept
-try {
-    const Reader reader(archive_read_new());
-    archive_read_support_filter_gzip(reader.get());
-    archive_read_support_format_tar(reader.get());
-    if (archive_read_open_filename(reader.get(), tgzPath.c_str(), BLOCK_SIZE) == ARCHIVE_OK &&
-        ReadEntries(reader.get(), wanted, content) == 0) {
-        return 0;
-    }
-    const char* const problem = archive_error_string(reader.get());
-    PKG_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to read archive [%s] [%s].\n", tgzPath.c_str(),
-            problem != nullptr ? problem : "");
-    return -1;
-} catch (const std::exception& error) {
-    PKG_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to read archive [%s] [%s].\n", tgzPath.c_str(),
-            error.what());
-    return -1;
+{
+    return ReadFile(
+        tgzPath,
+        [](archive* pArchive) {
+            archive_read_support_filter_gzip(pArchive);
+            archive_read_support_format_tar(pArchive);
+        },
+        wanted, content);
+}
+
+int ReadZip(const std::string& path, const std::function<void(const std::string& name)>& part,
+            const std::function<void(std::string_view bytes)>& content) noexcept
+{
+    return ReadFile(
+        path, [](archive* pArchive) { archive_read_support_format_zip(pArchive); },
+        [&part](const ArchiveEntry& entry) {
+            part(entry.name);
+            return true;
+        },
+        [&content](std::string_view bytes) {
+            content(bytes);
+            return true;
+        });
 }

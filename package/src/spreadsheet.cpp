@@ -4,6 +4,7 @@
 #include "package/spreadsheet.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <xlsxwriter.h>
 
 #include <cstdio>
@@ -13,6 +14,7 @@
 
 #include "pkglog.h"
 #include "unique_fd.h"
+#include "zipreader.h"
 
 struct SpreadsheetWriter::State {
     ~State()
@@ -30,6 +32,7 @@ struct SpreadsheetWriter::State {
     std::vector<std::string> heading;
     unsigned int sheetRows = SHEET_ROWS;
     lxw_row_t nextRow = 0;
+    std::vector<std::int64_t> storedBytes; ///< of each sheet that is complete: what its rows take
 };
 
 namespace {
@@ -68,6 +71,43 @@ bool IsStored(const lxw_worksheet* pSheet, bool isWhole) noexcept
 {
     return pSheet == nullptr || (std::ferror(pSheet->optimize_tmpfile) == 0 &&
                                  (!isWhole || std::fflush(pSheet->optimize_tmpfile) == 0));
+}
+
+/// What the rows of a complete sheet take where the library keeps them; 0 when that is no file.
+std::int64_t StoredBytes(const lxw_worksheet* pSheet) noexcept
+{
+    struct stat info {};
+    return pSheet != nullptr && ::fstat(::fileno(pSheet->optimize_tmpfile), &info) == 0 ? info.st_size : 0;
+}
+
+/// Whether the file that the library has closed holds all rows and every part to its end. It copies each part once
+/// more before it packs it, and does not look at that copy either.
+bool IsWhole(const std::string& path, const std::vector<std::int64_t>& storedBytes)
+{
+    struct Part {
+        std::string name;
+        std::int64_t bytes = 0;
+        char last = 0;
+    };
+    std::vector<Part> parts;
+    if (ReadZip(
+            path, [&parts](const std::string& name) { parts.push_back({name}); },
+            [&parts](std::string_view bytes) {
+                parts.back().bytes += static_cast<std::int64_t>(bytes.size());
+                parts.back().last = bytes.back();
+            }) != 0) {
+        return false;
+    }
+    std::size_t sheets = 0;
+    for (const Part& part : parts) {
+        const bool isSheet = part.name == "xl/worksheets/sheet" + std::to_string(sheets + 1) + ".xml";
+        if ((part.last != '>' && part.last != '\n') ||
+            (isSheet && sheets < storedBytes.size() && part.bytes < storedBytes[sheets])) {
+            return false;
+        }
+        sheets += isSheet ? 1 : 0;
+    }
+    return sheets >= storedBytes.size();
 }
 
 constexpr const char* NOT_STORED = "its rows cannot be stored beside it";
@@ -116,6 +156,9 @@ try {
         return Fail(state.path, NOT_STORED);
     }
     if (isNewSheet) {
+        if (state.pSheet != nullptr) {
+            state.storedBytes.push_back(StoredBytes(state.pSheet));
+        }
         state.pSheet = workbook_add_worksheet(state.pBook, nullptr);
         if (state.pSheet == nullptr) {
             return Fail(state.path, "no further sheet");
@@ -142,7 +185,7 @@ try {
 }
 
 int SpreadsheetWriter::Close() noexcept
-{
+try {
     const std::unique_ptr<State> state = std::move(m_pState);
     if (state == nullptr) {
         return Fail("", "not open");
@@ -150,6 +193,12 @@ int SpreadsheetWriter::Close() noexcept
     if (!IsStored(state->pSheet, true)) {
         return Fail(state->path, NOT_STORED);
     }
+    state->storedBytes.push_back(StoredBytes(state->pSheet));
     const lxw_error code = workbook_close(std::exchange(state->pBook, nullptr));
-    return code == LXW_NO_ERROR ? 0 : Fail(state->path, lxw_strerror(code));
+    if (code != LXW_NO_ERROR) {
+        return Fail(state->path, lxw_strerror(code));
+    }
+    return IsWhole(state->path, state->storedBytes) ? 0 : Fail(state->path, NOT_STORED);
+} catch (const std::exception& error) {
+    return Fail("", error.what());
 }
