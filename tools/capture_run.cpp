@@ -32,8 +32,8 @@ Trouble CaptureRun::Start()
         return trouble;
     }
     if (m_options.plans[1] && !m_source.HasAudio()) {
-        Note("capture", m_options.source.address + ": has no audio track; " + m_options.plans[1]->option +
-                            " is not used");
+        Note("capture",
+             m_source.Shown() + ": has no audio track; " + m_options.plans[1]->option + " is not used");
     }
     return CreateFifos();
 }
@@ -87,10 +87,14 @@ Trouble CaptureRun::Run()
             publisher->Remove();
         }
     }
-    if (m_trace.Close() != 0) {
+    if (m_trace.Close() != 0 && !m_trouble) {
         return {EXIT_FOUND, m_options.tracePath + ": the trace is not complete: " + std::strerror(errno)};
     }
-    return {};
+    if (!m_trouble && !m_source.IsNetwork() && m_source.Damaged() > 0) {
+        return {EXIT_FOUND, m_source.Shown() + ": damaged packets: " + std::to_string(m_source.Damaged()) +
+                                "; frames are missing, take a whole file"};
+    }
+    return m_trouble;
 }
 
 void CaptureRun::WaitForReaders() const
@@ -133,7 +137,7 @@ bool CaptureRun::ShouldPace() const
            (m_options.pace == CaptureOptions::Pace::AUTO && !m_source.IsLive());
 }
 
-/// Writes what is certain to be next. @return false if a stop was asked for.
+/// Writes what is certain to be next. @return false if it is to end: a stop was asked for, or trouble came.
 bool CaptureRun::Publish(bool noMore)
 {
     const bool unordered = m_source.IsLive() && !ShouldPace(); // a camera's frames are not held back
@@ -146,7 +150,10 @@ bool CaptureRun::Publish(bool noMore)
             return false;
         }
         if (m_publishers[next->track]) {
-            m_publishers[next->track]->Publish(next->frame);
+            m_trouble = m_publishers[next->track]->Publish(next->frame);
+            if (m_trouble) {
+                return false;
+            }
         }
         m_lastFrameNs = m_lastTrackNs[next->track] = MonotonicNs();
         m_pause = std::chrono::milliseconds::zero();
@@ -167,7 +174,7 @@ bool CaptureRun::Loop()
     const bool gaveFrames = m_timeline.EndUs() > m_loopStartUs;
     m_loopStartUs = m_timeline.EndUs();
     if (!gaveFrames) {
-        Note("capture", m_options.source.address + ": has no frames to loop");
+        Note("capture", m_source.Shown() + ": has no frames to loop");
         return false;
     }
     if (Trouble trouble = m_source.Open()) {
@@ -183,7 +190,7 @@ bool CaptureRun::Loop()
 /// readers.
 bool CaptureRun::Reconnect()
 {
-    Note("capture", m_options.source.address + ": lost (" + m_source.LastError() + "); trying again");
+    Note("capture", m_source.Shown() + ": lost (" + m_source.LastError() + "); trying again");
     for (;;) {
         m_pause = std::clamp(m_pause * 2, FIRST_PAUSE, LONGEST_PAUSE);
         m_source.Close();
@@ -197,7 +204,7 @@ bool CaptureRun::Reconnect()
         Note("capture", trouble.text);
     }
     ++m_counts.reconnects;
-    Note("capture", m_options.source.address + ": is back");
+    Note("capture", m_source.Shown() + ": is back");
     BeginSession(m_lastFrameNs == 0 ? 0 : (MonotonicNs() - m_lastFrameNs) / 1000);
     return true;
 }

@@ -58,6 +58,7 @@ private:
     Timeline m_timeline;
     Pacer m_pacer;
     CaptureCounts m_counts;
+    Trouble m_trouble;
     std::int64_t m_lastFrameNs = 0;
     std::int64_t m_lastTrackNs[2] = {0, 0};
     long long m_loopStartUs = 0;

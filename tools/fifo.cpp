@@ -8,6 +8,8 @@
 #include "fifo_common.h"
 #include "fifo_facts.h"
 #include "nouns.h"
+#include "package/root.h"
+#include "package/shmcommoncfg.h"
 #include "shmfifo.h"
 
 namespace {
@@ -88,6 +90,17 @@ std::string WhyUnreadable(int key, ExitCode& exitCode)
     }
     exitCode = EXIT_FOUND;
     return fmt::format("key {}: out of memory", KeyText(key));
+}
+
+std::string WhyNoFrames()
+{
+    if (VxShmCommonCfgAt() != nullptr) {
+        return {};
+    }
+    return fmt::format(
+        "{}/run/shmcommon: this user can neither use nor make it, and no frame is read without it; "
+        "run as the recorder's user, or set VX_ROOT to a folder of your own",
+        GetPackageRoot());
 }
 
 const char* FrameType(int flags)

@@ -23,6 +23,10 @@ std::string KeyText(int key);
 /// nothing does.
 std::string WhyUnreadable(int key, ExitCode& exitCode);
 
+/// Why no reader gets a frame on this box, with what to do about it; an empty text if nothing stands in the
+/// way.
+std::string WhyNoFrames();
+
 /// "I", "P", "B", "PB", "-" by the first flag that is set; "N" for a frame that is only known not to be a key
 /// frame.
 const char* FrameType(int flags);

@@ -23,6 +23,10 @@ std::string FifoFollower::Attach(ExitCode& exitCode)
         return why;
     }
     exitCode = EXIT_UNREACHABLE;
+    why = WhyNoFrames();
+    if (!why.empty()) {
+        return why;
+    }
     if (m_reader.Init(m_key, false) != 0 || ShmIdUnder(m_key) != shmId) {
         m_reader.Free();
         return "key " + KeyText(m_key) + ": the FIFO went away while it was attached";

@@ -3,8 +3,19 @@
 #include "fifo_publisher.h"
 
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <utility>
+
+#include "shmfifoinspect.h"
+#include "sysv_shm.h"
+
+namespace {
+
+constexpr std::int64_t LOOK_NS = 1000000000;
+
+} // namespace
 
 FifoPublisher::FifoPublisher(FifoPlan plan, bool prefault, FrameTrace* pTrace)
     : m_plan(std::move(plan)), m_pTrace(pTrace), m_prefault(prefault)
@@ -20,6 +31,7 @@ Trouble FifoPublisher::Create(const TrackFormat& format)
         return ExplainFailure(m_plan);
     }
     m_shmId = ShmIdUnder(m_plan.key);
+    m_nextId = 0;
     m_pLastFormat = std::make_shared<TrackFormat>(format);
     Announce(format);
     return {};
@@ -55,8 +67,41 @@ bool FifoPublisher::IsTooLarge(int size)
     return true;
 }
 
-void FifoPublisher::Publish(const MediaFrame& frame)
+/// Whether no reader can come to this FIFO any more. What is written into one that was removed arrives nowhere,
+/// and nothing else says so; one whose header makes no sense refuses the frames.
+bool FifoPublisher::IsLost()
 {
+    if (ShmIdUnder(m_plan.key) != m_shmId || !m_pFifo->IsAttached()) {
+        return true;
+    }
+    ShmFifoSnapshot snapshot;
+    return std::exchange(m_droppedAtLook, m_counts.dropped) != m_counts.dropped &&
+           ShmFifoInspector::Inspect(m_plan.key, snapshot) != ShmInspectResult::OK;
+}
+
+Trouble FifoPublisher::MakeAnewIfLost()
+{
+    const std::int64_t now = MonotonicNs();
+    if (now < m_nextLookNs) {
+        return {};
+    }
+    m_nextLookNs = now + LOOK_NS;
+    if (!IsLost()) {
+        return {};
+    }
+    Note("capture", m_plan.option + " " + std::to_string(m_plan.key) +
+                        ": somebody has removed the FIFO or written over it; it is made anew");
+    Remove();
+    const std::shared_ptr<const TrackFormat> format = m_pLastFormat;
+    Trouble trouble = PrepareKeys(m_plan);
+    return trouble ? trouble : Create(*format);
+}
+
+Trouble FifoPublisher::Publish(const MediaFrame& frame)
+{
+    if (Trouble trouble = MakeAnewIfLost()) {
+        return trouble;
+    }
     if (frame.format != m_pLastFormat) {
         if (*frame.format != *m_pLastFormat) {
             Announce(*frame.format);
@@ -65,7 +110,7 @@ void FifoPublisher::Publish(const MediaFrame& frame)
     }
     const AVPacket& packet = *frame.packet;
     if (IsTooLarge(packet.size)) {
-        return;
+        return {};
     }
     const std::int64_t ns = MonotonicNs();
     const MediaES es = frame.format->isVideo ? MEDIA_ES_VIDEO : MEDIA_ES_AUDIO;
@@ -75,7 +120,7 @@ void FifoPublisher::Publish(const MediaFrame& frame)
                                 ": a frame is lost, as no slot was free or memory for it could not be had; "
                                 "see vx log tail (further ones are only counted)");
         }
-        return;
+        return {};
     }
     if (m_pTrace != nullptr) {
         m_pTrace->Add(m_plan.key, m_nextId, frame.ptsUs, packet.data, static_cast<std::size_t>(packet.size),
@@ -85,13 +130,23 @@ void FifoPublisher::Publish(const MediaFrame& frame)
     ++m_counts.frames;
     m_counts.keyFrames += (frame.flags & FRAME_I) != 0 ? 1 : 0;
     m_counts.bytes += packet.size;
+    return {};
 }
 
 void FifoPublisher::Remove()
 {
     m_pFifo = nullptr;
     m_pHandler.reset();
-    m_shmId = -1;
+    if (std::exchange(m_shmId, -1) < 0) {
+        return;
+    }
+    for (const ShmRow& row : ListShm()) { // a header that was written over does not lead to its slots
+        const bool isOurs = row.key > m_plan.key && row.key - m_plan.key <= SHM_FIFO_MAX_COUNT;
+        if (isOurs && row.creator == ::getpid()) {
+            static_cast<void>(
+                RemoveShm(row.shmId)); // the next start tries again, and says what stands in its way
+        }
+    }
 }
 
 int FifoPublisher::Readers() const

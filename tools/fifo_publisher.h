@@ -28,10 +28,13 @@ public:
     /// Makes the FIFO and announces the format. PrepareKeys() has been asked before.
     Trouble Create(const TrackFormat& format);
 
-    /// Writes a frame; a changed format is announced first.
-    void Publish(const MediaFrame& frame);
+    /// Writes a frame; a changed format is announced first. A FIFO that somebody has removed or written over
+    /// is made anew within a second.
+    ///
+    /// @return trouble only if that cannot be: another process has the key now, say.
+    Trouble Publish(const MediaFrame& frame);
 
-    /// Removes the FIFO.
+    /// Removes the FIFO: every segment that this process has made under its keys.
     void Remove();
 
     const PublishCounts& Counts() const { return m_counts; }
@@ -44,6 +47,8 @@ public:
 private:
     void Announce(const TrackFormat& format);
     bool IsTooLarge(int size);
+    bool IsLost();
+    Trouble MakeAnewIfLost();
 
     FifoPlan m_plan;
     FrameTrace* m_pTrace;
@@ -52,6 +57,8 @@ private:
     bool m_prefault;
     std::shared_ptr<const TrackFormat> m_pLastFormat;
     int m_shmId = -1;
+    std::int64_t m_nextLookNs = 0;
+    long long m_droppedAtLook = 0;
     int m_nextId = 0; ///< as the FIFO counts: one up for each frame written
     PublishCounts m_counts;
 };

@@ -131,11 +131,32 @@ Trouble MediaSource::OpenInput()
     }
     if (error < 0) {
         return {m_network ? EXIT_UNREACHABLE : EXIT_FOUND,
-                m_options.address + ": cannot open: " + AvErrorText(error) +
-                    (m_network ? "; check the address and that its server runs"
-                               : "; it is no media file that this build understands, or it is damaged")};
+                Shown() + ": cannot open: " + AvErrorText(error) + "; " + Advice()};
     }
     return {};
+}
+
+const char* MediaSource::Advice() const
+{
+    if (m_options.format == "lavfi") {
+        return "the graph is none that the media library understands";
+    }
+    if (m_options.format == "v4l2") {
+        return "see which cameras there are (ls /dev/video*) and who uses this one";
+    }
+    return m_network ? "check the address and that its server runs"
+                     : "it is no media file that this build understands, or it is damaged";
+}
+
+/// What was typed goes into journals, which more people read than should know a camera's password.
+std::string MediaSource::Shown() const
+{
+    const std::string& address = m_options.address;
+    const std::size_t name = SchemeOf(address).size() + 3;
+    const std::size_t host = address.rfind('@', address.find('/', name));
+    const std::size_t colon = address.find(':', name);
+    const bool secret = !SchemeOf(address).empty() && host != std::string::npos && colon < host;
+    return secret ? address.substr(0, colon + 1) + "***" + address.substr(host) : address;
 }
 
 Trouble MediaSource::ChooseTracks()
@@ -157,11 +178,12 @@ Trouble MediaSource::ChooseTracks()
         m_pInput->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
     if (m_options.wantVideo && !HasVideo()) {
-        return {EXIT_FOUND, m_options.address + ": has no video track" +
-                                (m_options.wantAudio ? "; leave --key out to capture the sound alone" : "")};
+        return {EXIT_FOUND, Shown() + ": has no video track" +
+                                (m_options.wantAudio ? "; leave --key out to capture the sound alone"
+                                                     : "; take another source, or its sound by --audio-key")};
     }
     if (!HasVideo() && !HasAudio()) {
-        return {EXIT_FOUND, m_options.address + ": has no audio track"};
+        return {EXIT_FOUND, Shown() + ": has no audio track; take another source"};
     }
     return {};
 }
@@ -176,19 +198,18 @@ Trouble MediaSource::OpenTrack(int track, int stream)
     if (RawEncoder::Wants(*pParams)) {
         m_tracks[track].pEncoder = std::make_unique<RawEncoder>();
         if (Trouble trouble = m_tracks[track].pEncoder->Open(*pParams, timeBase, rate)) {
-            return {trouble.code, m_options.address + ": " + trouble.text};
+            return {trouble.code, Shown() + ": " + trouble.text};
         }
         pParams = &m_tracks[track].pEncoder->Params();
         timeBase = m_tracks[track].pEncoder->TimeBase();
     }
     if (!IsNameable(pParams->codec_id)) {
-        return {EXIT_FOUND, m_options.address + ": its " + KINDS[track] + " is " +
-                                avcodec_get_name(pParams->codec_id) +
+        return {EXIT_FOUND, Shown() + ": its " + KINDS[track] + " is " + avcodec_get_name(pParams->codec_id) +
                                 ", which a FIFO cannot name; it can name " + NAMEABLE_CODECS +
                                 "; convert the source" + (track == 1 ? ", or leave --audio-key out" : "")};
     }
     if (Trouble trouble = pTrack->Open(*pParams, timeBase, rate)) {
-        return {trouble.code, m_options.address + ": " + KINDS[track] + ": " + trouble.text};
+        return {trouble.code, Shown() + ": " + KINDS[track] + ": " + trouble.text};
     }
     m_tracks[track].stream = stream;
     m_tracks[track].pTrack = std::move(pTrack);
@@ -231,9 +252,11 @@ SourceRead MediaSource::OnReadError(int error, std::vector<SourceFrame>& out)
         Drain(out);
         return SourceRead::END;
     }
-    if (!m_network) {
+    if (!m_network) { // a file ends where it cannot be read further
+        Note("capture", Shown() + ": cannot be read to its end: " + m_lastError);
+        ++m_damaged;
         Drain(out);
-        return SourceRead::END; // a truncated file ends where it ends; the caller prints LastError()
+        return SourceRead::END;
     }
     return SourceRead::DROPPED;
 }
@@ -249,8 +272,13 @@ void MediaSource::Feed(int track, AVPacket* pPacket, std::vector<SourceFrame>& o
             static_cast<void>(
                 owner.pTrack->Feed(packet.get(), frames)); // our own encoder's packets are not broken
         }
-    } else if (Trouble trouble = owner.pTrack->Feed(pPacket, frames)) {
-        m_lastError = trouble.text; // one broken packet costs itself, not the source
+    } else {
+        const bool cut = (pPacket->flags & AV_PKT_FLAG_CORRUPT) != 0;
+        const Trouble trouble = owner.pTrack->Feed(pPacket, frames);
+        if ((cut || trouble) && m_damaged++ == 0) { // one broken packet costs itself, not the source
+            Note("capture", Shown() + ": a packet is damaged (" + (trouble ? trouble.text : "cut short") +
+                                "); further ones are only counted");
+        }
     }
     for (MediaFrame& frame : frames) {
         out.push_back({track, std::move(frame)});

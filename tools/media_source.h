@@ -57,6 +57,10 @@ public:
     const TrackFormat& Format(int track) const { return m_tracks[track].pTrack->Format(); }
     /// Why the last DROPPED happened.
     const std::string& LastError() const { return m_lastError; }
+    /// Packets that came damaged or cut short, since the first Open().
+    long long Damaged() const { return m_damaged; }
+    /// The address as messages name it: without the password.
+    std::string Shown() const;
 
 private:
     struct Track {
@@ -66,6 +70,7 @@ private:
     };
 
     Trouble CheckAddress() const;
+    const char* Advice() const;
     Trouble OpenInput();
     Trouble ChooseTracks();
     Trouble OpenTrack(int track, int stream);
@@ -84,4 +89,5 @@ private:
     Track m_tracks[2];
     std::int64_t m_deadlineNs = 0;
     std::string m_lastError;
+    long long m_damaged = 0;
 };

@@ -8,7 +8,9 @@
 #include <cerrno>
 #include <cstring>
 #include <thread>
+#include <utility>
 
+#include "fifo_common.h"
 #include "shmfifoinspect.h"
 
 namespace {
@@ -74,6 +76,9 @@ Trouble RecordRun::Check() const
         if (Trouble trouble = key ? CheckKey(*key, track == 0) : Trouble{}) {
             return trouble;
         }
+    }
+    if (std::string why = WhyNoFrames(); !why.empty()) {
+        return {EXIT_UNREACHABLE, std::move(why)};
     }
     return m_options.recorder.pEvents != nullptr ? Trouble{} : CheckPlace(m_options.recorder.place);
 }

@@ -9,11 +9,13 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <exception>
 #include <string>
 
 #include "package/monoclock.h"
 #include "package/root.h"
+#include "pkglog.h"
 
 namespace {
 
@@ -51,23 +53,24 @@ bool HasRecord(int fd) noexcept
     if (::fstat(fd, &stat) != 0) {
         return false;
     }
-    return stat.st_size >= static_cast<off_t>(sizeof(ShmCommonCfg)) ||
-           ::posix_fallocate(fd, 0, static_cast<off_t>(sizeof(ShmCommonCfg))) == 0;
+    constexpr auto SIZE = static_cast<off_t>(sizeof(ShmCommonCfg));
+    const int refused = stat.st_size >= SIZE ? 0 : ::posix_fallocate(fd, 0, SIZE);
+    errno = refused != 0 ? refused : errno;
+    return refused == 0;
 }
 
 ShmCommonCfg* Map() noexcept
 try {
     const std::string dir = GetPackageDir(PackageDir::RUN);
-    if (dir.empty()) {
-        return nullptr;
-    }
-    const File file(dir + "/shmcommon");
-    if (file.Fd() < 0 || !HasRecord(file.Fd())) {
-        return nullptr;
-    }
+    const std::string path = GetPackageRoot() + "/run/shmcommon";
+    const File file(dir.empty() ? dir : path);
     void* const pAddr =
-        ::mmap(nullptr, sizeof(ShmCommonCfg), PROT_READ | PROT_WRITE, MAP_SHARED, file.Fd(), 0);
+        file.Fd() < 0 || !HasRecord(file.Fd())
+            ? MAP_FAILED
+            : ::mmap(nullptr, sizeof(ShmCommonCfg), PROT_READ | PROT_WRITE, MAP_SHARED, file.Fd(), 0);
     if (pAddr == MAP_FAILED) {
+        PKG_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to map [%s], without which no frame is read: %m.\n",
+                path.c_str());
         return nullptr;
     }
     auto* const pCfg =
