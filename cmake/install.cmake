@@ -10,6 +10,12 @@ install(TARGETS vxpackage vxutil EXPORT vxutilTargets
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vxutil COMPONENT development)
 if(TARGET vx)
     install(TARGETS vx COMPONENT tools)
+    install(FILES packaging/vx.bash DESTINATION share/bash-completion/completions RENAME vx COMPONENT tools)
+    install(FILES packaging/vx.zsh DESTINATION share/zsh/vendor-completions RENAME _vx COMPONENT tools)
+    install(FILES packaging/vx.fish DESTINATION share/fish/vendor_completions.d COMPONENT tools)
+    if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr") # a package's is packed
+        install(FILES packaging/vx.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    endif()
 endif()
 
 set(VX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vxutil)

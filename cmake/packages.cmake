@@ -12,7 +12,6 @@ if(TARGET vx)
     install(FILES ${_units} DESTINATION /lib/systemd/system COMPONENT tools)
     install(FILES ${_packaging}/sysusers.d/vx.conf DESTINATION lib/sysusers.d COMPONENT tools)
     install(FILES ${_packaging}/tmpfiles.d/vx.conf DESTINATION lib/tmpfiles.d COMPONENT tools)
-    install(FILES ${_packaging}/vx.bash DESTINATION share/bash-completion/completions RENAME vx COMPONENT tools)
 endif()
 
 # What Debian wants of each package: changelog and copyright, packed where the policy says so.

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completion of vx for bash. Written by vx help --bash; script/lint --update makes it anew.
+# Completion of vx for bash. Written by vx help --completion bash; script/lint --update makes it anew.
 declare -gA _vx_words=(
     ["/"]="capture record camera db doctor event fifo help history log msg notify rotate rule task webhook --help --version"
     ["/capture"]="--help --format --input-option --realtime --fast --loop --key --audio-key --entry-size --slots --prefault --wait-readers --trace --json"
@@ -29,7 +29,7 @@ declare -gA _vx_words=(
     ["/fifo stat"]="--help --json"
     ["/fifo tail"]="--help --count --from-key --wait --once --json --quiet --trace"
     ["/fifo top"]="--help --count --seconds --json"
-    ["/help"]="--help --man --bash"
+    ["/help"]="--help --man --completion"
     ["/history"]="list rm --help"
     ["/history list"]="--help --limit --offset --json"
     ["/history rm"]="--help --before --older-than --all --yes --dry-run --json"

@@ -125,6 +125,9 @@ void Store(const char* verb, const Options& options, Camera& camera)
 
 void Add(const Options& options)
 {
+    if (options.name.empty()) {
+        Fail(EXIT_USAGE, "camera add", "NAME: a camera needs one");
+    }
     Camera camera;
     Store("camera add", options, camera);
 }

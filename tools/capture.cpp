@@ -11,6 +11,7 @@ extern "C" {
 }
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <json/value.h>
 
 #include <memory>
@@ -109,6 +110,8 @@ void RunCapture(const CLI::App& verb, Arguments& arguments)
     avdevice_register_all();
     avformat_network_init();
     const StopSignal stop;
+    std::signal(SIGPIPE,
+                SIG_IGN); // whoever reads our messages may go; the segments are still removed at the end
     CaptureRun run(arguments.capture, stop);
     EndIf(run.Start(), "capture");
     const Trouble trouble = run.Run();

@@ -14,6 +14,7 @@
 #include "event_common.h"
 #include "fail.h"
 #include "nouns.h"
+#include "numbers.h"
 #include "package/idtext.h"
 #include "rule_common.h"
 #include "table.h"
@@ -136,10 +137,10 @@ void Mark(const Options& options)
 
 void AddWhich(CLI::App& verb, Options& options)
 {
-    verb.add_option("--camera", options.camera, "Only of this camera")->check(CLI::PositiveNumber);
+    verb.add_option("--camera", options.camera, "Only of this camera")->check(ABOVE_ZERO);
     verb.add_option("--group", options.group, "Only of this recording group: continuous or event");
     verb.add_option("--archive", options.archive, "Of this archive task instead of the box itself")
-        ->check(CLI::PositiveNumber);
+        ->check(ABOVE_ZERO);
     verb.add_option("--before", options.before,
                     "Only those that ended before: \"2026-11-21 08:30\" or seconds since 1970");
     verb.add_flag("--json", options.json, "Print JSON");
@@ -154,7 +155,9 @@ void AddEventNoun(CLI::App& vx)
     const auto options = std::make_shared<Options>();
     CLI::App* const list = noun->add_subcommand("ls", "List events, oldest first");
     AddWhich(*list, *options);
-    list->add_option("--limit", options->limit, "At most so many; 0 for all")->capture_default_str();
+    list->add_option("--limit", options->limit, "At most so many; 0 for all")
+        ->check(FROM_ZERO)
+        ->capture_default_str();
     list->add_option("--after", options->after, "Only events with a larger id: the next page");
     list->add_flag("--marked", options->marked, "Those that are marked as deleted instead");
     list->add_flag("--all", options->all, "Marked or not");

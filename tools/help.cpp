@@ -1,37 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// tools/help.cpp - vx help: the manual page and the shell's completion, made from what the parser knows.
+// tools/help.cpp - vx help: the manual page, made from what the parser knows, and the shells' completion.
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <functional>
 #include <memory>
 
+#include "command_tree.h"
+#include "completion.h"
 #include "nouns.h"
 
 namespace {
-
-using Visit = std::function<void(const CLI::App&, const std::string& path)>;
-
-/// Every noun and verb in the order in which it was added; the path of vx itself is empty.
-void Walk(const CLI::App& app, const std::string& path, const Visit& visit)
-{
-    visit(app, path);
-    for (const CLI::App* const sub :
-         app.get_subcommands([](const CLI::App* s) { return !s->get_group().empty(); })) {
-        Walk(*sub, path.empty() ? sub->get_name() : path + " " + sub->get_name(), visit);
-    }
-}
-
-std::vector<const CLI::Option*> OptionsOf(const CLI::App& app)
-{
-    return app.get_options([](const CLI::Option* option) { return !option->get_group().empty(); });
-}
-
-bool TakesValue(const CLI::Option& option)
-{
-    return option.get_items_expected_max() > 0;
-}
 
 /// Text as troff prints it: no line of ours is taken for a request, no hyphen for a break.
 std::string Troff(const std::string& text)
@@ -79,7 +57,7 @@ void PrintOption(const CLI::Option& option)
 std::string Synopsis(const CLI::App& app, const std::string& path)
 {
     std::string line = "\\fBvx" + (path.empty() ? "" : " " + Troff(path)) + "\\fR";
-    if (!app.get_subcommands([](const CLI::App* s) { return !s->get_group().empty(); }).empty()) {
+    if (!SubcommandsOf(app).empty()) {
         return line + " \\fIVERB\\fR";
     }
     line += " [\\fIoptions\\fR]";
@@ -130,57 +108,23 @@ void PrintManual(const CLI::App& vx)
         ".SH SEE ALSO\n.BR ffmpeg (1),\n.BR sysvipc (7)\n");
 }
 
-std::string WordsOf(const CLI::App& app)
-{
-    std::string words;
-    for (const CLI::App* const sub :
-         app.get_subcommands([](const CLI::App* s) { return !s->get_group().empty(); })) {
-        words += sub->get_name() + " ";
-    }
-    for (const CLI::Option* const option : OptionsOf(app)) {
-        for (const std::string& name : option->get_lnames()) {
-            words += "--" + name + " ";
-        }
-    }
-    return words.empty() ? words : words.substr(0, words.size() - 1);
-}
-
-void PrintBash(const CLI::App& vx)
-{
-    fmt::print("# shellcheck shell=bash\n"
-               "# Completion of vx for bash. Written by vx help --bash; script/lint --update makes it anew.\n"
-               "declare -gA _vx_words=(\n");
-    Walk(vx, "", [](const CLI::App& app, const std::string& path) {
-        fmt::print("    [\"/{}\"]=\"{}\"\n", path, WordsOf(app));
-    });
-    fmt::print("{}", R"BASH()
-_vx() {
-    local path="" word i
-    COMPREPLY=()
-    for ((i = 1; i < COMP_CWORD; i++)); do
-        word="${path:+$path }${COMP_WORDS[i]}"
-        [ -z "${_vx_words["/$word"]+set}" ] || path=$word
-    done
-    mapfile -t COMPREPLY < <(compgen -W "${_vx_words["/$path"]}" -- "${COMP_WORDS[COMP_CWORD]}")
-}
-complete -o default -F _vx vx
-)BASH");
-}
-
 } // namespace
 
 void AddHelpNoun(CLI::App& vx)
 {
-    CLI::App* const noun = vx.add_subcommand("help", "The manual page and the shell's completion, as text");
+    CLI::App* const noun =
+        vx.add_subcommand("help", "The manual page and the completion for shells, as text");
     const auto man = std::make_shared<bool>(false);
-    const auto bash = std::make_shared<bool>(false);
+    const auto shell = std::make_shared<std::string>();
     noun->add_flag("--man", *man, "The manual page, for man(1)");
-    noun->add_flag("--bash", *bash, "The completion for bash")->excludes("--man");
-    noun->callback([&vx, man, bash] {
+    noun->add_option("--completion", *shell, "The completion for this shell")
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}))
+        ->excludes("--man");
+    noun->callback([&vx, man, shell] {
         if (*man) {
             PrintManual(vx);
-        } else if (*bash) {
-            PrintBash(vx);
+        } else if (!shell->empty()) {
+            *shell == "bash" ? PrintBash(vx) : *shell == "zsh" ? PrintZsh(vx) : PrintFish(vx);
         } else {
             throw CLI::CallForHelp();
         }

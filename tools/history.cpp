@@ -10,6 +10,7 @@
 #include "actrulehistory.h"
 #include "agree.h"
 #include "fail.h"
+#include "numbers.h"
 #include "package/db.h"
 #include "package/idtext.h"
 #include "package/monoclock.h"
@@ -176,16 +177,17 @@ void AddHistoryNoun(CLI::App& vx)
     noun->require_subcommand(1);
     const auto options = std::make_shared<Options>();
     CLI::App* const list = noun->add_subcommand("list", "List the history, newest first");
-    list->add_option("--limit", options->limit, "Lines of the page; 0 for all")->capture_default_str();
-    list->add_option("--offset", options->offset, "Lines to skip")->check(CLI::NonNegativeNumber);
+    list->add_option("--limit", options->limit, "Lines of the page; 0 for all")
+        ->check(FROM_ZERO)
+        ->capture_default_str();
+    list->add_option("--offset", options->offset, "Lines to skip")->check(FROM_ZERO);
     list->add_flag("--json", options->json, "Print JSON");
     list->callback([options] { List(*options); });
     CLI::App* const remove = noun->add_subcommand("rm", "Remove lines");
     remove->add_option("IDS", options->ids, "Their ids, joined by commas");
     remove->add_option("--before", options->before,
                        "Not after this time: \"2026-11-21 08:30\" or seconds since 1970");
-    remove->add_option("--older-than", options->olderThanDays, "Older than so many days")
-        ->check(CLI::PositiveNumber);
+    remove->add_option("--older-than", options->olderThanDays, "Older than so many days")->check(ABOVE_ZERO);
     remove->add_flag("--all", options->all, "The whole history");
     remove->add_flag("--yes", options->yes, "Do not ask");
     remove->add_flag("--dry-run", options->dryRun, "Only count them");

@@ -31,7 +31,8 @@ std::string CfgPath()
 
 bool CfgExists()
 {
-    return ::access(CfgPath().c_str(), F_OK) == 0;
+    return ::access(CfgPath().c_str(), F_OK) == 0 ||
+           errno == EACCES; // in a folder that is closed to this user
 }
 
 /// The record, or null where there is none. A file that is there but of no use ends the verb.

@@ -11,7 +11,9 @@
 #include <memory>
 
 #include "fail.h"
+#include "numbers.h"
 #include "package/timetext.h"
+#include "reach.h"
 #include "stop_signal.h"
 #include "table.h"
 #include "vxlogrotate.h"
@@ -131,6 +133,7 @@ std::vector<Outcome> RunAll(const std::vector<VX_ROTATED_LOG>& logs, bool plan)
 
 void Rotate(const RotateOptions& options)
 {
+    ReachDatabases("log rotate");
     std::vector<VX_ROTATED_LOG> logs;
     for (const std::string& word : options.logs.empty() ? LogWords() : options.logs) {
         logs.push_back(ParseLog("log rotate", word));
@@ -205,6 +208,7 @@ void Change(VX_ROTATED_LOG log, const KeepOptions& options)
 
 void Keep(const KeepOptions& options)
 {
+    ReachDatabases("log keep");
     std::vector<std::string> words = LogWords();
     if (!options.log.empty()) {
         const VX_ROTATED_LOG log = ParseLog("log keep", options.log);
@@ -267,7 +271,7 @@ void AddLogRotate(CLI::App& log)
     verb->add_flag("--once", options->once, "Once, and end");
     verb->add_flag("--plan", options->plan, "Show what would go, and change nothing");
     verb->add_option("--every", options->everySec, "Seconds between two rotations")
-        ->check(CLI::PositiveNumber)
+        ->check(ABOVE_ZERO)
         ->capture_default_str();
     verb->add_flag("--json", options->json, "Print JSON");
     verb->callback([options] { Rotate(*options); });
@@ -280,7 +284,7 @@ void AddLogKeep(CLI::App& log)
     verb->add_option("LOG", options->log, "One of " + fmt::format("{}", fmt::join(LogWords(), ", ")));
     CLI::Option* const on = verb->add_flag("--on", options->on, "Rotate this log");
     verb->add_flag("--off", options->off, "Keep everything of this log")->excludes(on);
-    verb->add_option("--days", options->days, "Keep at most this many days")->check(CLI::PositiveNumber);
+    verb->add_option("--days", options->days, "Keep at most this many days")->check(ABOVE_ZERO);
     verb->add_option("--size-mb", options->sizeMB, "Keep at most this many megabytes, or off");
     verb->add_option("--count", options->count, "Keep at most this many rows, or off");
     verb->add_option("--archive-dir", options->archiveDir, "Where archives go, or default");

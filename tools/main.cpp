@@ -6,16 +6,27 @@
 
 #include "exit_code.h"
 #include "nouns.h"
+#include "reach.h"
+#include "usage.h"
 
 namespace {
 
 int ExitCodeOf(CLI::App& vx, const CLI::Error& error)
 {
-    const int code = vx.exit(error); // prints help or the message; nothing for a verb that has said it
-    if (code == 0 || dynamic_cast<const CLI::RuntimeError*>(&error) != nullptr) {
-        return code;
+    if (error.get_exit_code() == 0 || dynamic_cast<const CLI::RuntimeError*>(&error) != nullptr) {
+        return vx.exit(error); // prints help; nothing for a verb that has said what was wrong
     }
+    std::fputs(UsageText(vx, error).c_str(), stderr);
     return EXIT_USAGE;
+}
+
+/// Their verbs end with one line, instead of one for each failed statement, where the databases are out of reach.
+void RequireDatabases(CLI::App& noun)
+{
+    for (CLI::App* const verb : noun.get_subcommands({})) {
+        verb->parse_complete_callback(
+            [words = noun.get_name() + " " + verb->get_name()] { ReachDatabases(words); });
+    }
 }
 
 int Run(int argc, char** argv)
@@ -43,6 +54,9 @@ int Run(int argc, char** argv)
     AddRuleNoun(vx);
     AddTaskNoun(vx);
     AddWebhookNoun(vx);
+    for (const char* const noun : {"camera", "event", "history", "rotate", "rule", "task", "webhook"}) {
+        RequireDatabases(*vx.get_subcommand(noun));
+    }
     try {
         vx.parse(argc, argv);
     } catch (const CLI::Error& error) {

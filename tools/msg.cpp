@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "fail.h"
+#include "numbers.h"
 #include "package/msgd.h"
 #include "package/root.h"
 #include "stop_signal.h"
@@ -68,6 +69,6 @@ void AddMsgNoun(CLI::App& vx)
     const auto count = std::make_shared<int>(0);
     CLI::App* const tail =
         noun->add_subcommand("tail", "Show announced changes as they come, one JSON object a line");
-    tail->add_option("-n", *count, "End after so many messages")->check(CLI::NonNegativeNumber);
+    tail->add_option("-n", *count, "End after so many messages")->check(FROM_ZERO);
     tail->callback([count] { Tail(*count); });
 }

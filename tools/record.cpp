@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <json/value.h>
 
+#include <csignal>
 #include <memory>
 #include <set>
 
@@ -11,6 +12,7 @@
 #include "fail.h"
 #include "fifo_keys.h"
 #include "nouns.h"
+#include "numbers.h"
 #include "package/db.h"
 #include "package/recorder.h"
 #include "record_run.h"
@@ -129,6 +131,7 @@ void RunRecord(const CLI::App& verb, Arguments& arguments)
     EndIf(Complete(verb, arguments), "record");
     QuietAvLog();
     const StopSignal stop;
+    std::signal(SIGPIPE, SIG_IGN); // whoever reads our messages may go; the recording is still finished
     EventRecorder events;
     if (arguments.camera > 0) {
         StartEvents(arguments, events);
@@ -158,17 +161,17 @@ void AddRecordNoun(CLI::App& vx)
     pVerb
         ->add_option("--camera", pArguments->camera,
                      "Record events of this camera into rec, with rows that rotation goes by")
-        ->check(CLI::PositiveNumber);
+        ->check(ABOVE_ZERO);
     pVerb->add_option("--group", pArguments->group, "Recording group of the events: continuous or event")
         ->capture_default_str();
     pVerb
         ->add_option("--segment", record.recorder.segmentSec,
                      "Start a new segment at the first key frame after SECONDS")
-        ->check(CLI::PositiveNumber);
+        ->check(ABOVE_ZERO);
     pVerb->add_option("--key", pArguments->keys[0], "IPC key of the video's FIFO");
     pVerb->add_option("--audio-key", pArguments->keys[1], "IPC key of the sound's FIFO");
     pVerb->add_option("--duration", record.recorder.durationSec, "End after SECONDS of recording")
-        ->check(CLI::PositiveNumber);
+        ->check(ABOVE_ZERO);
     pVerb
         ->add_option("--wait", record.waitSec,
                      "Wait SECONDS for a FIFO that is not there, or whose writer has gone; -1 = for ever")

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fail.h"
+#include "numbers.h"
 #include "package/recsweep.h"
 #include "rotate_common.h"
 #include "sqlconversion.h"
@@ -282,9 +283,9 @@ void AddRotatePlanVerb(CLI::App& rotate)
         rotate.add_subcommand("plan", "Show what each limit would remove of each target; touches nothing");
     verb->add_option("--reserve", options->reserveMB,
                      "Megabytes to be left free, instead of what is configured")
-        ->check(CLI::NonNegativeNumber);
+        ->check(FROM_ZERO);
     verb->add_option("--rows", options->rows, "Also list so many of the oldest of each limit")
-        ->check(CLI::NonNegativeNumber);
+        ->check(FROM_ZERO);
     verb->add_flag("--json", options->json, "Print JSON");
     verb->callback([options] { Show(*options); });
 }

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "fail.h"
+#include "numbers.h"
 #include "package/root.h"
 #include "rotate_pass.h"
 #include "stop_signal.h"
@@ -35,7 +36,8 @@ class RotateLock {
 public:
     RotateLock()
     {
-        const std::string path = GetPackageDir(PackageDir::RUN) + "/rotate.lock";
+        static_cast<void>(GetPackageDir(PackageDir::RUN)); // when it cannot be made, opening says so
+        const std::string path = GetPackageRoot() + "/run/rotate.lock";
         m_fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (m_fd < 0) {
             Fail(EXIT_UNREACHABLE, "rotate run", "{}: cannot be opened ({}); check its folder", path,
@@ -136,7 +138,7 @@ void AddRotateRunVerb(CLI::App& rotate)
         ->capture_default_str();
     verb->add_option("--reserve", options->reserveMB,
                      "Megabytes to be left free, instead of what is configured")
-        ->check(CLI::NonNegativeNumber);
+        ->check(FROM_ZERO);
     verb->add_flag("--no-sweep", options->noSweep, "Only mark; vx event sweep deletes");
     verb->add_flag("--json", options->json, "Print one JSON object a round");
     verb->callback([options] { Run(*options); });

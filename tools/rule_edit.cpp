@@ -8,6 +8,7 @@
 #include "actruleutils.h"
 #include "actruleverdict.h"
 #include "fail.h"
+#include "numbers.h"
 #include "package/json.h"
 #include "rule_common.h"
 #include "sensor_events.h"
@@ -135,7 +136,7 @@ void AddVerb(CLI::App& noun, const char* name, const char* what, bool isEdit)
     CLI::App* const verb = noun.add_subcommand(name, what);
     options->verb = isEdit ? "rule edit" : "rule add";
     if (isEdit) {
-        verb->add_option("ID", options->id, "The rule")->required()->check(CLI::PositiveNumber);
+        verb->add_option("ID", options->id, "The rule")->required()->check(ABOVE_ZERO);
     }
     verb->add_option("--record", options->record,
                      "Fields as a JSON object, named as vx rule show prints them");
@@ -148,7 +149,7 @@ void AddVerb(CLI::App& noun, const char* name, const char* what, bool isEdit)
     verb->add_option("--item", options->item, "Which: the port, the application's or the task's id");
     verb->add_option("--action", options->action, "What it does: the action's number");
     verb->add_option("--min-interval", options->minInterval, "Seconds between two triggers at least")
-        ->check(CLI::NonNegativeNumber);
+        ->check(FROM_ZERO);
     verb->add_flag("--json", options->json, "Print the stored rule as JSON");
     verb->callback([options, verb] { Save(*options, *verb); });
 }

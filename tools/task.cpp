@@ -10,6 +10,7 @@
 #include "fail.h"
 #include "limit_options.h"
 #include "nouns.h"
+#include "numbers.h"
 #include "package/alertevent.h"
 #include "package/db.h"
 #include "package/recsweep.h"
@@ -182,7 +183,7 @@ void AddWhich(CLI::App& verb, Options& options)
 
 void AddStoreOptions(CLI::App& verb, Options& options)
 {
-    verb.add_option("--camera", options.camera, "Camera that it works on")->check(CLI::NonNegativeNumber);
+    verb.add_option("--camera", options.camera, "Camera that it works on")->check(FROM_ZERO);
     verb.add_option("--share", options.share, "Folder of its recordings, below rec");
     verb.add_option("--on-camera", options.onCamera,
                     "iva: whether it runs on the camera itself (true, false)");
@@ -232,7 +233,7 @@ void AddTaskNoun(CLI::App& vx)
         ->check(CLI::Range(0, 36500));
     limits
         ->add_option("--reserve", options->reserveMB, "Megabytes that recordings leave free on their volume")
-        ->check(CLI::NonNegativeNumber);
+        ->check(FROM_ZERO);
     limits->add_flag("--json", options->json, "Print JSON");
     limits->callback([options] { BoxLimits(*options); });
 }

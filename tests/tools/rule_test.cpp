@@ -188,7 +188,7 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
                                                  {"rule", "watch", "/dev/null"},
                                                  {"history", "list"},
                                                  {"history", "rm", "--all", "--yes"}}) {
-        ExpectVx(args, 3, "/proc/nowhere/db/");
+        ExpectVx(args, 3, "/proc/nowhere/db");
     }
     ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
     ExpectVx({"rule", "rm", "1,2", "--dry-run"});

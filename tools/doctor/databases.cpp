@@ -55,6 +55,8 @@ void JudgeContent(const std::string& path, Findings& findings)
             fmt::format("{}: {}", path, problems.empty() ? "cannot be read whole" : problems.front()),
             "statements fail or give wrong rows; recordings may be taken for orphans",
             fmt::format("stop the daemons, mv '{0}' '{0}.damaged', and restore a copy", path));
+    } else if (status == DB_ADMIN_STATUS::OK && !problems.empty()) { // after an update of this software
+        findings.Note(fmt::format("{}: {}", path, problems.front()));
     }
 }
 

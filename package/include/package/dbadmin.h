@@ -40,7 +40,7 @@ VX_API DB_ADMIN_STATUS GetDBInfo(const std::string& path, DBInfo& info, std::str
 
 /// Reads the whole database and checks its structure, its references and its schema version.
 ///
-/// @param problems  what was found, a line each; stays empty on OK and ABSENT
+/// @param problems  what was found, a line each; on OK nothing but that an older schema will be migrated
 VX_API DB_ADMIN_STATUS CheckDB(const std::string& path, std::list<std::string>& problems) noexcept;
 
 /// Writes the database anew without its unused space. Needs as much free space as the database is large;

@@ -41,8 +41,11 @@ template <typename Work>
 DB_ADMIN_STATUS WithFile(const std::string& path, std::string* problem, Work&& work) noexcept
 try {
     struct stat info {};
-    if (::stat(path.c_str(), &info) != 0 && errno == ENOENT) {
-        return DB_ADMIN_STATUS::ABSENT;
+    if (::stat(path.c_str(), &info) != 0) {
+        if (errno != ENOENT && problem != nullptr) {
+            *problem = "database [" + path + "]: " + std::strerror(errno) + "; this user cannot get at it";
+        }
+        return errno == ENOENT ? DB_ADMIN_STATUS::ABSENT : DB_ADMIN_STATUS::UNREACHABLE;
     }
     const DbOutcome outcome = RunApart({path, SchemaOfPath(path), false}, work);
     if (!outcome.Ok() && problem != nullptr) {
@@ -112,14 +115,15 @@ DbOutcome ReadProblems(DbConnection& connection, DbChore chore, std::list<std::s
     return outcome;
 }
 
-void CheckVersion(const std::string& path, long long version, std::list<std::string>& problems)
+/// A later version is refused when the database is opened.
+std::string OlderVersionText(const std::string& path, long long version)
 {
     const DbSchema* const pSchema = SchemaOfPath(path);
-    if (pSchema != nullptr && version != pSchema->Version()) {
-        problems.push_back("its schema has version " + std::to_string(version) + ", this software's is " +
-                           std::to_string(pSchema->Version()) +
-                           "; the next program that uses it migrates it");
+    if (pSchema == nullptr || version == pSchema->Version()) {
+        return {};
     }
+    return "its schema has version " + std::to_string(version) + ", this software's is " +
+           std::to_string(pSchema->Version()) + "; the next program that uses it migrates it";
 }
 
 void CheckMode(const std::string& path, std::list<std::string>& problems)
@@ -169,13 +173,14 @@ VxDB::DB_ADMIN_STATUS VxDB::GetDBInfo(const std::string& path, DBInfo& info, std
 VxDB::DB_ADMIN_STATUS VxDB::CheckDB(const std::string& path, std::list<std::string>& problems) noexcept
 {
     std::string problem;
-    const DB_ADMIN_STATUS status = WithFile(path, &problem, [&](DbConnection& connection) {
+    std::string isOlder;
+    DB_ADMIN_STATUS status = WithFile(path, &problem, [&](DbConnection& connection) {
         DbOutcome outcome = ReadProblems(connection, DbChore::INTEGRITY, problems);
         outcome = outcome.Ok() ? ReadProblems(connection, DbChore::REFERENCES, problems) : outcome;
         long long version = 0;
         outcome = outcome.Ok() ? AskNumber(connection, DialectChore(DbChore::VERSION), version) : outcome;
         if (outcome.Ok()) {
-            CheckVersion(path, version, problems);
+            isOlder = OlderVersionText(path, version);
             CheckMode(path, problems);
         }
         return outcome;
@@ -183,7 +188,13 @@ VxDB::DB_ADMIN_STATUS VxDB::CheckDB(const std::string& path, std::list<std::stri
     if (!problem.empty()) {
         problems.push_back(problem);
     }
-    return status == DB_ADMIN_STATUS::OK && !problems.empty() ? DB_ADMIN_STATUS::FAULTY : status;
+    if (status == DB_ADMIN_STATUS::OK && !problems.empty()) {
+        status = DB_ADMIN_STATUS::FAULTY;
+    }
+    if (!isOlder.empty()) {
+        problems.push_back(isOlder);
+    }
+    return status;
 }
 
 VxDB::DB_ADMIN_STATUS VxDB::VacuumDB(const std::string& path, std::string* problem) noexcept

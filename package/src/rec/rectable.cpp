@@ -66,7 +66,8 @@ try {
 
 int SetNonRecMode(bool on) noexcept
 try {
-    const std::string path = GetPackageDir(PackageDir::ETC) + "/nonrec";
+    static_cast<void>(GetPackageDir(PackageDir::ETC)); // when it cannot be made, opening says so
+    const std::string path = GetPackageRoot() + "/etc/nonrec";
     if (on) {
         const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         if (fd >= 0) {
