@@ -4,34 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <string>
 
-namespace {
-
-int g_allocations = 0; // of this thread: the tests below run in one
-
-} // namespace
-
-// NOLINTBEGIN(misc-new-delete-overloads): counts what the verdict allocates
-[[gnu::noinline]] void* operator new(std::size_t size)
-{
-    ++g_allocations;
-    if (void* const pBlock = std::malloc(size)) {
-        return pBlock;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* pBlock) noexcept
-{
-    std::free(pBlock);
-}
-[[gnu::noinline]] void operator delete(void* pBlock, std::size_t) noexcept
-{
-    std::free(pBlock);
-}
-// NOLINTEND(misc-new-delete-overloads)
+#include "support/allocation.h"
 
 namespace {
 
@@ -221,9 +196,9 @@ TEST_F(ActRuleVerdictTest, VerdictAllocatesNothing)
     m_rule.SetCondition(true);
     m_rule.SetConditionValue("2:1");
     static_cast<void>(Reason()); // the tz database is read once
-    const int before = g_allocations;
+    const long before = AllocationCount();
     for (int i = 0; i < 100; ++i) {
         static_cast<void>(Reason());
     }
-    EXPECT_EQ(g_allocations, before);
+    EXPECT_EQ(AllocationCount(), before);
 }

@@ -12,27 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "dbmapping.h"
 #include "fuzz_root.h"
 #include "package/json.h"
-
-enum ROW_FIELD { ROW_ID, ROW_SMALL, ROW_WORD, ROW_BIG, ROW_FLAG, ROW_NAME, ROW_LEVEL, ROW_BITS };
-enum class LEVEL : short { LOW = -1, HIGH = 300 };
-
-VX_TAGGED_FIELD(ROW_ID, int, "id");
-VX_TAGGED_FIELD(ROW_SMALL, signed char, "small");
-VX_TAGGED_FIELD(ROW_WORD, unsigned int, "word");
-VX_TAGGED_FIELD(ROW_BIG, long long, "big");
-VX_TAGGED_FIELD(ROW_FLAG, bool, "flag");
-VX_TAGGED_FIELD(ROW_NAME, std::string, "name");
-VX_TAGGED_FIELD(ROW_LEVEL, LEVEL, "level");
-VX_TAGGED_FIELD(ROW_BITS, std::bitset<3>, "bits");
+#include "utils/sample_record.h"
 
 namespace {
-
-using Row =
-    TaggedStruct<ROW_FIELD, ROW_ID, ROW_SMALL, ROW_WORD, ROW_BIG, ROW_FLAG, ROW_NAME, ROW_LEVEL, ROW_BITS>;
-using RowMapping = VxDB::DBMapping<Row, ROW_FIELD, ROW_ID>;
 
 using Field = std::optional<std::string>; ///< empty: NULL
 
@@ -114,39 +98,39 @@ void CheckConversions(const Field& field, const std::string& name)
 }
 
 // Catches: a record that a strange row leaves half, or that its own JSON does not bring back.
-void CheckRecord(const std::vector<Field>& fields, const Row& rec)
+void CheckRecord(const std::vector<Field>& fields, const Sample& rec)
 {
-    Require(rec.Get<ROW_SMALL>() == static_cast<signed char>(NumberOf(fields[0])), "small is loaded");
-    Require(rec.Get<ROW_WORD>() == static_cast<unsigned int>(NumberOf(fields[1])), "word is loaded");
-    Require(rec.Get<ROW_BIG>() == NumberOf(fields[2]), "big is loaded");
-    Require(rec.Get<ROW_FLAG>() == TruthOf(fields[3]), "flag is loaded");
-    Require(rec.Get<ROW_NAME>() == fields[4].value_or(""), "name is loaded");
-    Require(rec.Get<ROW_LEVEL>() == static_cast<LEVEL>(NumberOf(fields[5])), "level is loaded");
-    Require(rec.Get<ROW_BITS>() == BitsOf(fields[6]), "bits are loaded");
+    Require(rec.Get<SAMPLE_SMALL>() == static_cast<signed char>(NumberOf(fields[0])), "small is loaded");
+    Require(rec.Get<SAMPLE_WORD>() == static_cast<unsigned int>(NumberOf(fields[1])), "word is loaded");
+    Require(rec.Get<SAMPLE_BIG>() == NumberOf(fields[2]), "big is loaded");
+    Require(rec.Get<SAMPLE_FLAG>() == TruthOf(fields[3]), "flag is loaded");
+    Require(rec.Get<SAMPLE_NAME>() == fields[4].value_or(""), "name is loaded");
+    Require(rec.Get<SAMPLE_LEVEL>() == static_cast<LEVEL>(NumberOf(fields[5])), "level is loaded");
+    Require(rec.Get<SAMPLE_BITS>() == BitsOf(fields[6]), "bits are loaded");
 }
 
-Row LoadRow(const std::vector<Field>& fields)
+Sample LoadRow(const std::vector<Field>& fields)
 {
     std::string row = "(SELECT 7 AS id";
     std::size_t next = 0;
     for (const char* const column : {"small", "word", "big", "flag", "name", "level", "bits"}) {
         row += "," + Literal(fields[next++]) + " AS " + column;
     }
-    const RowMapping mapping(VxDB::DB_SYSTEM, row + ")");
-    Row rec;
-    rec.Get<ROW_ID>() = 7;
+    const SampleMapping mapping(VxDB::DB_SYSTEM, row + ")");
+    Sample rec;
+    rec.Get<SAMPLE_ID>() = 7;
     Require(mapping.Load(rec) == 0, "any row can be loaded", row);
-    std::vector<Row> all;
+    std::vector<Sample> all;
     Require(mapping.Enum(all) == 0 && all.size() == 1 && all[0] == rec, "a listed row is the loaded one",
             row);
     return rec;
 }
 
 // Catches: JSON that ends the program, sets a field although it is refused, or is not what was written.
-void CheckJson(const Row& rec, const std::string& text)
+void CheckJson(const Sample& rec, const std::string& text)
 {
-    const RowMapping mapping(VxDB::DB_SYSTEM, "nowhere");
-    Row copy;
+    const SampleMapping mapping(VxDB::DB_SYSTEM, "nowhere");
+    Sample copy;
     Require(mapping.FromJson(mapping.ToJson(rec), copy) == 0 && copy == rec, "JSON brings a record back");
     Json::Value json;
     std::string error;
@@ -156,7 +140,7 @@ void CheckJson(const Row& rec, const std::string& text)
     }
     if (mapping.FromJson(json, copy) == 0) {
         Require(json.isObject(), "only an object sets a record", text);
-        Row again = copy;
+        Sample again = copy;
         Require(mapping.FromJson(json, again) == 0 && again == copy, "the same JSON sets the same", text);
     } else if (!json.isObject()) {
         Require(copy == rec, "what is refused changes nothing", text);
@@ -179,7 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string name = "n" + input.ConsumeRandomLengthString(16);
     std::erase(name, '\0'); // ends a statement; refused
     CheckConversions(fields[0], name);
-    const Row rec = LoadRow(fields);
+    const Sample rec = LoadRow(fields);
     CheckRecord(fields, rec);
     CheckJson(rec, input.ConsumeRemainingBytesAsString());
     return 0;

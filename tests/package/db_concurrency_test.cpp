@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "package/db.h"
 #include "support/child_process.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 using VxDB::DB_SYSTEM;
@@ -39,20 +39,15 @@ int RunWriter(int writer, Clock::time_point end)
             return 1;
         }
     }
-    return VxDB::Execute(DB_SYSTEM, "INSERT INTO done (writer,count) VALUES (" + std::to_string(writer) +
-                                        "," + std::to_string(number) + ")") == 0
-               ? 0
-               : 1;
+    Sql("INSERT INTO done (writer,count) VALUES (" + std::to_string(writer) + "," + std::to_string(number) +
+        ")");
+    return ::testing::Test::HasFailure() ? 1 : 0;
 }
 
 int RunReader(Clock::time_point end)
 {
     while (Clock::now() < end) {
-        std::string difference;
-        if (VxDB::LoadFirstFieldFromDB(DB_SYSTEM,
-                                       "SELECT (SELECT COUNT(*) FROM pair) - (SELECT COUNT(*) FROM twin)",
-                                       difference) != 0 ||
-            difference != "0") {
+        if (Sql("SELECT (SELECT COUNT(*) FROM pair) - (SELECT COUNT(*) FROM twin)") != "0") {
             return 1;
         }
         ::usleep(5000);
@@ -67,11 +62,8 @@ int RunReader(Clock::time_point end)
 TEST(DbConcurrencyTest, EightWritersAndThirtyTwoReaders)
 {
     const TempRoot root;
-    ASSERT_EQ(
-        VxDB::Execute(DB_SYSTEM,
-                      "CREATE TABLE pair (writer INT, number INT);CREATE TABLE twin (writer INT, number INT);"
-                      "CREATE TABLE done (writer INT, count INT)"),
-        0);
+    Sql("CREATE TABLE pair (writer INT, number INT);CREATE TABLE twin (writer INT, number INT);"
+        "CREATE TABLE done (writer INT, count INT)");
     const auto end = Clock::now() + std::chrono::seconds(std::getenv("VX_LONG") != nullptr ? 60 : 5);
     std::vector<std::unique_ptr<ChildProcess>> children;
     for (int i = 0; i < WRITERS + READERS; ++i) {
@@ -81,18 +73,7 @@ TEST(DbConcurrencyTest, EightWritersAndThirtyTwoReaders)
     for (const auto& child : children) {
         EXPECT_EQ(child->Wait(), 0);
     }
-    DBResult_tag* pResult = nullptr;
-    ASSERT_EQ(
-        VxDB::Execute(
-            DB_SYSTEM,
-            "SELECT count, (SELECT COUNT(*) FROM twin WHERE twin.writer = done.writer) AS stored FROM done",
-            &pResult),
-        0);
-    EXPECT_EQ(VxDBNumRows(pResult), WRITERS);
-    unsigned int row = 0;
-    while (VxDBFetchRow(pResult, &row) == 0) {
-        EXPECT_STREQ(VxDBFetchField(pResult, row, "count"), VxDBFetchField(pResult, row, "stored"));
-        EXPECT_STRNE(VxDBFetchField(pResult, row, "count"), "0");
-    }
-    VxDBFreeResult(pResult);
+    EXPECT_EQ(Sql("SELECT COUNT(*) FROM done WHERE count > 0 AND "
+                  "count = (SELECT COUNT(*) FROM twin WHERE twin.writer = done.writer)"),
+              std::to_string(WRITERS));
 }

@@ -3,10 +3,8 @@
 // and processes that die or fork in the middle.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
@@ -16,9 +14,10 @@
 #include <thread>
 #include <vector>
 
-#include "package/db.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
+#include "support/namespaces.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 using VxDB::DB_SYSTEM;
@@ -30,14 +29,8 @@ protected:
     std::string Path() const { return m_root.Path().string() + "/db/system.db"; }
 
     static int Add() { return VxDB::Execute(DB_SYSTEM, "INSERT INTO actionrule_multirule DEFAULT VALUES"); }
-    static std::string Ask(const std::string& sql)
-    {
-        std::string text = "failed";
-        static_cast<void>(VxDB::LoadFirstFieldFromDB(DB_SYSTEM, sql, text)); // then it still says "failed"
-        return text;
-    }
-    static std::string Count() { return Ask("SELECT COUNT(*) FROM actionrule_multirule"); }
-    static std::string Integrity() { return Ask("PRAGMA integrity_check"); }
+    static std::string Count() { return Sql("SELECT COUNT(*) FROM actionrule_multirule"); }
+    static std::string Integrity() { return Sql("PRAGMA integrity_check"); }
 
     void ExpectRefused(const char* text)
     {
@@ -52,14 +45,6 @@ protected:
     TempRoot m_root;
     LogCapture m_log;
 };
-
-/// A small volume in place of the root's db folder, seen by this process (a child) alone.
-bool MountSmallVolume(const std::string& path)
-{
-    return ::mkdir(path.c_str(), 0700) == 0 && ::unshare(CLONE_NEWNS) == 0 &&
-           ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           ::mount("none", path.c_str(), "tmpfs", 0, "size=1m,mode=700") == 0;
-}
 
 constexpr int CANNOT_MOUNT = 77;
 
@@ -89,7 +74,7 @@ TEST_F(DbFaultsTest, FileOfSomebodyElseIsLeftAlone)
     std::ofstream(Path()).close(); // empty: as good as new
     EXPECT_EQ(Add(), 0);
     const std::string log = m_root.Path().string() + "/db/log.db";
-    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "PRAGMA wal_checkpoint(TRUNCATE)"), 0);
+    Sql("PRAGMA wal_checkpoint(TRUNCATE)", VxDB::DB_LOG);
     std::filesystem::rename(log, Path()); // a database of ours, but another one
     ExpectRefused("another file is in its place");
     ExpectRefused("not the system database");
@@ -98,7 +83,7 @@ TEST_F(DbFaultsTest, FileOfSomebodyElseIsLeftAlone)
 // Catches: an older program that writes into a database whose tables it does not know.
 TEST_F(DbFaultsTest, LaterVersionIsRefused)
 {
-    std::thread([] { EXPECT_EQ(VxDB::Execute(DB_SYSTEM, "PRAGMA user_version=1000"), 0); }).join();
+    std::thread([] { Sql("PRAGMA user_version=1000"); }).join();
     ExpectRefused("a later version of this software");
     ExpectRefused("a later version of this software"); // and again: it is not opened by a second try
 }
@@ -107,11 +92,9 @@ TEST_F(DbFaultsTest, LaterVersionIsRefused)
 TEST_F(DbFaultsTest, DamageIsTold)
 {
     for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(
-            VxDB::Execute(DB_SYSTEM, "INSERT INTO webhook (name) VALUES ('" + std::string(50000, 'x') + "')"),
-            0);
+        Sql("INSERT INTO webhook (name) VALUES ('" + std::string(50000, 'x') + "')");
     }
-    ASSERT_EQ(VxDB::Execute(DB_SYSTEM, "PRAGMA wal_checkpoint(TRUNCATE)"), 0);
+    Sql("PRAGMA wal_checkpoint(TRUNCATE)");
     const auto size = std::filesystem::file_size(Path());
     std::thread([&] { // a thread of its own has no page of it in memory
         std::fstream file(Path(), std::ios::in | std::ios::out | std::ios::binary);
@@ -147,13 +130,15 @@ TEST_F(DbFaultsTest, FullAndReadOnlyVolume)
 {
     ChildProcess child([this](Channel&) {
         const std::string folder = m_root.Path().string() + "/db";
-        if (!MountSmallVolume(folder)) {
+        std::filesystem::create_directory(folder);
+        if (!EnterNamespaces()) {
             return CANNOT_MOUNT;
         }
+        const TestVolume volume(folder, "size=1m,mode=700");
         const int rows = FillVolume();
         EXPECT_GT(rows, 3);
         EXPECT_NE(m_log.TakeText().find("its volume is full; free some space"), std::string::npos);
-        EXPECT_EQ(Ask("SELECT COUNT(*) FROM webhook"), std::to_string(rows));
+        EXPECT_EQ(Sql("SELECT COUNT(*) FROM webhook"), std::to_string(rows));
         EXPECT_EQ(Integrity(), "ok");
         EXPECT_EQ(::mount("none", folder.c_str(), "tmpfs", MS_REMOUNT, "size=8m"), 0);
         EXPECT_EQ(Add(), 0);
@@ -198,8 +183,7 @@ TEST_F(DbFaultsTest, KilledInsideATransaction)
         VxDB::Transaction transaction(DB_SYSTEM);
         static_cast<void>(transaction.Begin());
         for (int i = 0; i < 2000; ++i) { // enough to reach the file before the end
-            static_cast<void>(VxDB::Execute(DB_SYSTEM, "INSERT INTO webhook (name) VALUES ('" +
-                                                           std::string(4000, 'x') + "')"));
+            Sql("INSERT INTO webhook (name) VALUES ('" + std::string(4000, 'x') + "')");
         }
         toParent.Send('L');
         ::pause();
@@ -209,7 +193,7 @@ TEST_F(DbFaultsTest, KilledInsideATransaction)
     child.Kill(SIGKILL);
     EXPECT_EQ(Add(), 0);
     EXPECT_EQ(Count(), "2");
-    EXPECT_EQ(Ask("SELECT COUNT(*) FROM webhook"), "0");
+    EXPECT_EQ(Sql("SELECT COUNT(*) FROM webhook"), "0");
     EXPECT_EQ(Integrity(), "ok");
 }
 

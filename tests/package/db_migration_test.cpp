@@ -9,6 +9,7 @@
 
 #include "package/dbadmin.h"
 #include "src/db/schema_internal.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 namespace {
@@ -31,13 +32,7 @@ void MakeDatabase(const DbSchema& schema, int version)
 
 std::string Layout(VxDB::DB_INSTANCE instance)
 {
-    std::string layout = "failed";
-    EXPECT_EQ(VxDB::LoadFirstFieldFromDB(
-                  instance,
-                  "SELECT group_concat(sql, x'0A') FROM (SELECT sql FROM sqlite_master ORDER BY type, name)",
-                  layout),
-              0);
-    return layout;
+    return Sql("SELECT sql FROM sqlite_master ORDER BY type, name", instance);
 }
 
 } // namespace
@@ -55,9 +50,8 @@ TEST(DbMigrationTest, EveryEarlierVersionBecomesThePresentOne)
             MakeDatabase(schema, version);
             EXPECT_EQ(Layout(schema.instance), expected) << schema.name << version;
             std::list<std::string> problems;
-            EXPECT_EQ(VxDB::CheckDB(VxDB::GetDBPath(schema.instance), problems) ==
-                          VxDB::DB_ADMIN_STATUS::UNREACHABLE,
-                      false);
+            EXPECT_NE(VxDB::CheckDB(VxDB::GetDBPath(schema.instance), problems),
+                      VxDB::DB_ADMIN_STATUS::UNREACHABLE);
         }
     }
 }
@@ -77,19 +71,17 @@ TEST(DbAdminTest, InfoCheckAndVacuum)
     MakeDatabase(schema, schema.Version() - 1);
     EXPECT_EQ(VxDB::CheckDB(path, problems), FAULTY); // older version, and others may read it
     EXPECT_EQ(problems.size(), 2U);
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM,
-                            "INSERT INTO webhook (name) VALUES ('" + std::string(1 << 20, 'x') + "')"),
-              0);
+    Sql("INSERT INTO webhook (name) VALUES ('" + std::string(1 << 20, 'x') + "')");
     std::filesystem::permissions(path, std::filesystem::perms(0600));
     problems.clear();
     EXPECT_EQ(VxDB::CheckDB(path, problems), OK);
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "DELETE FROM webhook"), 0);
+    Sql("DELETE FROM webhook");
     EXPECT_EQ(VxDB::GetDBInfo(path, info, nullptr), OK);
     EXPECT_GE(info.unusedBytes, 1 << 20);
     EXPECT_EQ(info.schemaVersion, schema.Version());
     EXPECT_EQ(VxDB::VacuumDB(path, nullptr), OK);
     EXPECT_LT(std::filesystem::file_size(path), 1U << 20);
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "PRAGMA user_version=1000"), 0);
+    Sql("PRAGMA user_version=1000");
     std::string problem;
     EXPECT_EQ(VxDB::GetDBInfo(path, info, &problem), FAULTY);
     EXPECT_NE(problem.find("later version"), std::string::npos);

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "package/db.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 namespace {
@@ -16,13 +16,7 @@ protected:
         return VxDB::Execute(VxDB::DB_SYSTEM,
                              "INSERT INTO camera (name) VALUES (" + VxDB::QuoteEscape(name) + ");");
     }
-    static std::string Names()
-    {
-        std::string names;
-        EXPECT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, "SELECT group_concat(name) FROM camera", names),
-                  0);
-        return names;
-    }
+    static std::string Names() { return Sql("SELECT name FROM camera ORDER BY id"); }
 
     TempRoot m_root;
 };
@@ -44,7 +38,7 @@ TEST_F(DbTransactionTest, CallsAreKeptTogetherOrNotAtAll)
     ASSERT_EQ(Add("b"), 0);
     ASSERT_EQ(Add("c"), 0);
     EXPECT_EQ(kept.Commit(), 0);
-    EXPECT_EQ(Names(), "b,c");
+    EXPECT_EQ(Names(), "b c");
     EXPECT_EQ(kept.Commit(), -1);
 }
 
@@ -84,8 +78,8 @@ TEST_F(DbTransactionTest, InnerOneJoinsTheOuter)
                     EXPECT_EQ(outer.Commit(), isInnerKept ? 0 : -1);
                 }
             }
-            EXPECT_EQ(Names(), isInnerKept && isOuterKept ? "outer,inner" : "");
-            ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "DELETE FROM camera;"), 0);
+            EXPECT_EQ(Names(), isInnerKept && isOuterKept ? "outer inner" : "");
+            Sql("DELETE FROM camera;");
         }
     }
 }

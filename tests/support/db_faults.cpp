@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// tests/support/db_faults.cpp - stands before the database layer and operator new of the shared libraries.
+// tests/support/db_faults.cpp - stands before the database layer.
 #include "db_faults.h"
 
 #include <dlfcn.h>
 
 #include <cstdlib>
-#include <new>
 #include <string>
 
 #include "package/db.h"
@@ -13,8 +12,6 @@
 DbFaults g_dbFaults;
 
 namespace {
-
-thread_local int t_allocationsLeft = -1; // -1: none fails
 
 template <typename Function>
 Function* RealFunction(const char* mangled)
@@ -50,35 +47,4 @@ void VxDBFreeResult(DBResult_tag* result) noexcept
     static auto* const real = RealFunction<void(DBResult_tag*)>("_Z14VxDBFreeResultP12DBResult_tag");
     g_dbFaults.liveResults -= result != nullptr ? 1 : 0;
     real(result);
-}
-
-void* operator new(std::size_t size)
-{
-    if (t_allocationsLeft >= 0 && t_allocationsLeft-- == 0) {
-        throw std::bad_alloc();
-    }
-    if (void* const memory = std::malloc(size != 0 ? size : 1); memory != nullptr) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
-
-FailAllocation::FailAllocation(int n) noexcept
-{
-    t_allocationsLeft = n;
-}
-
-FailAllocation::~FailAllocation()
-{
-    t_allocationsLeft = -1;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// tests/support/db_faults.h - faults of the database layer and of memory that no real database can be brought
-// to. Linking db_faults.cpp puts them in place; while none is asked for everything works as ever.
+// tests/support/db_faults.h - faults of the database layer that no real database can be brought to. Linking
+// db_faults.cpp puts them in place; while none is asked for everything works as ever.
 #pragma once
 
 struct DbFaults {
@@ -8,12 +8,3 @@ struct DbFaults {
     int liveResults = 0;       ///< results handed out by VxDB::Execute() and not freed
 };
 extern DbFaults g_dbFaults;
-
-/// While it lives, the n-th allocation by operator new (from 0) of this thread fails, once.
-class FailAllocation {
-public:
-    explicit FailAllocation(int n) noexcept;
-    ~FailAllocation();
-    FailAllocation(const FailAllocation&) = delete;
-    FailAllocation& operator=(const FailAllocation&) = delete;
-};

@@ -9,8 +9,10 @@
 
 #include "dvasetting.h"
 #include "facesetting.h"
+#include "support/allocation.h"
 #include "support/db_faults.h"
 #include "support/log_capture.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 enum TEXT_DB_COLUMNS : int { TEXT_COLUMN_ID, TEXT_COLUMN_TEXT, TEXT_COLUMN_RULE, TEXT_COLUMN_MATCH };
@@ -30,11 +32,6 @@ struct DBWrapperTraits<TEXT_DB_COLUMNS>
 namespace {
 
 using TextRow = DBWrapper<TEXT_DB_COLUMNS>;
-
-void RunSql(const std::string& sql)
-{
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, sql), 0) << sql;
-}
 
 class DBWrapperTest : public ::testing::Test {
 protected:
@@ -178,7 +175,7 @@ TEST_F(DBWrapperTest, SettingsOfTasksAreStoredLoadedReplacedAndDeleted)
     EXPECT_NE(first.Get<DVA_SETTING_ID>(), second.Get<DVA_SETTING_ID>());
 
     second.Get<DVA_SETTING_ROT_BY_DATE>() = 1;
-    RunSql(second.strSqlInsert(true));
+    Sql(second.strSqlInsert(true));
     DvaSetting loaded;
     loaded.Get<DVA_SETTING_ID>() = second.Get<DVA_SETTING_ID>();
     ASSERT_EQ(LoadFromDB(loaded.m_DBI, loaded.strSqlSelect({DVA_SETTING_ID}), loaded), 0);

@@ -6,17 +6,14 @@
 #include <sys/mman.h>
 
 #include <array>
-#include <cstdlib>
-#include <new>
 #include <string_view>
 
+#include "support/allocation.h"
 #include "support/log_root.h"
 
 // Calls that a call site of this file makes; the linker sends them here first.
 namespace {
 int g_calls = 0;
-int g_allocations = 0;
-bool g_noMemory = false;
 DbgLogCfg* g_pClearedByGetpid = nullptr; // somebody clears the pid list just then
 } // namespace
 
@@ -42,24 +39,6 @@ int* __wrap___errno_location()
     ++g_calls;
     return __real___errno_location();
 }
-}
-
-[[gnu::noinline]] void* operator new(std::size_t size)
-{
-    ++g_allocations;
-    void* const p = g_noMemory ? nullptr : std::malloc(size);
-    if (p != nullptr) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept
-{
-    std::free(p);
 }
 
 namespace {
@@ -154,10 +133,10 @@ TEST_F(LogStepTest, SuppressedMessageCostsNoCallAndNoAllocation)
     for (m_cfg.pidCount = 0; m_cfg.pidCount < 2; ++m_cfg.pidCount) {
         step(); // looks up the process id once
         g_calls = 0;
-        g_allocations = 0;
+        const long before = AllocationCount();
         step();
         EXPECT_EQ(g_calls, 0);
-        EXPECT_EQ(g_allocations, 0);
+        EXPECT_EQ(AllocationCount(), before);
     }
     EXPECT_EQ(evaluated, 0);
     EXPECT_TRUE(m_root.Lines().empty());
@@ -218,10 +197,10 @@ namespace {
 // Catches: a message about missing memory that ends the process, because its table needs some.
 TEST(Enum2StringTest, TableThatCannotBeMadeIsMadeLater)
 {
-    g_noMemory = true;
-    const std::string_view without = Enum2String(Fruit::PEAR);
-    g_noMemory = false;
-    EXPECT_EQ(without, "unknown");
+    {
+        const FailAllocation first(0);
+        EXPECT_STREQ(Enum2String(Fruit::PEAR), "unknown");
+    }
     EXPECT_STREQ(Enum2String(Fruit::PEAR), "pear");
 }
 

@@ -11,14 +11,13 @@
 #include <unistd.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 #include <vector>
 
 #include "package/dbglog.h"
 #include "shmfifo.h"
 #include "shmfiforeader.h"
+#include "support/allocation.h"
 #include "support/temp_root.h"
 
 namespace {
@@ -26,33 +25,14 @@ namespace {
 constexpr int FRAME_SIZE = 4099; // nothing else in the process is copied in pieces of this size
 constexpr int SLOT_COUNT = 10;
 
-bool g_counting = false;
-long g_allocations = 0;
 long g_frameCopies = 0;
 
 } // namespace
 
-// The program's own definitions go before those of the shared libraries, so calls from inside the library
-// count.
-[[gnu::noinline]] void* operator new(std::size_t size)
-{
-    g_allocations += g_counting ? 1 : 0;
-    if (void* const memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
+// The program's own definition goes before that of the shared libraries, so calls from inside the library count.
 extern "C" void* memcpy(void* dst, const void* src, std::size_t size) noexcept
 {
-    g_frameCopies += g_counting && size == FRAME_SIZE ? 1 : 0;
+    g_frameCopies += size == FRAME_SIZE ? 1 : 0;
     return std::memmove(dst, src, size);
 }
 
@@ -138,17 +118,14 @@ protected:
 TEST_F(WritePathTest, OneCopyAndNoAllocationFromWriterToReaderInPlace)
 {
     for (int i = 0; i < 3 * SLOT_COUNT; ++i) {
-        g_allocations = g_frameCopies = 0;
-        g_counting = true;
+        g_frameCopies = 0;
+        const long before = AllocationCount();
         const int written = Write();
-        g_counting = false;
+        const long after = AllocationCount();
         ASSERT_EQ(written, 0);
-        EXPECT_EQ(g_allocations, 0);
+        EXPECT_EQ(after, before);
         EXPECT_EQ(g_frameCopies, 1);
-        g_counting = true;
-        const bool read = Read();
-        g_counting = false;
-        ASSERT_TRUE(read);
+        ASSERT_TRUE(Read());
         EXPECT_EQ(g_frameCopies, 1);
     }
 }
