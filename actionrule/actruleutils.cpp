@@ -26,21 +26,10 @@ int FieldInt(const ruledb::Rows& rows, unsigned int row, const char* column) noe
     return static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, column));
 }
 
-/// The ids of a rule's events; a broken list is logged and names none.
-std::vector<int> EventIdsOf(std::string_view text)
-{
-    std::vector<int> ids;
-    if (StringToIdVector(text, ids) != 0) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken event ids [%.*s].\n",
-               static_cast<int>(text.size()), text.data());
-    }
-    return ids;
-}
-
 void AttachEvents(ActionRule& rule, const std::map<int, ActionRuleEvent>& events)
 {
     std::vector<ActionRuleEvent> list;
-    for (const int id : EventIdsOf(rule.GetMultiEvtIds())) {
+    for (const int id : ruledb::EventIdsOf(rule.GetMultiEvtIds())) {
         if (const auto found = events.find(id); found != events.end()) {
             list.push_back(found->second);
         }
@@ -67,31 +56,6 @@ private:
     const std::set<int> m_none{};
 };
 
-/// @return 0; -1 (logged), `rules` is then as it was
-int ListRules(const ruledb::Place& place, const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
-{
-    std::string where;
-    std::map<int, ActionRuleEvent> events;
-    ruledb::Rows rows;
-    if (filter.GetWhereStr(where) != 0 ||
-        ruledb::Run(place, std::string("SELECT * FROM ") + gszTableActionRule + where + " ORDER BY id",
-                    rows) != 0 ||
-        GetActionRuleEvtMap(events) != 0) {
-        return -1;
-    }
-    Cameras cameras;
-    ruledb::RuleReader reader(rows.Get());
-    std::list<ActionRule> found;
-    for (unsigned int row = 0; rows.Next(row);) {
-        ActionRule& rule = found.emplace_back();
-        reader.Read(rule, row); // what is broken is logged; the rest of it counts
-        AttachEvents(rule, events);
-        cameras.ExpandDevices(rule);
-    }
-    rules = std::move(found);
-    return 0;
-}
-
 /// What goes when rules go.
 struct DeletionPlan {
     std::set<int> ruleIds;
@@ -105,7 +69,7 @@ DeletionPlan PlanDeletion(const std::list<ActionRule>& rules)
     for (const ActionRule& rule : rules) {
         plan.ruleIds.insert(rule.GetId());
         plan.multiRuleIds.insert(rule.GetMultiRuleId());
-        const std::vector<int> ids = EventIdsOf(rule.GetMultiEvtIds());
+        const std::vector<int> ids = ruledb::EventIdsOf(rule.GetMultiEvtIds());
         plan.eventIds.insert(ids.begin(), ids.end());
     }
     return plan;
@@ -114,7 +78,7 @@ DeletionPlan PlanDeletion(const std::list<ActionRule>& rules)
 /// Takes out of the plan the events that a result's rows name under "multi_evt_ids".
 void KeepEvents(const ruledb::Rows& rows, unsigned int row, DeletionPlan& plan)
 {
-    for (const int id : EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
+    for (const int id : ruledb::EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
         plan.eventIds.erase(id);
     }
 }
@@ -155,13 +119,6 @@ int KeepWhatIsUsed(const ruledb::Place& place, DeletionPlan& plan)
         }
     }
     return largeGroups.empty() ? 0 : KeepEventsOf(place, largeGroups, plan);
-}
-
-int DeleteIds(const ruledb::Place& place, const char* table, const std::set<int>& ids)
-{
-    SqlExpr sql;
-    sql << "DELETE FROM " << table << " WHERE " << InImpl<SqlExpr>("id", ids);
-    return ruledb::Run(place, sql.str());
 }
 
 int RemoveIOKeys(const std::list<ActionRule>& rules)
@@ -210,134 +167,50 @@ bool ApplyChange(ActionRule& rule, const ActRuleStateChange& change)
     return isChanged;
 }
 
-/// Takes the first of the old events that equals `event` and was not taken before.
-bool TakeOldId(ActionRuleEvent& event, const std::vector<ActionRuleEvent>& oldEvents, std::set<int>& kept)
-{
-    for (const ActionRuleEvent& old : oldEvents) {
-        if (old == event && kept.insert(old.GetId()).second) {
-            event.SetId(old.GetId());
-            return true;
-        }
-    }
-    return false;
-}
-
-/// What SaveMultiEvtAndGetIds() does; old events that are in use elsewhere stay.
-int StoreEvents(std::vector<ActionRuleEvent>& newEvents, const std::vector<ActionRuleEvent>& oldEvents,
-                const std::set<int>& usedIds, std::string& idsText)
-{
-    const ruledb::Place place{VX_LOG_FILE, __LINE__, "SaveMultiEvtAndGetIds"};
-    std::vector<ActionRuleEvent> events = newEvents;
-    std::set<int> kept = usedIds;
-    std::set<int> taken;
-    std::list<int> ids;
-    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
-    if (transaction.Begin() != 0) {
-        return -1;
-    }
-    for (ActionRuleEvent& event : events) {
-        if (!TakeOldId(event, oldEvents, taken)) {
-            int id = -1;
-            event.SetId(id);
-            if (ruledb::InsertRow(place, event.GetSaveSql(), id) != 0) {
-                return -1;
-            }
-            event.SetId(id);
-        }
-        ids.push_back(event.GetId());
-    }
-    kept.merge(taken);
-    std::set<int> gone;
-    for (const ActionRuleEvent& old : oldEvents) {
-        if (kept.count(old.GetId()) == 0) {
-            gone.insert(old.GetId());
-        }
-    }
-    if ((!gone.empty() && DeleteIds(place, gszTableActionRuleEvent, gone) != 0) ||
-        transaction.Commit() != 0) {
-        return -1;
-    }
-    idsText = Iter2String(ids.begin(), ids.end(), ",");
-    newEvents = std::move(events);
-    return 0;
-}
-
-/// What the other rules of a stored rule's group need.
-struct GroupNeeds {
-    bool isGroup = false; ///< there are others
-    std::set<int> eventIds;
-};
-
-int FindNeeds(const ActionRule& stored, GroupNeeds& needs)
-{
-    ruledb::Rows rows;
-    if (ruledb::Run(VX_RULE_HERE,
-                    std::string("SELECT multi_evt_ids FROM ") + gszTableActionRule +
-                        " WHERE multi_rule_id = " + std::to_string(stored.GetMultiRuleId()) + " AND id <> " +
-                        std::to_string(stored.GetId()),
-                    rows) != 0) {
-        return -1;
-    }
-    for (unsigned int row = 0; rows.Next(row);) {
-        needs.isGroup = true;
-        for (const int id : EventIdsOf(VxDB::FetchFieldText(rows.Get(), row, "multi_evt_ids"))) {
-            needs.eventIds.insert(id);
-        }
-    }
-    return 0;
-}
-
-/// Gives a rule a group of its own when it has none; makes the one it names; removes the one it has left.
-int ChangeGroup(const ActionRule& stored, const GroupNeeds& needs, ActionRule& edited)
-{
-    const std::string table = gszTableActionRuleMultiRule;
-    const int left = stored.GetMultiRuleId();
-    std::string sql;
-    if (edited.GetMultiRuleId() == 0) {
-        edited.SetMultiRuleId(GetNewMultiRuleId());
-    } else if (edited.GetMultiRuleId() != left) {
-        sql = "INSERT OR IGNORE INTO " + table + " (id) VALUES (" + std::to_string(edited.GetMultiRuleId()) +
-              ");";
-    }
-    if (left != 0 && left != edited.GetMultiRuleId() && !needs.isGroup) {
-        sql += "DELETE FROM " + table + " WHERE id = " + std::to_string(left) + ";";
-    }
-    return edited.GetMultiRuleId() == 0 || (!sql.empty() && ruledb::Run(VX_RULE_HERE, sql) != 0) ? -1 : 0;
-}
-
-/// The rule as it is stored now, which another editor may have changed since the caller read it.
-int FindStored(int id, ActionRule& stored)
-{
-    ActRuleFilterRule filter;
-    filter.ids = std::to_string(id);
-    std::list<ActionRule> rules;
-    if (ListRules(VX_RULE_HERE, filter, rules) != 0) {
-        return -1;
-    }
-    if (rules.empty()) {
-        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d] is gone: it is not saved.\n", id);
-        return -1;
-    }
-    stored = std::move(rules.front());
-    return 0;
-}
-
-/// Replaces the ports that the stored rule uses by those that the edited one does.
-int ChangeIOKeys(const ActionRule& stored, const ActionRule& edited)
-{
-    const std::set<std::string> before = CreateIOKeys(stored);
-    const std::set<std::string> after = CreateIOKeys(edited);
-    if (before == after) {
-        return 0;
-    }
-    const std::string sql = IOKeys::AddEntrySql(after, edited.GetId());
-    return IOKeys::RemoveEntryId(before, edited.GetId()) != 0 ||
-                   (!sql.empty() && ruledb::Run(VX_RULE_HERE, sql) != 0)
-               ? -1
-               : 0;
-}
-
 } // namespace
+
+// ---- what several operations do
+
+std::vector<int> ruledb::EventIdsOf(std::string_view text)
+{
+    std::vector<int> ids;
+    if (StringToIdVector(text, ids) != 0) {
+        VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Broken event ids [%.*s].\n",
+               static_cast<int>(text.size()), text.data());
+    }
+    return ids;
+}
+
+int ruledb::ListRules(const Place& place, const ActRuleFilterRule& filter, std::list<ActionRule>& rules)
+{
+    std::string where;
+    std::map<int, ActionRuleEvent> events;
+    ruledb::Rows rows;
+    if (filter.GetWhereStr(where) != 0 ||
+        ruledb::Run(place, std::string("SELECT * FROM ") + gszTableActionRule + where + " ORDER BY id",
+                    rows) != 0 ||
+        GetActionRuleEvtMap(events) != 0) {
+        return -1;
+    }
+    Cameras cameras;
+    ruledb::RuleReader reader(rows.Get());
+    std::list<ActionRule> found;
+    for (unsigned int row = 0; rows.Next(row);) {
+        ActionRule& rule = found.emplace_back();
+        reader.Read(rule, row); // what is broken is logged; the rest of it counts
+        AttachEvents(rule, events);
+        cameras.ExpandDevices(rule);
+    }
+    rules = std::move(found);
+    return 0;
+}
+
+int ruledb::DeleteIds(const Place& place, const char* table, const std::set<int>& ids)
+{
+    SqlExpr sql;
+    sql << "DELETE FROM " << table << " WHERE " << InImpl<SqlExpr>("id", ids);
+    return ruledb::Run(place, sql.str());
+}
 
 // ---- groups and events
 
@@ -360,7 +233,7 @@ try {
 int SaveMultiEvtAndGetIds(std::vector<ActionRuleEvent>& newEvents,
                           const std::vector<ActionRuleEvent>& oldEvents, std::string& idsText) noexcept
 try {
-    return StoreEvents(newEvents, oldEvents, {}, idsText);
+    return ruledb::StoreEvents(VX_RULE_HERE, newEvents, oldEvents, {}, idsText);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save events [%s].\n", error.what());
     return -1;
@@ -391,7 +264,8 @@ try {
 std::list<ActionRule> GetActRuleByFilter(const ActRuleFilterRule& filter) noexcept
 try {
     std::list<ActionRule> rules;
-    static_cast<void>(ListRules(VX_RULE_HERE, filter, rules)); // logged there; an empty list tells the caller
+    static_cast<void>(
+        ruledb::ListRules(VX_RULE_HERE, filter, rules)); // logged there; an empty list tells the caller
     return rules;
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to list rules [%s].\n", error.what());
@@ -446,40 +320,11 @@ try {
 
 // ---- saving
 
-int SaveActRuleWhole(ActionRule& rule) noexcept
-try {
-    ActionRule saved = rule;
-    ActionRule stored;
-    GroupNeeds needs;
-    std::string eventIds;
-    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
-    if (transaction.Begin() != 0) {
-        return -1;
-    }
-    if (rule.GetId() != -1 && (FindStored(rule.GetId(), stored) != 0 || FindNeeds(stored, needs) != 0)) {
-        return -1;
-    }
-    if (ChangeGroup(stored, needs, saved) != 0 ||
-        StoreEvents(saved.GetEvtList(), stored.GetEvtList(), needs.eventIds, eventIds) != 0) {
-        return -1;
-    }
-    saved.SetMultiEvtIds(eventIds);
-    if (saved.Save() != 0 || ChangeIOKeys(stored, saved) != 0 || transaction.Commit() != 0) {
-        return -1;
-    }
-    rule = std::move(saved);
-    return 0;
-} catch (const std::exception& error) {
-    VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save rule [%d]: [%s].\n", rule.GetId(),
-           error.what());
-    return -1;
-}
-
 int ActionRule::SaveActRuleSt(const ActRuleFilterRule& filter, const ActRuleStateChange& change,
                               const std::string& userName) noexcept
 try {
     std::list<ActionRule> rules;
-    if (ListRules(VX_RULE_HERE, filter, rules) != 0) {
+    if (ruledb::ListRules(VX_RULE_HERE, filter, rules) != 0) {
         return -1;
     }
     for (ActionRule& rule : rules) {
@@ -488,8 +333,8 @@ try {
             continue;
         }
         VxDB::Transaction transaction(VxDB::DB_SYSTEM);
-        if (transaction.Begin() != 0 || rule.Save() != 0 || ChangeIOKeys(before, rule) != 0 ||
-            transaction.Commit() != 0) {
+        if (transaction.Begin() != 0 || rule.Save() != 0 ||
+            ruledb::ChangeIOKeys(VX_RULE_HERE, before, rule) != 0 || transaction.Commit() != 0) {
             return -1;
         }
         static_cast<void>(
@@ -506,34 +351,13 @@ try {
 
 // ---- deleting
 
-std::set<std::string> CreateIOKeys(const ActionRule& rule)
-{
-    std::set<std::string> keys;
-    for (const ActionRuleEvent& event : rule.GetEvtList()) {
-        if (event.GetEvtId() == RULE_EVENT_DIGITAL_INPUT) {
-            for (const int deviceId : event.GetEvtDevIds(false)) {
-                keys.insert(MakeIOKey(IOKeyKind::DI, event.GetEvtSrc(), event.GetEvtServerId(), deviceId,
-                                      event.GetEvtItem()));
-            }
-        }
-    }
-    if (IsDOAct(rule.GetActId())) {
-        for (const int deviceId :
-             rule.GetActDevIds().empty() ? std::set<int>{rule.GetActDevId()} : rule.GetActDevIds()) {
-            keys.insert(MakeIOKey(IOKeyKind::DO, rule.GetActSrc(), rule.GetActServerId(), deviceId,
-                                  rule.GetActItemId()));
-        }
-    }
-    return keys;
-}
-
 int DelActRuleByFilter(const ActRuleFilterRule& filter, const std::string& userName) noexcept
 try {
     std::string where;
     std::list<ActionRule> rules;
     VxDB::Transaction transaction(VxDB::DB_SYSTEM);
     if (filter.GetWhereStr(where) != 0 || transaction.Begin() != 0 ||
-        ListRules(VX_RULE_HERE, filter, rules) != 0) {
+        ruledb::ListRules(VX_RULE_HERE, filter, rules) != 0) {
         return -1;
     }
     if (rules.empty()) {
@@ -543,8 +367,8 @@ try {
     if (RemoveIOKeys(rules) != 0 ||
         ruledb::Run(VX_RULE_HERE, std::string("DELETE FROM ") + gszTableActionRule + where) != 0 ||
         KeepWhatIsUsed(VX_RULE_HERE, plan) != 0 ||
-        DeleteIds(VX_RULE_HERE, gszTableActionRuleMultiRule, plan.multiRuleIds) != 0 ||
-        DeleteIds(VX_RULE_HERE, gszTableActionRuleEvent, plan.eventIds) != 0 ||
+        ruledb::DeleteIds(VX_RULE_HERE, gszTableActionRuleMultiRule, plan.multiRuleIds) != 0 ||
+        ruledb::DeleteIds(VX_RULE_HERE, gszTableActionRuleEvent, plan.eventIds) != 0 ||
         HomeModeSetting::UpdateWhenDeleteItems(HomeModeItem::ACTION_RULE, plan.ruleIds) != 0 ||
         transaction.Commit() != 0) {
         return -1;

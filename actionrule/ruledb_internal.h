@@ -3,8 +3,12 @@
 // installed.
 #pragma once
 
+#include <list>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "actionrule.h"
 #include "package/db.h"
@@ -58,6 +62,30 @@ struct Place {
 ///
 /// @return 0 and `id` is set; -1 (logged) and it is unchanged.
 [[nodiscard]] int InsertRow(const Place& place, const std::string& sql, int& id) noexcept;
+
+/// Runs "DELETE FROM table WHERE id IN ids".
+///
+/// @return 0; -1 (logged).
+[[nodiscard]] int DeleteIds(const Place& place, const char* table, const std::set<int>& ids);
+
+/// The ids of a rule's events; a broken list is logged and names none.
+std::vector<int> EventIdsOf(std::string_view text);
+
+/// The rules that a filter means, as GetActRuleByFilter() lists them.
+///
+/// @return 0; -1 (logged), and `rules` is as it was.
+[[nodiscard]] int ListRules(const Place& place, const ActRuleFilterRule& filter,
+                            std::list<ActionRule>& rules);
+
+/// What SaveMultiEvtAndGetIds() does. @param usedIds  old events that stay in any case: others use them
+[[nodiscard]] int StoreEvents(const Place& place, std::vector<ActionRuleEvent>& newEvents,
+                              const std::vector<ActionRuleEvent>& oldEvents, const std::set<int>& usedIds,
+                              std::string& idsText);
+
+/// Replaces the ports that the stored rule uses by those that the edited one does.
+///
+/// @return 0; -1 (logged).
+[[nodiscard]] int ChangeIOKeys(const Place& place, const ActionRule& stored, const ActionRule& edited);
 
 /// Reads the rows of one result as PutRowIntoObj() does.
 class RuleReader {

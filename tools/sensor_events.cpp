@@ -24,6 +24,34 @@ std::string ReadTime(const Json::Value& json, std::time_t& time)
     return time >= 0 ? "" : "\"time\" is neither seconds since 1970 nor \"2026-11-23 12:00:05\"";
 }
 
+/// Events that are one call: of a status, or of a flag.
+constexpr struct {
+    RULE_EVENT event;
+    void (CamEventExecParam::*setStatus)(const EVENT_STATUS&) noexcept;
+    void (CamEventExecParam::*setFlag)(bool) noexcept;
+} PLAIN_EVENTS[] = {
+    {RULE_EVENT_MOTION, &CamEventExecParam::SetMDStatus, nullptr},
+    {RULE_EVENT_TAMPER, &CamEventExecParam::SetTDStatus, nullptr},
+    {RULE_EVENT_AUDIO, &CamEventExecParam::SetADStatus, nullptr},
+    {RULE_EVENT_PD, &CamEventExecParam::SetPDStatus, nullptr},
+    {RULE_EVENT_QR_CODE, &CamEventExecParam::SetQRCodeStatus, nullptr},
+    {RULE_EVENT_DOORBELL, &CamEventExecParam::SetDoorbellStatus, nullptr},
+    {RULE_EVENT_PEOPLE_VEHICLE, nullptr, &CamEventExecParam::SetPeopleVehicleStatus},
+    {RULE_EVENT_INTRUSION, nullptr, &CamEventExecParam::SetIntrusionStatus},
+    {RULE_EVENT_CROWDED, nullptr, &CamEventExecParam::SetCrowdedDetectionStatus},
+};
+
+bool ApplyPlain(const SensorEvent& event, const EVENT_STATUS& status, CamEventExecParam& camera)
+{
+    for (const auto& [id, setStatus, setFlag] : PLAIN_EVENTS) {
+        if (id == event.event) {
+            setStatus != nullptr ? (camera.*setStatus)(status) : (camera.*setFlag)(event.on);
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 RULE_EVENT ParseEventName(const std::string& text) noexcept
@@ -84,6 +112,9 @@ std::string SensorCameras::Apply(const SensorEvent& event)
 {
     CamEventExecParam& camera = Camera(event.camera);
     const EVENT_STATUS status{event.on, static_cast<std::uint32_t>(event.time), ++m_serial};
+    if (ApplyPlain(event, status, camera)) {
+        return {};
+    }
     switch (static_cast<int>(event.event)) {
     case RULE_EVENT_CONN_LOST:
     case RULE_EVENT_CONN_RECOVER:
@@ -91,21 +122,6 @@ std::string SensorCameras::Apply(const SensorEvent& event)
         camera.SetCurConnStatus(event.on == (event.event == RULE_EVENT_CONN_RECOVER)
                                     ? CONN_STATUS_NORMAL
                                     : CONN_STATUS_DISCONNECTED);
-        break;
-    case RULE_EVENT_MOTION:
-        camera.SetMDStatus(status);
-        break;
-    case RULE_EVENT_TAMPER:
-        camera.SetTDStatus(status);
-        break;
-    case RULE_EVENT_AUDIO:
-        camera.SetADStatus(status);
-        break;
-    case RULE_EVENT_PD:
-        camera.SetPDStatus(status);
-        break;
-    case RULE_EVENT_QR_CODE:
-        camera.SetQRCodeStatus(status);
         break;
     case RULE_EVENT_DIGITAL_INPUT:
     case RULE_EVENT_EXIT_BUTTON:
@@ -116,9 +132,6 @@ std::string SensorCameras::Apply(const SensorEvent& event)
             camera.SetRexBtnIdx(event.item);
         }
         camera.SetDIStatus(event.item, status);
-        break;
-    case RULE_EVENT_DOORBELL:
-        camera.SetDoorbellStatus(status);
         break;
     case RULE_EVENT_DOOR_ACCESS:
         camera.SetDoorAcsTime(event.on ? event.time : 0);
@@ -135,15 +148,6 @@ std::string SensorCameras::Apply(const SensorEvent& event)
             return "\"item\" is no input (0 to 31)";
         }
         camera.SetExtDIInput(event.item, event.on);
-        break;
-    case RULE_EVENT_PEOPLE_VEHICLE:
-        camera.SetPeopleVehicleStatus(event.on);
-        break;
-    case RULE_EVENT_INTRUSION:
-        camera.SetIntrusionStatus(event.on);
-        break;
-    case RULE_EVENT_CROWDED:
-        camera.SetCrowdedDetectionStatus(event.on);
         break;
     case RULE_EVENT_APPLICATION:
         camera.SetAppStatus(event.item, status);
