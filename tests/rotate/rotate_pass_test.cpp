@@ -35,61 +35,6 @@ TEST_F(RotatePassTest, NoTargetIsNoWork)
     EXPECT_EQ(statements, 0);
 }
 
-struct LimitCase {
-    const char* what;
-    int volBoundDay, days, sizeMB, num; ///< the volume's bound in days before now; 0: off
-    int byVolume, byDate, bySize, byNumber;
-};
-
-class RotateLimitsTest : public RotatePassTest, public ::testing::WithParamInterface<LimitCase> {};
-
-// Catches: a limit that is skipped, counted twice, or holds although it is off; another order of the limits.
-TEST_P(RotateLimitsTest, EachLimitTakesWhatTheOnesBeforeItLeft)
-{
-    std::vector<Recording> recordings;
-    for (int day = 1; day <= 10; ++day) { // number i ended i days ago less an hour
-        recordings.push_back({day, 7, g_fakeWallSec - day * DAY + 1800, g_fakeWallSec - day * DAY + 3600});
-    }
-    m_world.Add(ARCHIVE, recordings);
-    const LimitCase& given = GetParam();
-    const long bound = given.volBoundDay > 0 ? static_cast<long>(g_fakeWallSec) - given.volBoundDay * DAY : 0;
-    const auto pRotator = m_world.Make(ARCHIVE, bound, given.days, given.sizeMB, given.num);
-    EXPECT_EQ(pRotator->Start(), 0);
-    EXPECT_EQ(pRotator->ByVolSpace().count, given.byVolume);
-    EXPECT_EQ(pRotator->ByDate().count, given.byDate);
-    EXPECT_EQ(pRotator->BySize().count, given.bySize);
-    EXPECT_EQ(pRotator->ByNum().count, given.byNumber);
-    const int total = given.byVolume + given.byDate + given.bySize + given.byNumber;
-    const std::set<int> marked = m_world.Marked(ARCHIVE);
-    EXPECT_EQ(marked.size(), static_cast<std::size_t>(total));
-    EXPECT_TRUE(marked.empty() || *marked.begin() == 11 - total) << "not the oldest";
-    EXPECT_EQ(m_world.m_logger.TotalDelCnt(VX_LOG_TYPE_BY_NUM), given.byNumber);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, RotateLimitsTest,
-    ::testing::Values(LimitCase{"AllOff", 0, 0, 0, 0, 0, 0, 0, 0},
-                      LimitCase{"Negative", 0, -3, -1, -1, 0, 0, 0, 0},
-                      LimitCase{"Absurd", 0, 2147483647, 2147483647, 2147483647, 0, 0, 0, 0},
-                      LimitCase{"Volume", 6, 0, 0, 0, 4, 0, 0, 0}, LimitCase{"Date", 0, 6, 0, 0, 0, 4, 0, 0},
-                      LimitCase{"Size", 0, 0, 6, 0, 0, 0, 4, 0}, LimitCase{"Number", 0, 0, 0, 6, 0, 0, 0, 4},
-                      LimitCase{"EachTakesTwo", 8, 6, 4, 2, 2, 2, 2, 2},
-                      LimitCase{"StricterEarlierLeavesNothing", 2, 6, 8, 9, 8, 0, 0, 0},
-                      LimitCase{"SizeBelowLimit", 0, 0, 11, 0, 0, 0, 0, 0}),
-    [](const auto& tested) { return std::string(tested.param.what); });
-
-// Catches: the item that crosses the limit is left, or one too many goes.
-TEST_F(RotatePassTest, CrossingItemIsIncluded)
-{
-    m_world.AddMany(CAMERA, 5, OLD);
-    const auto pRotator = m_world.Make(CAMERA, 0, 0, 1, 0);
-    RotInfo info;
-    EXPECT_EQ(pRotator->RemoveEventsFromDBBySize(1.5, info), 0);
-    EXPECT_EQ(info.count, 2);
-    EXPECT_EQ(m_world.Marked(CAMERA), (std::set{1, 2}));
-    EXPECT_EQ(info.camDelList[7].size(), 2U);
-}
-
 // Catches: batches without a bound, or megabytes that are lost between batches so that too much goes.
 TEST_F(RotatePassTest, ALargeExcessGoesInBatches)
 {
@@ -103,6 +48,7 @@ TEST_F(RotatePassTest, ALargeExcessGoesInBatches)
     };
     EXPECT_EQ(pByNumber->Start(), 0);
     EXPECT_EQ(pByNumber->ByNum().count, 2500);
+    EXPECT_EQ(m_world.m_logger.TotalDelCnt(VX_LOG_TYPE_BY_NUM), 2500);
     EXPECT_EQ(rest, 1);
     EXPECT_GE(batches, 2);
     EXPECT_EQ(m_world.Marked(ARCHIVE).size(), 2500U);
@@ -115,52 +61,45 @@ TEST_F(RotatePassTest, ALargeExcessGoesInBatches)
 }
 
 struct StopCase {
-    const char* what;
     TARGET target;
     long volBound;
     int days, sizeMB, num;
-    bool byMode; ///< the system goes into non-recording mode, instead of the flag
+    bool byMode = false; ///< the system goes into non-recording mode, instead of the flag
 };
 
-class RotateStopTest : public RotatePassTest, public ::testing::WithParamInterface<StopCase> {};
-
 // Catches: a loop that runs on after it was told to stop, or a stop that is reported as a failure.
-TEST_P(RotateStopTest, EachLoopEndsAfterItsBatch)
+TEST_F(RotatePassTest, EachLoopEndsAfterItsBatch)
 {
-    const StopCase& given = GetParam();
-    m_world.AddMany(given.target, 2500, OLD);
-    const auto pRotator = m_world.Make(given.target, given.volBound, given.days, given.sizeMB, given.num);
-    g_sqlWatch.after = [&](const std::string&, const std::string& sql) {
-        if (sql.find(" SET mark_as_del") != std::string::npos) {
-            if (given.byMode) {
-                EXPECT_EQ(SetNonRecMode(true), 0);
-            } else {
-                m_world.m_runFlag = 0;
+    constexpr long BOUND = 1'650'000'000;
+    for (const StopCase& given : {StopCase{CAMERA, BOUND, 30, 1, 1},
+                                  {ARCHIVE, 0, 30, 1, 1},
+                                  {ARCHIVE, 0, 0, 1, 1},
+                                  {ARCHIVE, 0, 0, 0, 1},
+                                  {CAMERA, 0, 30, 1, 1, true},
+                                  {ARCHIVE, 0, 0, 1, 1, true},
+                                  {LAPSE, BOUND, 0, 1, 1},
+                                  {LAPSE, 0, 0, 1, 0},
+                                  {DVA, 0, 30, 1, 1},
+                                  {FACE, 0, 30, 1, 1},
+                                  {FACE, 0, 0, 1, 0}}) {
+        RotWorld world;
+        world.AddMany(given.target, 2500, OLD);
+        const auto pRotator = world.Make(given.target, given.volBound, given.days, given.sizeMB, given.num);
+        g_sqlWatch.after = [&](const std::string&, const std::string& sql) {
+            if (sql.find(" SET mark_as_del") != std::string::npos) {
+                world.m_runFlag = given.byMode ? 1 : 0;
+                EXPECT_EQ(SetNonRecMode(given.byMode), 0);
             }
-        }
-    };
-    LogCapture log;
-    EXPECT_EQ(pRotator->Start(), 0);
-    EXPECT_EQ(m_world.Marked(given.target).size(), 1000U);
-    EXPECT_NE(log.TakeText("rotate/vxrotate LogFinish")
-                  .find("=> " + std::string(given.volBound > 0 ? "1000" : "0")),
-              std::string::npos);
-    EXPECT_FALSE(pRotator->IsDoRotate());
+        };
+        LogCapture log;
+        EXPECT_EQ(pRotator->Start(), 0);
+        g_sqlWatch = {};
+        EXPECT_EQ(world.Marked(given.target).size(), 1000U) << given.target << given.days << given.sizeMB;
+        EXPECT_NE(log.TakeText("rotate/vxrotate LogFinish").find(given.volBound > 0 ? "=> 1000" : "=> 0"),
+                  std::string::npos);
+        EXPECT_FALSE(pRotator->IsDoRotate());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Loops, RotateStopTest,
-                         ::testing::Values(StopCase{"Volume", CAMERA, 1'650'000'000, 30, 1, 1, false},
-                                           StopCase{"Date", ARCHIVE, 0, 30, 1, 1, false},
-                                           StopCase{"Size", ARCHIVE, 0, 0, 1, 1, false},
-                                           StopCase{"Number", ARCHIVE, 0, 0, 0, 1, false},
-                                           StopCase{"DateByMode", CAMERA, 0, 30, 1, 1, true},
-                                           StopCase{"SizeByMode", ARCHIVE, 0, 0, 1, 1, true},
-                                           StopCase{"LapseVolume", LAPSE, 1'650'000'000, 0, 1, 1, false},
-                                           StopCase{"LapseSize", LAPSE, 0, 0, 1, 0, false},
-                                           StopCase{"IvaDate", DVA, 0, 30, 1, 1, false},
-                                           StopCase{"FaceDate", FACE, 0, 30, 1, 1, false},
-                                           StopCase{"FaceSize", FACE, 0, 0, 1, 0, false}),
-                         [](const auto& tested) { return std::string(tested.param.what); });
 
 // Catches: a message at another level, with another text or value, or under another tag.
 TEST_F(RotatePassTest, LinesAreTheAgreedOnes)

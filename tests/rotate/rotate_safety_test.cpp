@@ -1,13 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/rotate/rotate_safety_test.cpp - recordings that small slips of arithmetic or of order would cost.
-#include "facesetting.h"
-#include "package/event.h"
-#include "package/ivaevent.h"
 #include "rot_world.h"
-#include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/sql_watch.h"
-#include "taskrotateutils.h"
 
 namespace {
 
@@ -69,33 +64,6 @@ TEST_F(RotateSafetyTest, AbsurdLimitsRemoveNothing)
     ASSERT_EQ(camera.Load(camera.GetId()), 0);
     EXPECT_EQ(camera.GetRotateDays(CAM_REC_GROUP_CONTINUOUS), 2147483647);
     EXPECT_EQ(camera.GetLimits(CAM_REC_GROUP_CONTINUOUS).sizeMB, 2147483647);
-}
-
-// Catches: a look that takes "no limit" for a passed one, the share of another task, an age for a size.
-TEST_F(RotateSafetyTest, LookAtTheLimitsOfTasks)
-{
-    struct Case {
-        int days, sizeMB;
-        LIMIT_CHECK_STATUS status;
-    };
-    DvaCoreRotateSettings task(RecTask::FACE);
-    task.SetSharePath("faces");
-    ASSERT_EQ(SetRecReserveMB(0), 0);
-    std::filesystem::create_directories(GetPackageDir(PackageDir::REC) + "/faces");
-    m_world.AddMany(FACE, 3, g_fakeWallSec - 5 * DAY);
-    for (const Case& given :
-         {Case{0, 0, LIMIT_CHECK_OK}, Case{-1, -5, LIMIT_CHECK_OK}, Case{6, 3, LIMIT_CHECK_OK},
-          Case{4, 2, LIMIT_CHECK_DATE}, Case{6, 2, LIMIT_CHECK_SIZE}}) {
-        task.SetLimits({true, given.days, true, given.sizeMB, 0});
-        ASSERT_EQ(task.Save(), 0);
-        m_world.Run(RotWorld::Path(FACE),
-                    "UPDATE face_recording SET task_id = " + std::to_string(task.GetId()));
-        EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>("faces")), given.status)
-            << given.days << " " << given.sizeMB;
-    }
-    EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>("elsewhere")), LIMIT_CHECK_FAILED);
-    EXPECT_NE(m_log.TakeText("utils/taskrotateutils").find("Failed to load Face rotate setting.\n"),
-              std::string::npos);
 }
 
 // Catches: rows that go while their files stay, since the volume was unmounted in the middle of a sweep.

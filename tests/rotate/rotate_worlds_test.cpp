@@ -4,6 +4,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <climits>
 #include <random>
 
 #include "rot_world.h"
@@ -23,8 +24,14 @@ long long WholeMB(long long bytes, bool roundUp)
     return (bytes + (roundUp ? MIB - 1 : 0)) / MIB;
 }
 
+/// What a pass marks, and how many of them for each limit.
+struct Outcome {
+    std::set<int> gone;
+    std::vector<int> counts;
+};
+
 /// What a pass over owner 7 marks: slow, obvious, and written apart from the rotators.
-std::set<int> Model(std::vector<Recording> all, const Limits& limits, bool hasNumber)
+Outcome Model(std::vector<Recording> all, const Limits& limits, bool hasNumber)
 {
     std::erase_if(all, [](const Recording& one) { return one.isMarked || one.owner != 7; });
     std::ranges::sort(
@@ -34,17 +41,19 @@ std::set<int> Model(std::vector<Recording> all, const Limits& limits, bool hasNu
         bytes += one.size;
     }
     long long totalMB = WholeMB(bytes, true);
-    std::set<int> gone;
+    Outcome outcome;
     std::size_t next = 0;
     const auto take = [&](const auto& goes) {
         long long taken = 0;
+        const std::size_t first = next;
         for (; next < all.size() && goes(all[next], taken); ++next) {
             taken += all[next].size;
-            gone.insert(all[next].id);
+            outcome.gone.insert(all[next].id);
         }
+        outcome.counts.push_back(static_cast<int>(next - first));
         totalMB -= WholeMB(taken, false);
     };
-    const long dayBound = limits.days > 0 ? static_cast<long>(g_fakeWallSec) - limits.days * DAY : 0;
+    const long long dayBound = limits.days > 0 ? g_fakeWallSec - 1LL * limits.days * DAY : 0;
     take([&](const Recording& one, long long) { return one.Stop() < limits.volBound; });
     take([&](const Recording& one, long long) { return one.Stop() < dayBound; });
     const long long excess = limits.sizeMB > 0 ? totalMB - limits.sizeMB : 0;
@@ -52,7 +61,7 @@ std::set<int> Model(std::vector<Recording> all, const Limits& limits, bool hasNu
     take([&](const Recording&, long long) {
         return hasNumber && limits.num > 0 && all.size() - next > static_cast<std::size_t>(limits.num);
     });
-    return gone;
+    return outcome;
 }
 
 std::vector<Recording> RandomRecordings(std::mt19937& random)
@@ -94,14 +103,22 @@ TEST_P(RotateWorldsTest, PassMarksExactlyWhatTheLimitsAskFor)
         const auto maybe = [&random](int most) {
             return random() % 2 == 0 ? 0 : 1 + static_cast<int>(random() % static_cast<unsigned>(most));
         };
+        const int odd = round % 10 == 0 ? INT_MAX : -3; // both take nothing
         Limits limits{0, maybe(10), maybe(20), maybe(15)};
+        if (round % 5 == 0) {
+            limits = {0, odd, odd, odd};
+        }
         limits.volBound = maybe(2) == 0 ? 0 : static_cast<long>(g_fakeWallSec) - maybe(12) * DAY;
         const bool hasNumber = target != CAMERA && target != FACE;
-        std::set<int> expected = Model(before, limits, hasNumber);
-        EXPECT_EQ(world.Make(target, limits.volBound, limits.days, limits.sizeMB, limits.num)->Start(), 0);
+        const Outcome expected = Model(before, limits, hasNumber);
+        const auto pRotator = world.Make(target, limits.volBound, limits.days, limits.sizeMB, limits.num);
+        EXPECT_EQ(pRotator->Start(), 0);
+        EXPECT_EQ((std::vector{pRotator->ByVolSpace().count, pRotator->ByDate().count,
+                               pRotator->BySize().count, pRotator->ByNum().count}),
+                  expected.counts);
         std::vector<Recording> after = before;
         for (Recording& one : after) {
-            one.isMarked = one.isMarked || expected.contains(one.id);
+            one.isMarked = one.isMarked || expected.gone.contains(one.id);
         }
         ASSERT_EQ(world.All(target), after)
             << "round " << round << ": volume " << limits.volBound << " days " << limits.days << " MB "
