@@ -30,8 +30,10 @@ using ServerNames = std::map<int, std::string>;
 namespace VxLogEventRot {
 
 /// A page's beginning, in a new file, up to where rows of the table stand.
-[[nodiscard]] VX_API int ArchiveToHtmlUpperPart(const std::string& path,
-                                                const LangStrings& langStrings) noexcept;
+///
+/// @param title  its key in section "vx_log" of the texts
+[[nodiscard]] VX_API int ArchiveToHtmlUpperPart(const std::string& path, const LangStrings& langStrings,
+                                                const char* title = "event_log") noexcept;
 /// Rows of the table, those of a first piece below their titles, behind what is there.
 [[nodiscard]] VX_API int ArchiveToHtmlWithLog(const std::string& path, std::span<const VxLogEvent> events,
                                               const LangStrings& langStrings, const ServerNames& servers,

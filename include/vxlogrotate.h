@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// vxlogrotate.h - each log kept within days, rows and megabytes; two of them are archived before rows go.
+// vxlogrotate.h - each log kept within days, rows and megabytes; three of them are archived before rows go.
 //
 //     VxLogEventRotater rotater;
 //     rotater.Run();        // as its settings say, see package/logrotatesettings.h
@@ -98,10 +98,11 @@ public:
     [[nodiscard]] int Archive(int timeUPB, const std::string& archiveDir) noexcept override;
 };
 
-/// The log of I/O modules, whose rows have two texts.
+/// The log of I/O modules, whose rows have two texts. Archived as the event log is, a row as an event of its module.
 class VX_API VxIOModuleLogRotater : public VxLogRotaterBase {
 public:
     VxIOModuleLogRotater();
+    [[nodiscard]] int Archive(int timeUPB, const std::string& archiveDir) noexcept override;
     std::string GetCountLimitSqlStr() const override;
 };
 

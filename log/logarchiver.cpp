@@ -9,14 +9,18 @@
 #include <list>
 
 #include "archivename_internal.h"
+#include "logfilter_internal.h"
 #include "logpage_internal.h"
 #include "logrot_internal.h"
+#include "package/dbtables.h"
 #include "package/fileutil.h"
 #include "package/server.h"
 #include "vxlogarchive.h"
 #include "vxlogrotate.h"
 
 namespace {
+
+#define CATEGORY_IO_MODULE "3" ///< see section "vx_event_category" of the texts
 
 int FailToCreateHtml(const std::string& dir) noexcept
 {
@@ -49,10 +53,13 @@ int PackAndForget(ArchiveName& name, const std::list<std::string>& files)
     return -1;
 }
 
-/// Writes the event log's rows as they come.
+/// Writes the rows of the event log, or of a log that reads like it, as they come.
 class EventArchive {
 public:
-    explicit EventArchive(const std::string& dir) : m_dir(dir), m_name("vigeventlog") {}
+    /// @param title  of the page: its key in section "vx_log" of the texts
+    EventArchive(const std::string& dir, const char* prefix, const char* title)
+        : m_dir(dir), m_name(prefix), m_title(title)
+    {}
 
     int Begin()
     {
@@ -69,7 +76,8 @@ public:
     int Add(std::span<const VxLogEvent> events)
     {
         const LogPiece piece = m_count == 0 ? LogPiece::FIRST : LogPiece::NEXT;
-        if ((piece == LogPiece::FIRST && VxLogEventRot::ArchiveToHtmlUpperPart(m_html, m_strings) != 0) ||
+        if ((piece == LogPiece::FIRST &&
+             VxLogEventRot::ArchiveToHtmlUpperPart(m_html, m_strings, m_title) != 0) ||
             VxLogEventRot::ArchiveToHtmlWithLog(m_html, events, m_strings, m_servers, piece) != 0) {
             return FailToCreateHtml(m_dir);
         }
@@ -95,6 +103,7 @@ public:
 private:
     std::string m_dir;
     ArchiveName m_name;
+    const char* m_title;
     LangStrings m_strings;
     ServerNames m_servers;
     std::string m_html;
@@ -181,6 +190,17 @@ private:
     int m_count = 0;
 };
 
+/// The I/O modules' log as events: the module's number is the name, its two texts are the description.
+int ListIOModuleLog(const LogEventFilterParam& filter, const VxLogEvent::Taker& take)
+{
+    return ReadRecords<VxLogEvent>(
+        std::string(
+            "SELECT id," CATEGORY_IO_MODULE " AS category,iomodule_id AS name,timestamp,0 AS server_id,"
+            "event || iif(event = '' OR description = '', '', ': ') || description AS description FROM ") +
+            gszTableIOModuleLog + filter.GetWhereSqlStr() + OrderAndLimit(filter.limit, filter.offset),
+        take);
+}
+
 /// The archive of what a filter means: nothing when there is nothing.
 template <typename Archive, typename Filter, typename List>
 int ArchiveRows(Archive& archive, Filter filter, List list, const char* nothing)
@@ -211,8 +231,18 @@ int ArchiveEventLog(int timeUPB, const std::string& dir) noexcept
 try {
     LogEventFilterParam filter;
     filter.before = timeUPB;
-    EventArchive archive(dir);
+    EventArchive archive(dir, "vigeventlog", "event_log");
     return ArchiveRows(archive, filter, &VxLogEvent::GetEventList, "No event logs to archive.\n");
+} catch (const std::exception& error) {
+    return FailFor(dir, error);
+}
+
+int ArchiveIOModuleLog(int timeUPB, const std::string& dir) noexcept
+try {
+    LogEventFilterParam filter;
+    filter.before = timeUPB;
+    EventArchive archive(dir, "vigiomodulelog", "iomodule_log");
+    return ArchiveRows(archive, filter, &ListIOModuleLog, "No I/O module logs to archive.\n");
 } catch (const std::exception& error) {
     return FailFor(dir, error);
 }

@@ -16,4 +16,5 @@
 
 /// Archives what is older than `timeUPB`. @return 0, also when there is nothing (logged); -1 (logged).
 [[nodiscard]] int ArchiveEventLog(int timeUPB, const std::string& dir) noexcept;
+[[nodiscard]] int ArchiveIOModuleLog(int timeUPB, const std::string& dir) noexcept;
 [[nodiscard]] int ArchiveSystemLog(int timeUPB, const std::string& dir, const char* name) noexcept;

@@ -120,9 +120,10 @@ private:
 
 } // namespace
 
-int VxLogEventRot::ArchiveToHtmlUpperPart(const std::string& path, const LangStrings& langStrings) noexcept
+int VxLogEventRot::ArchiveToHtmlUpperPart(const std::string& path, const LangStrings& langStrings,
+                                          const char* title) noexcept
 try {
-    return WritePageStart(path, langStrings.Get("vx_log", "event_log"), "9em 14em 12em 12em 1fr");
+    return WritePageStart(path, langStrings.Get("vx_log", title), "9em 14em 12em 12em 1fr");
 } catch (const std::exception& error) {
     return FailFor(path, error);
 }

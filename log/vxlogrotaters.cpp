@@ -210,6 +210,13 @@ try {
 
 VxIOModuleLogRotater::VxIOModuleLogRotater() : VxLogRotaterBase(GetLogTable(VX_ROTATED_LOG_IO_MODULE)) {}
 
+int VxIOModuleLogRotater::Archive(int timeUPB, const std::string& archiveDir) noexcept
+{
+    VX_LOG_ROTATE(LOG_LEVEL_NOTICE, "Start to archive [%s] with time upper bound [%d].\n", m_table.name,
+                  timeUPB);
+    return ArchiveIOModuleLog(timeUPB, archiveDir);
+}
+
 std::string VxIOModuleLogRotater::GetCountLimitSqlStr() const
 {
     return Format("SELECT COUNT(1) as cnt, SUM(length(%s) + length(%s))/1024/1024 as sizeMB FROM %s;",

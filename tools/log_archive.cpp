@@ -40,7 +40,7 @@ std::set<std::string> Folders(const Options& options)
         return {options.dir};
     }
     std::set<std::string> folders;
-    for (const VX_ROTATED_LOG log : {VX_ROTATED_LOG_SYSTEM, VX_ROTATED_LOG_EVENT}) {
+    for (const VX_ROTATED_LOG log : {VX_ROTATED_LOG_SYSTEM, VX_ROTATED_LOG_EVENT, VX_ROTATED_LOG_IO_MODULE}) {
         VxLogRotateSettings settings;
         static_cast<void>(
             settings.Load(log)); // those of a fresh one otherwise, which name the package's folder
@@ -52,7 +52,8 @@ std::set<std::string> Folders(const Options& options)
 bool IsArchive(const fs::path& path)
 {
     const std::string name = path.filename().string();
-    return name.ends_with(".tgz") && (name.starts_with("viglog_") || name.starts_with("vigeventlog_"));
+    return name.ends_with(".tgz") && (name.starts_with("viglog_") || name.starts_with("vigeventlog_") ||
+                                      name.starts_with("vigiomodulelog_"));
 }
 
 std::vector<Archive> Find(const std::string& verb, const Options& options)
@@ -178,8 +179,8 @@ void AddLogArchive(CLI::App& log)
     const auto options = std::make_shared<Options>();
     CLI::App* const verb = log.add_subcommand("archive", "What was archived");
     verb->require_subcommand(1);
-    CLI::App* const list =
-        verb->add_subcommand("ls", "List the archives of the system log and the event log");
+    CLI::App* const list = verb->add_subcommand(
+        "ls", "List the archives of the system log, the event log and the I/O module log");
     list->add_option("--dir", options->dir, "Another folder than that of the settings");
     list->add_flag("--json", options->json, "Print JSON");
     list->callback([options] { List(*options); });

@@ -112,6 +112,26 @@ TEST_F(LogArchiveTest, SystemLogHasASpreadsheetAsWell)
               std::to_string(0x133000c8) + R"(["system log","2027/01/14 08:00:00"])");
 }
 
+// Catches: rows of I/O modules that go without an archive, or with half of their text.
+TEST_F(LogArchiveTest, IOModulesAreArchivedAsEvents)
+{
+    ExecuteOnLogs("INSERT INTO iomodule_log (iomodule_id, timestamp, event, description) VALUES (7, 2, "
+                  "'Door', 'open'), "
+                  "(8, 1, 'Alarm', ''), (7, 3, '', 'shut'), (7, 1799999999, 'Door', 'young');");
+    Keep(VX_ROTATED_LOG_IO_MODULE, Settings(1));
+    ASSERT_EQ(VxIOModuleLogRotater().Run(), 0) << m_log.TakeText();
+    std::vector<std::string> texts;
+    for (const std::string& line : LinesOfArchive(ArchiveDir() + "/vigiomodulelog_20270115_080000.tgz")) {
+        texts.push_back(line.substr(line.find('\t')));
+    }
+    EXPECT_EQ(texts, (std::vector<std::string>{"\tI/O module   \tLocal host   \t8: Alarm",
+                                               "\tI/O module   \tLocal host   \t7: Door: open",
+                                               "\tI/O module   \tLocal host   \t7: shut"}));
+    EXPECT_EQ(QueryLogs("SELECT group_concat(description) FROM iomodule_log"), "young");
+    EXPECT_EQ(VxIOModuleLogRotater().Run(), 0);
+    EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("No I/O module logs to archive.\n"), std::string::npos);
+}
+
 // Catches: a sheet that loses the rows behind its end, and a text that no cell takes.
 TEST_F(LogArchiveTest, SpreadsheetGoesOnWhereASheetOrACellIsFull)
 {

@@ -262,6 +262,32 @@ TEST_F(LogRotateTest, SlotsOfARotaterAreWhereCallersExpectThem)
     EXPECT_EQ(reinterpret_cast<SqlOf>(slots[10])(&rotater, 4), rotater.GetSelectOffsetSqlStr(4));
 }
 
+// Catches: a member of the family that does what all do where it has a way of its own, or the other way round.
+TEST_F(LogRotateTest, EachLogHasItsOwnWayWhereItIsToHaveOne)
+{
+    AddOwners();
+    const auto slotsOf = [](const VxLogRotaterBase& rotater) {
+        void* const* slots = nullptr;
+        std::memcpy(&slots, static_cast<const void*>(&rotater), sizeof slots);
+        return slots;
+    };
+    const VxMessageRotater base;
+    constexpr std::string_view SLOTS =
+        "--URANDLrco"; // bound, Rotate, Archive, Notify, Days, Limits, three statements
+    const char* const own[VX_ROTATED_LOG_COUNT] = {"RA", "A", "Ac", "", "", "NDrco", "rco", "Drco", "RLrco"};
+    for (int log = 0; log < VX_ROTATED_LOG_COUNT; ++log) {
+        std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
+        ASSERT_EQ(MakeLogRotaters(static_cast<VX_ROTATED_LOG>(log), rotaters), 0);
+        std::string replaced;
+        for (std::size_t i = 2; i < SLOTS.size(); ++i) {
+            if (slotsOf(*rotaters.front())[i] != slotsOf(base)[i]) {
+                replaced += SLOTS[i];
+            }
+        }
+        EXPECT_EQ(replaced, own[log]) << rotaters.front()->Table().name;
+    }
+}
+
 // Catches: archives in the root folder, because the package's own cannot be made.
 TEST(LogArchiveDirTest, FolderThatCannotBeMadeIsNamed)
 {
