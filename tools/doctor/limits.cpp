@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "camera_group.h"
 #include "doctor/finding.h"
 #include "package/camera.h"
 #include "package/recsweep.h"
@@ -18,14 +19,17 @@ bool HasLimit(const RotLimits& limits)
     return (limits.byDate && limits.days > 0) || (limits.bySize && limits.sizeMB > 0) || limits.num > 0;
 }
 
-/// Megabytes that the camera may fill by its limits. `isUnlimited` is set when one of its groups has no limit at all.
-long long AllowedMB(const Camera& camera, bool& isUnlimited)
+/// Megabytes that the camera may fill by its limits. Its groups without any limit are added to `unlimited`.
+long long AllowedMB(const Camera& camera, std::string& unlimited)
 {
     long long allowedMB = 0;
     for (const CAM_REC_GROUP group : {CAM_REC_GROUP_CONTINUOUS, CAM_REC_GROUP_EVENT}) {
         const RotLimits& limits = camera.GetLimits(group);
         allowedMB += limits.bySize ? limits.sizeMB : 0;
-        isUnlimited = isUnlimited || !HasLimit(limits);
+        if (!HasLimit(limits)) {
+            unlimited += fmt::format("{}{} of camera {}", unlimited.empty() ? "" : ", ",
+                                     CameraGroupName(group), camera.GetId());
+        }
     }
     return allowedMB;
 }
@@ -44,17 +48,14 @@ void CheckLimits(Findings& findings)
     std::string unlimited;
     for (const int id : ids) {
         Camera camera;
-        bool isUnlimited = false;
-        if (camera.Load(id) != 0 || !camera.IsEnabled()) {
-            continue;
+        if (camera.Load(id) == 0 && camera.IsEnabled()) {
+            allowedMB += AllowedMB(camera, unlimited);
         }
-        allowedMB += AllowedMB(camera, isUnlimited);
-        unlimited += isUnlimited ? (unlimited.empty() ? "" : ", ") + std::to_string(id) : "";
     }
     if (!unlimited.empty()) {
         findings.Note(
-            fmt::format("cameras {} have a recording group without any limit: only the volume's reserve ends "
-                        "it (vx camera edit ID --days N)",
+            fmt::format("recording groups without any limit: {}; only the volume's reserve ends them "
+                        "(vx camera edit ID --group GROUP --days N)",
                         unlimited));
     }
     long long freeMB = 0;
