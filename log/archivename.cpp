@@ -13,6 +13,7 @@
 #include "logrot_internal.h"
 #include "package/fileutil.h"
 #include "package/monoclock.h"
+#include "package/spreadsheet.h"
 #include "vxlogrotate.h"
 
 namespace {
@@ -83,6 +84,8 @@ void ArchiveName::RemoveFilesOf(const std::string& stem) const
     for (const char* const ext : LOOSE_EXTENSIONS) {
         VxRm(start + ext);
     }
+    std::error_code ignored; // it may go with the next archive
+    std::filesystem::remove_all(start + "xlsx" + SpreadsheetWriter::PARTS, ignored);
     VxRm(HiddenBeside(stem, ".tgz.part"));
 }
 

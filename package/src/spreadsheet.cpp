@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,8 @@ struct SpreadsheetWriter::State {
         if (pBook != nullptr) {
             workbook_close(pBook); // frees it; the file is of no use then, and who dropped it knows
         }
+        std::error_code ignored; // what stays is empty, and goes with what bears the spreadsheet's name
+        std::filesystem::remove_all(folder, ignored);
     }
 
     std::string path;
@@ -128,7 +131,8 @@ try {
     }
     m_pState = std::make_unique<State>();
     m_pState->path = path;
-    m_pState->folder = path.substr(0, path.rfind('/') == path.npos ? 0 : path.rfind('/') + 1) + ".";
+    m_pState->folder = path + PARTS;
+    std::filesystem::create_directory(m_pState->folder);
     m_pState->heading.assign(heading.begin(), heading.end());
     m_pState->sheetRows = sheetRows;
     lxw_workbook_options options{};

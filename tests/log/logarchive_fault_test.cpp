@@ -31,12 +31,19 @@ constexpr int ROWS = 5;
 
 class LogFaultTest : public LogFixture {
 protected:
-    void FillEvents()
+    void FillEvents() { Fill(VX_ROTATED_LOG_EVENT, ROWS); }
+    void Fill(VX_ROTATED_LOG log, int rows)
     {
-        FillLog("log_event", ROWS, ",description", ",'row ' || i");
-        Keep(VX_ROTATED_LOG_EVENT, Settings(1));
+        if (log == VX_ROTATED_LOG_EVENT) {
+            FillLog("log_event", rows, ",description", ",'row ' || i");
+        } else {
+            FillLog("log", rows, ",log_id,args", ",0x133000ff,json_array('row ' || i)");
+        }
+        Keep(log, Settings(1));
     }
 };
+
+class LogKillTest : public LogFaultTest, public ::testing::WithParamInterface<VX_ROTATED_LOG> {};
 
 std::set<std::string> RowsOfArchives(const fs::path& dir)
 {
@@ -44,19 +51,24 @@ std::set<std::string> RowsOfArchives(const fs::path& dir)
     for (const std::string& name : NamesIn(dir)) {
         if (!name.starts_with(".") && name.ends_with(".tgz")) {
             for (const std::string& line : LinesOfArchive(dir / name)) {
-                rows.insert(line.substr(line.rfind('\t') + 1));
+                rows.insert(line.substr(line.rfind("row ")));
             }
         }
     }
     return rows;
 }
 
-std::set<std::string> RowsOfTable()
+std::set<std::string> RowsOfTable(VX_ROTATED_LOG log = VX_ROTATED_LOG_EVENT)
 {
     std::set<std::string> rows;
     DBResult_tag* pRows = nullptr;
-    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "SELECT name || ': ' || description AS row FROM log_event", &pRows),
-              0);
+    EXPECT_EQ(
+        VxDB::Execute(VxDB::DB_LOG,
+                      log == VX_ROTATED_LOG_EVENT
+                          ? "SELECT description AS row FROM log_event"
+                          : "SELECT json_extract(args, '$[0]') AS row FROM log WHERE log_id = 0x133000ff",
+                      &pRows),
+        0);
     for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
         rows.insert(VxDBFetchField(pRows, row, "row"));
     }
@@ -68,13 +80,13 @@ std::set<std::string> AllRows()
 {
     std::set<std::string> rows;
     for (int i = 1; i <= ROWS; ++i) {
-        rows.insert(": row " + std::to_string(i));
+        rows.insert("row " + std::to_string(i));
     }
     return rows;
 }
 
-/// Whether a process is about to change something that outlives it.
-bool IsAboutToChange(pid_t pid)
+/// Whether a process is about to change something that outlives it: names, or their content as well.
+bool IsAboutToChange(pid_t pid, bool isNamesOnly)
 {
     __ptrace_syscall_info info{};
     ::ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof info, &info);
@@ -84,35 +96,45 @@ bool IsAboutToChange(pid_t pid)
     switch (info.entry.nr) {
     case SYS_openat:
         return (info.entry.args[2] & O_CREAT) != 0;
+    case SYS_renameat2:
+    case SYS_unlink:
+    case SYS_unlinkat:
+    case SYS_mkdir:
+    case SYS_rmdir:
+        return true;
     case SYS_write:
     case SYS_pwrite64:
     case SYS_fsync:
     case SYS_fdatasync:
     case SYS_ftruncate:
-    case SYS_renameat2:
-    case SYS_unlink:
     case SYS_close:
-        return true;
+        return !isNamesOnly;
     default:
         return false;
     }
 }
 
+int Rotate(VX_ROTATED_LOG log)
+{
+    std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
+    return MakeLogRotaters(log, rotaters) == 0 ? rotaters.front()->Run() : -1;
+}
+
 /// Rotates in a child that is killed at its change number `step`. @return false when it ended before that.
-bool RotateKilledAt(int step)
+bool RotateKilledAt(int step, VX_ROTATED_LOG log)
 {
     const pid_t pid = ::fork();
     if (pid == 0) {
         ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         ::raise(SIGSTOP);
-        ::_exit(VxLogEventRotater().Run() == 0 ? 0 : 1);
+        ::_exit(Rotate(log) == 0 ? 0 : 1);
     }
     int status = 0;
     ::waitpid(pid, &status, 0);
     ::ptrace(PTRACE_SETOPTIONS, pid, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
     while (::ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr) == 0 && ::waitpid(pid, &status, 0) == pid &&
            WIFSTOPPED(status)) {
-        if (IsAboutToChange(pid) && --step == 0) {
+        if (IsAboutToChange(pid, log == VX_ROTATED_LOG_SYSTEM) && --step == 0) {
             ::kill(pid, SIGKILL);
             ::waitpid(pid, &status, 0);
             return true;
@@ -147,26 +169,27 @@ bool ObeyModes()
 
 // Catches: a row that is neither in the table nor in an archive, an archive that is not whole, and litter that the
 // next rotation leaves.
-TEST_F(LogFaultTest, KilledAtAnyStepNoRowIsLost)
+TEST_P(LogKillTest, AtAnyStepNoRowIsLost)
 {
+    const VX_ROTATED_LOG log = GetParam();
     const std::set<std::string> all = AllRows();
     bool isKilled = true;
     int steps = 0;
     for (int step = 1; isKilled; ++step) {
-        ExecuteOnLogs("DELETE FROM log_event;");
+        ExecuteOnLogs("DELETE FROM log; DELETE FROM log_event;");
         fs::remove_all(ArchiveDir());
-        FillEvents();
-        isKilled = RotateKilledAt(step);
+        Fill(log, ROWS);
+        isKilled = RotateKilledAt(step, log);
         steps = step;
-        std::set<std::string> rows = RowsOfTable();
+        std::set<std::string> rows = RowsOfTable(log);
         rows.merge(RowsOfArchives(ArchiveDir()));
         ASSERT_EQ(rows, all) << "killed at step " << step;
         g_fakeWallSec += 1;
-        FillLog("log_event", 1, ",description", ",'row 1'"); // so that there is something to archive
-        ASSERT_EQ(VxLogEventRotater().Run(), 0) << m_log.TakeText();
+        Fill(log, 1); // so that there is something to archive
+        ASSERT_EQ(Rotate(log), 0) << m_log.TakeText();
         EXPECT_EQ(RowsOfArchives(ArchiveDir()), all) << "killed at step " << step;
         for (const std::string& name : NamesIn(ArchiveDir())) {
-            EXPECT_TRUE(name.ends_with(".tgz") || name == ".vigeventlog.lock") << step << " left " << name;
+            EXPECT_TRUE(name.ends_with(".tgz") || name.ends_with(".lock")) << step << " left " << name;
         }
         m_log.Take();
         if (HasFailure()) {
@@ -175,6 +198,10 @@ TEST_F(LogFaultTest, KilledAtAnyStepNoRowIsLost)
     }
     EXPECT_GT(steps, 20) << "so many changes there are at least";
 }
+INSTANTIATE_TEST_SUITE_P(Logs, LogKillTest, ::testing::Values(VX_ROTATED_LOG_EVENT, VX_ROTATED_LOG_SYSTEM),
+                         [](const auto& test) {
+                             return test.param == VX_ROTATED_LOG_EVENT ? "Event" : "System";
+                         });
 
 // Catches: a rotation that stops, or claims success, because its archive cannot be written; half a page that is
 // left behind.
@@ -330,7 +357,7 @@ TEST_F(LogFaultTest, AClockThatJumpsMovesNoBound)
         FillEvents();
         g_fakeWallSec = NOW;
         EXPECT_EQ(Jumping(jump).Run(), 0);
-        EXPECT_EQ(RowsOfTable(), (std::set<std::string>{": today"}));
+        EXPECT_EQ(RowsOfTable(), (std::set<std::string>{"today"}));
     }
     EXPECT_EQ(RowsOfArchives(ArchiveDir()), AllRows());
 }

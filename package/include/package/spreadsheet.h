@@ -25,7 +25,10 @@ public:
     SpreadsheetWriter(const SpreadsheetWriter&) = delete;
     SpreadsheetWriter& operator=(const SpreadsheetWriter&) = delete;
 
-    /// Starts a spreadsheet; what it writes meanwhile lies beside it.
+    /// What its name and this are is the folder of what it writes meanwhile; a killed process leaves it.
+    static constexpr const char* PARTS = ".parts";
+
+    /// Starts a spreadsheet.
     ///
     /// @param heading    cells of the first row, UTF-8
     /// @return 0; -1 (logged).
