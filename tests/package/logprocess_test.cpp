@@ -13,7 +13,9 @@
 #include <set>
 
 #include "package/dbglogctl.h"
+#include "shmfiforeader.h"
 #include "support/child_process.h"
+#include "support/ipc_keys.h"
 #include "support/log_root.h"
 #include "vxlog.h"
 
@@ -175,10 +177,9 @@ void CollectNumbers(const LogRoot& root, Numbers& numbers)
             int writer = -1;
             int number = -1;
             char end = 0;
-            const auto text = line.find("Write: ");
-            const bool whole =
-                text != line.npos && line.back() == '>' &&
-                std::sscanf(line.c_str() + text, "Write: <%d %d%c", &writer, &number, &end) == 3;
+            const auto text = line.find('<');
+            const bool whole = text != line.npos && (line.back() == '>' || line.ends_with("I-Idx[-1].")) &&
+                               std::sscanf(line.c_str() + text, "<%d %d%c", &writer, &number, &end) == 3;
             EXPECT_TRUE(whole && end == '>') << entry.path() << ": " << line;
             EXPECT_TRUE(here.emplace(writer, number).second) << "doubled: " << line;
             numbers[writer].insert(number);
@@ -191,7 +192,29 @@ void Write(int writer, int number)
     VX_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "<%d %d>\n", writer, number);
 }
 
-// Catches: lines lost, doubled or mixed while many processes write and whoever fills the file rotates it.
+/// Writes a frame whose log line has the number: the stream's name carries it.
+bool WriteFrame(ShmStreamFifo& fifo, int writer, int number)
+{
+    unsigned char frame[1] = {0};
+    fifo.SetCodec("<" + std::to_string(writer) + " " + std::to_string(number) + ">");
+    return fifo.WriteData(frame, sizeof(frame), number, MEDIA_ES_VIDEO, FRAME_P, 1) == 0;
+}
+
+/// Reads so many frames. @return whether each was the one after the one before.
+bool ReadFrames(ShmFifoReader& reader, int count, long long& next)
+{
+    const auto check = [](void* pNext, DataEntry* pEntry, unsigned char*, int) {
+        auto& expected = *static_cast<long long*>(pNext);
+        expected = pEntry->timestamp == expected ? expected + 2 : -1;
+    };
+    while (count > 0 && next >= 0 && reader.Read(&next, check, &ShmStreamFifo::ReadNext)) {
+        --count;
+    }
+    return count == 0 && next >= 0;
+}
+
+// Catches: lines lost, doubled or mixed while many processes write and whoever fills the file rotates it; a capture
+// that loses a frame by it.
 TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
 {
     constexpr int WRITERS = 4;
@@ -203,33 +226,52 @@ TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
     LogRoot root("4096", "2");
     ASSERT_EQ(CreateDbgLogCfg(7), 0);
     Shared shared;
+    const IpcKeys keys;
+    ShmFifoReader reader;
     Children children;
     for (int writer = 0; writer < WRITERS; ++writer) {
-        children.push_back(std::make_unique<ChildProcess>([&shared, writer](Channel& toParent) {
+        children.push_back(std::make_unique<ChildProcess>([&, writer](Channel& toParent) {
+            ShmFifoHandler handler;
+            ShmStreamFifo* const pFifo = writer == 0 ? handler.GetStreamFifo(keys.First(), 1, 30) : nullptr;
+            toParent.Send('r');
             for (int round = 0; round < ROUNDS; ++round) {
                 while (shared->step.load() <= round) {
                     ::usleep(50);
                 }
-                for (int i = 0; i < LINES; ++i) {
-                    Write(writer, round * LINES + i);
+                for (int number = round * LINES; number < (round + 1) * LINES; ++number) {
+                    if (pFifo == nullptr ||
+                        number % 2 == 0) { // half, so that the frames' IDs do not start again
+                        Write(writer, number);
+                    } else if (!WriteFrame(*pFifo, writer, number)) {
+                        return 1;
+                    }
                 }
                 toParent.Send('d');
             }
             return 0;
         }));
     }
+    for (auto& child : children) {
+        ASSERT_EQ(child->Receive(), 'r');
+    }
+    ASSERT_EQ(reader.Init(keys.First(), false), 0);
+    ASSERT_TRUE(reader.StartAtFirst());
     Numbers numbers;
+    long long nextFrame = 1;
     for (int round = 0; round < ROUNDS && !HasFailure(); ++round) {
         shared->step = round + 1;
         for (auto& child : children) {
             ASSERT_EQ(child->Receive(), 'd');
         }
+        EXPECT_TRUE(ReadFrames(reader, LINES / 2, nextFrame)) << "lost";
         CollectNumbers(root, numbers);
         EXPECT_LE(std::filesystem::file_size(root.LogPath()),
-                  4096u + WRITERS * 100); // one line each in flight
+                  4096u + WRITERS * 160); // one line each in flight
     }
+    shared->step = ROUNDS;
     for (int writer = 0; writer < WRITERS; ++writer) {
         EXPECT_EQ(numbers[writer].size(), static_cast<std::size_t>(ROUNDS * LINES)) << "lost";
+        EXPECT_EQ(children[static_cast<std::size_t>(writer)]->Wait(), 0);
     }
 }
 

@@ -22,6 +22,7 @@
 #include "package/shmcommoncfg.h"
 #include "support/child_process.h"
 #include "support/namespaces.h"
+#include "support/rec_fixture.h"
 #include "support/temp_root.h"
 #include "test_writer.h"
 #include "vx_process.h"
@@ -200,6 +201,15 @@ const Fault FAULTS[] = {
     {"limits.too-large",
      [](Patient&) {
          RunVx({"camera", "add", "Door", "--size", "2000000000", "--days", "9"});
+     }},
+    {"recording.stopped",
+     [](Patient&) {
+         ExpectVx({"camera", "add", "Door"});
+         const auto add = [](Channel&) { // a process that ends, as for the healthy box
+             const std::time_t now = std::time(nullptr);
+             return rec::AddEvent(1, now - 320, now - 230, "a.mp4") == 1 ? 0 : 1;
+         };
+         EXPECT_EQ(ChildProcess(add).Wait(), 0);
      }},
     {"records.R1", [](Patient& b) { b.Write("rec/lost.mp4", "film"); }},
     {"db.orphan-wal", [](Patient& b) { b.Write("db/event_3.db-wal", "transactions"); }},

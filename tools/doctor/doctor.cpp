@@ -31,6 +31,7 @@ constexpr Check CHECKS[] = {
     {"log", "the log's configuration", CheckLogConfig},
     {"databases", "databases and their versions", CheckDatabases},
     {"limits", "limits of recordings against their volume", CheckLimits},
+    {"recording", "whether cameras are still being recorded", CheckRecording},
     {"records", "rows and files of recordings (R1 to R6)", CheckRecordRows},
 };
 

@@ -38,6 +38,7 @@ void CheckLeftovers(Findings& findings);   ///< left.*: what dead processes left
 void CheckLimits(Findings& findings);      ///< limits.*: limits that the volume cannot hold
 void CheckLogConfig(Findings& findings);   ///< log.*: configurations that silence or flood
 void CheckPermissions(Findings& findings); ///< perm.*, key.*: folders and keys open to others or closed to us
+void CheckRecording(Findings& findings);   ///< recording.*: cameras of which nothing new comes to the disk
 void CheckRecordRows(Findings& findings);  ///< records.*: rows without files, files without rows and the like
 void CheckSegments(Findings& findings);    ///< segment.*: FIFOs without a writer, broken or incomplete ones
 void CheckSpace(Findings& findings);       ///< space.*: volumes that are full, missing or read-only
