@@ -17,6 +17,7 @@ enum FACE_SETTING_DB_COLUMNS : int {
     FACE_SETTING_ROT_DAYS = 6,    ///< days to keep
     FACE_SETTING_ROT_BY_SIZE = 7, ///< 1: the limit in size holds
     FACE_SETTING_ROT_SIZE_MB = 8, ///< megabytes to keep
+    FACE_SETTING_ROT_NUM = 9,     ///< faces to keep; 0: any number
 };
 
 VX_TAGGED_FIELD(FACE_SETTING_ID, int, "id");
@@ -28,12 +29,13 @@ VX_TAGGED_FIELD(FACE_SETTING_ROT_BY_DATE, int, "rotate_by_date");
 VX_TAGGED_FIELD(FACE_SETTING_ROT_DAYS, int, "rotate_days");
 VX_TAGGED_FIELD(FACE_SETTING_ROT_BY_SIZE, int, "rotate_by_size");
 VX_TAGGED_FIELD(FACE_SETTING_ROT_SIZE_MB, int, "rotate_size_mb");
+VX_TAGGED_FIELD(FACE_SETTING_ROT_NUM, int, "rotate_num");
 
 template <>
 struct DBWrapperTraits<FACE_SETTING_DB_COLUMNS>
     : DBWrapperColumns<FACE_SETTING_ID, FACE_SETTING_NAME, FACE_SETTING_CAMERA_ID, FACE_SETTING_ENABLED,
                        FACE_SETTING_SHARE_PATH, FACE_SETTING_ROT_BY_DATE, FACE_SETTING_ROT_DAYS,
-                       FACE_SETTING_ROT_BY_SIZE, FACE_SETTING_ROT_SIZE_MB> {
+                       FACE_SETTING_ROT_BY_SIZE, FACE_SETTING_ROT_SIZE_MB, FACE_SETTING_ROT_NUM> {
     static constexpr VxDB::DB_INSTANCE DBI = VxDB::DB_SYSTEM;
     static constexpr const char* TABLE = gszTableFaceSetting;
     static constexpr bool LOG_ON_ERROR = true;
