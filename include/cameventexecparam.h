@@ -213,7 +213,7 @@ private:
     };
     static std::size_t GroupSlot(CAM_REC_GROUP group) noexcept
     {
-        return group == CAM_REC_GROUP_SECOND ? 1 : 0;
+        return group == CAM_REC_GROUP_EVENT ? 1 : 0;
     }
     RecGroupState& Group(CAM_REC_GROUP group) noexcept { return m_groups[GroupSlot(group)]; }
     const RecGroupState& Group(CAM_REC_GROUP group) const noexcept { return m_groups[GroupSlot(group)]; }

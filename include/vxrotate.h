@@ -142,9 +142,6 @@ protected:
 private:
     long long m_restBytes = 0;
 
-    int DoSteps() noexcept;
-    void LogStart() const;
-    void LogFinish() const;
     /// Takes what a step removed off the occupied size, never below 0.
     void SubtractRemoved(const RotInfo& info) noexcept;
 };

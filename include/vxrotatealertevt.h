@@ -39,7 +39,8 @@ public:
     /// Executes the script in one exclusive transaction; nothing when it is empty or the run is to stop.
     int DoRotateBySql(const std::string& sql) noexcept;
 
-    /// The statement that marks the alerts of one device; "" when there are none.
+    /// The statement that marks the alerts of one device; "" when there are none, or they cannot be listed,
+    /// which fails the run.
     std::string GetSqlRotateLogs(int id, const long& boundTime);
     /// Alerts of one device that ended before the bound, live ones only: a clause without "WHERE".
     std::string GetWhereExpr(int id, long boundTime) const;
@@ -60,14 +61,16 @@ private:
     void Notify() noexcept;
     void UpdateLogger() noexcept;
     std::list<int> DevicesOf(int id);
+    int CameraOf(int device) const;
 
     int m_type;
     const volatile int& m_runFlag;
     int m_daysLimit;
     VxRotLogger& m_logger;
     bool m_isMapped = false;
+    bool m_isUnread = false; ///< alerts of a device could not be listed in this run
     std::map<int, std::list<int>> m_camDevIds;
-    std::map<int, Found> m_found; ///< per device, of this run
+    std::map<int, Found> m_found; ///< per camera, of this run
     std::list<Event> m_gone;      ///< of this run
     int m_marked = 0;
 };

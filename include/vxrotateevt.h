@@ -27,8 +27,6 @@ public:
     int DoRotateByDate() noexcept override;
 
 private:
-    void RotateOwnTasksByDate() noexcept;
-
     int m_camId;
     CAM_REC_GROUP m_group;
 };

@@ -117,6 +117,8 @@ protected:
 
     void AddNotification(int id) noexcept;
     int WriteEntries(const std::list<Entry>& entries, Vx_LOG_LEVEL level) noexcept;
+    /// One entry a limit for all targets together.
+    int WriteSums(const std::list<Entry>& entries) noexcept;
 
 private:
     using Counts = std::array<int, VX_LOG_TYPE_COUNT>;

@@ -5,7 +5,6 @@
 #include <exception>
 #include <memory>
 #include <new>
-#include <optional>
 #include <utility>
 
 #include "package/ivaevent.h"
@@ -54,8 +53,7 @@ int QueryNumber(const std::string& dbPath, const std::string& sql, const char* c
 {
     Rows rows;
     if (VxDB::Executep(dbPath, sql, rows.Out()) != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Execute sql[%s] failed\n", sql.c_str());
-        return -1;
+        return -1; // has logged
     }
     unsigned int row = 0;
     if (!rows.Next(row)) {
@@ -187,54 +185,35 @@ void VxRotEvtBase::SubtractRemoved(const RotInfo& info) noexcept
     m_totalSizeMB -= std::min(m_totalSizeMB, removedMB);
 }
 
-void VxRotEvtBase::LogStart() const
-{
+int VxRotEvtBase::DoRotate() noexcept
+try {
+    const std::string dbName = GetBaseName(m_dbPath);
+    const std::string table = GetTableName();
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_DEBUG,
            "Start rotate event [%s:%s]: TgtId: [%d], Total Size [%lluMB], BoundTm: [%d], Days: [%d], "
            "SizeLimit: [%dMB], NumLimit: [%d]\n",
-           GetBaseName(m_dbPath).c_str(), GetTableName().c_str(), GetTargetId(),
-           static_cast<unsigned long long>(m_totalSizeMB), m_volSpaceBoundTime, m_daysLimit, m_sizeLimitMB,
-           m_numLimit);
-}
-
-void VxRotEvtBase::LogFinish() const
-{
+           dbName.c_str(), table.c_str(), GetTargetId(), static_cast<unsigned long long>(m_totalSizeMB),
+           m_volSpaceBoundTime, m_daysLimit, m_sizeLimitMB, m_numLimit);
+    int result = 0;
+    if ((m_volSpaceBoundTime > 0 && DoRotateByVolSpace() != 0) ||
+        (m_daysLimit > 0 && DoRotateByDate() != 0) || (m_sizeLimitMB > 0 && DoRotateBySize() != 0)) {
+        // One text for the three steps: operators' filters know it.
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate by size.\n");
+        result = -1;
+    } else if (m_numLimit > 0 && DoRotateByNum() != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate by num.\n");
+        result = -1;
+    }
     const bool isIdle =
         m_byVolSpace.count == 0 && m_byDate.count == 0 && m_bySize.count == 0 && m_byNum.count == 0;
     VX_LOG(LOG_CATEG_ROTATE, isIdle ? LOG_LEVEL_DEBUG : LOG_LEVEL_INFO,
            "Finish rotate events [%s:%s]: TgtId: [%d], BoundTm: [%d], Days: [%d], SizeLimit: [%dMB], "
            "NumLimit: [%d]\n=> %d (%lldMB) by vol space, %d (%lldMB) by date, %d (%lldMB) by size, "
            "%d (%lldMB) by num.\nOccupied Size: [%lluMB -> %lluMB]\n",
-           GetBaseName(m_dbPath).c_str(), GetTableName().c_str(), GetTargetId(), m_volSpaceBoundTime,
-           m_daysLimit, m_sizeLimitMB, m_numLimit, m_byVolSpace.count,
-           static_cast<long long>(m_byVolSpace.sizeMB), m_byDate.count,
-           static_cast<long long>(m_byDate.sizeMB), m_bySize.count, static_cast<long long>(m_bySize.sizeMB),
-           m_byNum.count, static_cast<long long>(m_byNum.sizeMB),
+           dbName.c_str(), table.c_str(), GetTargetId(), m_volSpaceBoundTime, m_daysLimit, m_sizeLimitMB,
+           m_numLimit, m_byVolSpace.count, m_byVolSpace.sizeMB, m_byDate.count, m_byDate.sizeMB,
+           m_bySize.count, m_bySize.sizeMB, m_byNum.count, m_byNum.sizeMB,
            static_cast<unsigned long long>(m_initialSizeMB), static_cast<unsigned long long>(m_totalSizeMB));
-}
-
-int VxRotEvtBase::DoSteps() noexcept
-{
-    const bool isDone = (m_volSpaceBoundTime <= 0 || DoRotateByVolSpace() == 0) &&
-                        (m_daysLimit <= 0 || DoRotateByDate() == 0) &&
-                        (m_sizeLimitMB <= 0 || DoRotateBySize() == 0);
-    if (!isDone) {
-        // One text for the three steps: operators' filters know it.
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate by size.\n");
-        return -1;
-    }
-    if (m_numLimit > 0 && DoRotateByNum() != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate by num.\n");
-        return -1;
-    }
-    return 0;
-}
-
-int VxRotEvtBase::DoRotate() noexcept
-try {
-    LogStart();
-    const int result = DoSteps();
-    LogFinish();
     return result;
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate events [%s].\n", e.what());
@@ -315,7 +294,7 @@ int VxRotEvtBase::RemoveEventsFromDBByTime(long boundTime, RotInfo& info) noexce
     if (boundTime > 0) {
         static_cast<void>(MarkEvtToDel(boundTime, info)); // has logged; a time step never fails by it
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_TRACE, "Remove %d events (%lldMB) by boundTime [%d].\n",
-               info.count, static_cast<long long>(info.sizeMB), ClampToInt(boundTime));
+               info.count, info.sizeMB, ClampToInt(boundTime));
     }
     return 0;
 }
@@ -462,27 +441,21 @@ bool IsVolumeThere(const std::string& dbPath)
     return false;
 }
 
-/// Marks the rows of a batch and takes them off the counters: of the box's own events both or neither.
+/// Marks the rows of a batch and takes them off the counters: both or neither.
 int SetMarkAsDel(const std::string& dbPath, const std::string& table, const Batch& batch)
 {
-    std::optional<VxDB::Transaction> transaction;
-    if (table == gszTableEvent && !ArchTaskCommon::IsTaskDB(dbPath)) {
-        transaction.emplace(VxDB::DB_EVENT);
-    }
+    VxDB::Transaction transaction(dbPath);
     VxDB::SqlBuilder::Update update(table.c_str(), "id");
     update.Field("mark_as_del", true);
     update.Where(VxDB::SqlExpr() << VxDB::SqlExprAdapt::InImpl<VxDB::SqlExpr>("id", batch.ids));
-    if (!IsVolumeThere(dbPath) || (transaction && transaction->Begin() != 0) ||
-        VxDB::Executep(dbPath, update.Expr().str()) != 0 ||
-        RecordingCount::SubRecCounts(dbPath, batch.counters) != 0 ||
-        (transaction && transaction->Commit() != 0)) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Set event mark_as_del failed!\n");
-        return -1;
-    }
-    return 0;
+    const bool isDone = IsVolumeThere(dbPath) && transaction.Begin() == 0 &&
+                        VxDB::Executep(dbPath, update.Expr().str()) == 0 &&
+                        RecordingCount::SubRecCounts(dbPath, batch.counters) == 0 &&
+                        transaction.Commit() == 0;
+    return isDone ? 0 : -1;
 }
 
-/// Tells everybody who lists or bookmarks events that these have gone. @return 0; -1 (logged)
+/// Tells everybody who lists or bookmarks events that these have gone. @return 0; -1: their bookmarks stay
 int TellRemoved(Batch& batch, const std::string& dbPath, RotInfo& info)
 {
     if (!ArchTaskCommon::IsTaskDB(dbPath)) {
@@ -495,11 +468,7 @@ int TellRemoved(Batch& batch, const std::string& dbPath, RotInfo& info)
         info.camDelList[event.GetCamId()].push_back(event.MakeRecordId());
     }
     NotifyEventListUpdate(batch.told);
-    if (DeleteBookmarkMeta(ArchPullUtils::GetTaskId(dbPath), batch.told) != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete bookmark.\n");
-        return -1;
-    }
-    return 0;
+    return DeleteBookmarkMeta(ArchPullUtils::GetTaskId(dbPath), batch.told);
 }
 
 /// Marks rows of a table by their ids, with all that belongs to it.
@@ -545,11 +514,16 @@ try {
         return 0;
     }
     if (SetMarkAsDel(m_dbPath, table, batch) != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Set event mark_as_del failed!\n");
         return -1;
     }
     info.count = static_cast<int>(batch.ids.size());
     info.sizeMB = TakeMegabytes(batch.bytes);
-    return TellRemoved(batch, m_dbPath, info);
+    if (TellRemoved(batch, m_dbPath, info) != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete bookmark.\n");
+        return -1;
+    }
+    return 0;
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to remove by size [%s].\n", e.what());
     return -1;

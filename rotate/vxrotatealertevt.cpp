@@ -31,6 +31,7 @@ int VxRotAlertEvt::InitCamDevIdMap() noexcept
     std::map<int, std::list<int>> devices;
     if (EnumIvaSettings(devices) != 0) {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to enum iva settings.\n");
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to init cam device id map.\n");
         return -1;
     }
     m_camDevIds = std::move(devices);
@@ -45,6 +46,18 @@ std::list<int> VxRotAlertEvt::DevicesOf(int id)
     }
     const auto found = m_camDevIds.find(id);
     return found != m_camDevIds.end() ? found->second : std::list<int>();
+}
+
+/// Whom reports name: the camera of an analytics device, 0 when that is not known.
+int VxRotAlertEvt::CameraOf(int device) const
+{
+    if (m_type != ALERT_TYPE_IVA) {
+        return device;
+    }
+    const auto found = std::ranges::find_if(m_camDevIds, [device](const auto& camera) {
+        return std::ranges::find(camera.second, device) != camera.second.end();
+    });
+    return found != m_camDevIds.end() ? found->first : 0;
 }
 
 int VxRotAlertEvt::DoRotate(const std::list<int>& ids, const long& boundTime) noexcept
@@ -62,8 +75,8 @@ int VxRotAlertEvt::DoRotateLogs(const std::list<int>& ids, const long& boundTime
 try {
     m_gone.clear();
     m_found.clear();
+    m_isUnread = false;
     if (m_type == ALERT_TYPE_IVA && !m_isMapped && InitCamDevIdMap() != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to init cam device id map.\n");
         return -1;
     }
     std::string script;
@@ -76,7 +89,7 @@ try {
             script += (script.empty() || sql.empty() ? "" : ";") + sql;
         }
     }
-    if (DoRotateBySql(script) != 0) {
+    if (m_isUnread || DoRotateBySql(script) != 0) {
         m_gone.clear();
         m_found.clear();
         return -1;
@@ -111,10 +124,14 @@ std::string VxRotAlertEvt::GetSqlRotateLogs(int id, const long& boundTime)
     const long dayBound = m_daysLimit > 0 ? GetBoundTimeOfDays(m_daysLimit) : 0;
     const long bound = std::max(boundTime, dayBound);
     std::list<std::int64_t> ids;
-    if (bound <= 0 || DispatchAlertDeletion(id, bound, ids) != 0) {
+    if (bound <= 0) {
         return {};
     }
-    Found& found = m_found[id];
+    if (DispatchAlertDeletion(id, bound, ids) != 0) {
+        m_isUnread = true;
+        return {};
+    }
+    Found& found = m_found[CameraOf(id)];
     (dayBound >= boundTime ? found.byDays : found.byBound) += static_cast<int>(ids.size());
     return GetSqlMarkAsDelByList(ids);
 }
@@ -167,14 +184,14 @@ try {
 
 void VxRotAlertEvt::Notify() noexcept
 try {
-    std::list<int> devices;
-    for (const auto& [device, found] : m_found) {
+    std::list<int> cameras;
+    for (const auto& [camera, found] : m_found) {
         if (found.byBound > 0 || found.byDays > 0) {
-            devices.push_back(device);
+            cameras.push_back(camera);
         }
     }
     if (m_marked > 0) {
-        static_cast<void>(SendUpdateMsgToMsgD(MSGD_KIND_ROTATED, devices, UPDATE_TYPE_DELETE, EVT_TYPE_ALERT,
+        static_cast<void>(SendUpdateMsgToMsgD(MSGD_KIND_ROTATED, cameras, UPDATE_TYPE_DELETE, EVT_TYPE_ALERT,
                                               "", {})); // has logged; nobody waits for it
     }
 } catch (const std::exception& e) {
@@ -186,20 +203,20 @@ try {
     if (m_marked == 0) {
         return;
     }
-    for (const auto& [device, found] : m_found) {
-        m_logger.UpdDelCnt(device, 0, found.byBound, found.byDays, 0);
+    for (const auto& [camera, found] : m_found) {
+        m_logger.UpdDelCnt(camera, 0, found.byBound, found.byDays, 0);
     }
     IdNameListMap names;
     for (const Event& alert : m_gone) {
-        names[alert.GetCamId()].push_back(alert.MakeRecordId());
+        names[CameraOf(alert.GetCamId())].push_back(alert.MakeRecordId());
     }
     m_gone.clear();
     for (auto& entry : names) {
-        const int device = entry.first;
-        const bool isByBound = m_found[device].byBound > 0;
+        const int camera = entry.first;
+        const bool isByBound = m_found[camera].byBound > 0;
         IdNameListMap own;
-        own[device] = std::move(entry.second);
-        m_logger.UpdCamDelList(device, nullptr, isByBound ? &own : nullptr, isByBound ? nullptr : &own,
+        own[camera] = std::move(entry.second);
+        m_logger.UpdCamDelList(camera, nullptr, isByBound ? &own : nullptr, isByBound ? nullptr : &own,
                                nullptr);
     }
 } catch (const std::exception& e) {

@@ -56,37 +56,30 @@ EventFilterParam VxRotEvt::GetRotByTimeParam(long boundTime) const
 }
 
 int VxRotEvt::DoRotateByDate() noexcept
-{
-    const int result = VxRotEvtBase::DoRotateByDate();
-    if (result == 0 && IsDoRotate()) {
-        RotateOwnTasksByDate();
-    }
-    return result;
-}
-
-void VxRotEvt::RotateOwnTasksByDate() noexcept
 try {
+    if (VxRotEvtBase::DoRotateByDate() != 0) {
+        return -1;
+    }
     std::list<int> taskIds;
-    if (GetOrvoCamTaskIds(m_camId, taskIds) != 0) {
-        return; // has logged
+    if (!IsDoRotate() || GetOrvoCamTaskIds(m_camId, taskIds) != 0) {
+        return 0; // has logged; what comes of the camera's own tasks fails nothing
     }
     if (taskIds.empty()) {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_TRACE, "camera id %d dones't have any task, early return.\n",
                m_camId);
-        return;
+        return 0;
     }
     const long bound = GetBoundTimeOfDays(m_daysLimit);
-    for (const int taskId : taskIds) {
-        if (!IsDoRotate()) {
-            return;
-        }
-        if (bound > 0 && MarkOrvoCamEvtToDel(taskId, bound, nullptr, &m_runFlag) != 0) {
+    for (auto taskId = taskIds.begin(); taskId != taskIds.end() && bound > 0 && IsDoRotate(); ++taskId) {
+        if (MarkOrvoCamEvtToDel(*taskId, bound, nullptr, &m_runFlag) != 0) {
             VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to del iva rec for orvocam[%d].\n", m_camId);
         }
     }
+    return 0;
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to rotate tasks of camera [%d]: %s.\n", m_camId,
            e.what());
+    return 0;
 }
 
 // ---- archive events

@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <exception>
-#include <set>
 
 #include "package/faceresult.h"
 #include "rotdb_internal.h"
@@ -32,7 +31,7 @@ Json::Value MakeRequest(int taskId, long boundTime)
     return request;
 }
 
-/// Sends a request and adds what was deleted. @return 0; -1 (logged)
+/// Sends a request and adds what was deleted. @return 0; -1
 int SendRequest(const Json::Value& request, RotInfo& info, long long& bytes)
 {
     Json::Value response;
@@ -43,21 +42,16 @@ int SendRequest(const Json::Value& request, RotInfo& info, long long& bytes)
         bytes =
             response["delBytes"].isIntegral() ? response["delBytes"].asInt64() : info.sizeMB * BYTES_OF_MB;
     }
-    if (sent != 0 || checked != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete captured face\n");
-        return -1;
-    }
-    return 0;
+    return sent != 0 || checked != 0 ? -1 : 0;
 }
 
-/// The ids of the oldest faces. @return 0; -1 (logged)
+/// The ids of the oldest faces. @return 0; -1
 int LoadOldest(const std::string& dbPath, const std::string& where, long long num, std::set<int>& ids)
 {
     rotdb::Rows rows;
     const std::string sql = std::string("SELECT id FROM ") + gszTableFaceRecording + " " + where +
                             " ORDER BY stop_time LIMIT " + std::to_string(num);
     if (VxDB::Executep(dbPath, sql, rows.Out()) != 0) {
-        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to load captured face\n");
         return -1;
     }
     for (unsigned int row = 0; rows.Next(row);) {
@@ -94,16 +88,33 @@ std::string VxRotFaceEvt::GetTableName() const
     return gszTableFaceRecording;
 }
 
+int VxRotFaceEvt::DeleteCapturedFace(const std::set<int>& ids, std::set<int>& failed, RotInfo* info) noexcept
+{
+    return FaceUtils::DeleteCapturedFace(ids, failed, info);
+}
+
+int VxRotFaceEvt::EstimateTimeboundBySizeToDel(long long sizeMB, int upperbound, RotInfo& info, long& bound,
+                                               std::set<int>& ids) noexcept
+{
+    FaceEventFilter filter;
+    filter.taskId = m_taskId;
+    return FaceUtils::EstimateTimeboundBySizeToDel(filter, sizeMB, upperbound, info, bound, ids);
+}
+
 int VxRotFaceEvt::MarkEvtToDel(long boundTime, RotInfo& info) noexcept
 try {
     Json::Value request = MakeRequest(m_taskId, boundTime);
-    return MarkInBatches(info, [this, &request](int limit, RotInfo& batch) {
+    const int result = MarkInBatches(info, [this, &request](int limit, RotInfo& batch) {
         request["limit"] = limit;
         long long bytes = 0;
-        const int result = SendRequest(request, batch, bytes);
+        const int sent = SendRequest(request, batch, bytes);
         batch.sizeMB = TakeMegabytes(bytes); // a thousand faces may be few megabytes: no part of one is lost
-        return result;
+        return sent;
     });
+    if (result != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete captured face\n");
+    }
+    return result;
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to remove by time [%s].\n", e.what());
     return -1;
@@ -111,13 +122,11 @@ try {
 
 int VxRotFaceEvt::RemoveEventsBySizeWithUpperbound(double sizeMB, int upperbound, RotInfo& info) noexcept
 try {
-    FaceEventFilter filter;
-    filter.taskId = m_taskId;
     RotInfo estimate;
     long boundTime = 0;
     std::set<int> ids;
-    if (FaceUtils::EstimateTimeboundBySizeToDel(filter, static_cast<long long>(std::ceil(sizeMB)), upperbound,
-                                                estimate, boundTime, ids) != 0) {
+    if (EstimateTimeboundBySizeToDel(static_cast<long long>(std::ceil(sizeMB)), upperbound, estimate,
+                                     boundTime, ids) != 0) {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to estimate time bound by size to del\n");
         return -1;
     }
@@ -131,6 +140,9 @@ try {
     long long bytes = 0;
     const int result = SendRequest(request, info, bytes);
     info.sizeMB = TakeMegabytes(bytes);
+    if (result != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete captured face\n");
+    }
     return result;
 } catch (const std::exception& e) {
     VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to remove by size [%s].\n", e.what());
@@ -144,11 +156,12 @@ try {
     }
     std::set<int> ids;
     if (LoadOldest(m_dbPath, GetSqlWhere(), std::min<long long>(num, upperbound), ids) != 0) {
+        VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to load captured face\n");
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to estimate time bound by num to del\n");
         return -1;
     }
     std::set<int> failed;
-    if (!ids.empty() && FaceUtils::DeleteCapturedFace(ids, failed, &info) != 0) {
+    if (!ids.empty() && DeleteCapturedFace(ids, failed, &info) != 0) {
         VX_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete captured face\n");
         return -1;
     }

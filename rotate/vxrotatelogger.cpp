@@ -434,7 +434,7 @@ int VxFaceRotLogger::DoSendNotification(const std::list<int>& ids) noexcept
     return SendTaskNotification(EVT_TYPE_FACE, RecTask::FACE, ids);
 }
 
-int VxBookmarkRotLogger::DoFlushLog(const std::list<Entry>& entries) noexcept
+int VxRotLogger::WriteSums(const std::list<Entry>& entries) noexcept
 try {
     std::list<Entry> sums;
     for (const Entry& entry : entries) {
@@ -449,13 +449,18 @@ try {
     return -1;
 }
 
+int VxBookmarkRotLogger::DoFlushLog(const std::list<Entry>& entries) noexcept
+{
+    return WriteSums(entries);
+}
+
 int VxDetectionEventRotLogger::DoFlushLog(const std::list<Entry>& entries) noexcept
 try {
-    std::list<Entry> sums(entries);
-    for (Entry& entry : sums) {
+    std::list<Entry> unnamed(entries);
+    for (Entry& entry : unnamed) {
         entry.names.clear(); // they are many, and nobody knows one by its name
     }
-    return WriteEntries(sums, Vx_LOG_LEVEL_INFO);
+    return WriteSums(unnamed);
 } catch (const std::exception& e) {
     LogException("log", e);
     return -1;

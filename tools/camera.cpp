@@ -165,9 +165,16 @@ void AddStoreOptions(CLI::App& verb, Options& options)
 
 } // namespace
 
-const char* CameraGroupName(CAM_REC_GROUP group) noexcept
+std::string CameraGroupName(CAM_REC_GROUP group)
 {
-    return group == CAM_REC_GROUP_EVENT ? "event" : "continuous";
+    switch (group) {
+    case CAM_REC_GROUP_CONTINUOUS:
+        return "continuous";
+    case CAM_REC_GROUP_EVENT:
+        return "event";
+    default:
+        return std::to_string(group);
+    }
 }
 
 CAM_REC_GROUP ParseCameraGroup(std::string_view verb, const std::string& name)

@@ -7,7 +7,8 @@
 
 #include "package/camera.h"
 
-const char* CameraGroupName(CAM_REC_GROUP group) noexcept;
+/// "continuous", "event", or the number of one that no camera has.
+std::string CameraGroupName(CAM_REC_GROUP group);
 
 /// "continuous", "event", or the number; ends the verb for another text.
 CAM_REC_GROUP ParseCameraGroup(std::string_view verb, const std::string& name);

@@ -6,8 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
-#include <set>
+#include <ranges>
 
 #include "fail.h"
 #include "package/alertevent.h"
@@ -15,41 +16,12 @@
 #include "package/dbadmin.h"
 #include "package/event.h"
 #include "package/recsweep.h"
-#include "sqlconversion.h"
 #include "vxrotatealertevt.h"
 #include "vxrotateevt.h"
 
 namespace {
 
 constexpr int SWEEP_ROWS = 1000;
-
-/// Type and device of all live alerts; each by one search of the index. @return 0; -1 (logged)
-int ListAlertDevices(const std::string& dbPath, std::map<int, std::list<int>>& devices)
-{
-    long long device = -1;
-    long long type = -1;
-    for (;;) {
-        DBResult_tag* pResult = nullptr;
-        const std::string sql = fmt::format(
-            "SELECT device_id, type FROM {} WHERE mark_as_del = 0 AND (device_id, type) > ({}, {}) "
-            "ORDER BY device_id, type LIMIT 1",
-            gszTableAlertEvent, device, type);
-        if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
-            return -1;
-        }
-        unsigned int row = 0;
-        const bool isFound = VxDBFetchRow(pResult, &row) == 0;
-        if (isFound) {
-            device = VxDB::FetchFieldAsNumber(pResult, row, "device_id");
-            type = VxDB::FetchFieldAsNumber(pResult, row, "type");
-            devices[static_cast<int>(type)].push_back(static_cast<int>(device));
-        }
-        VxDBFreeResult(pResult);
-        if (!isFound) {
-            return 0;
-        }
-    }
-}
 
 } // namespace
 
@@ -144,20 +116,17 @@ void RotateRounds::RotateAlertsOfType(int type, const std::list<int>& ids, long 
 
 void RotateRounds::RotateAlerts(long volBound, RoundResult& result)
 {
-    const std::string dbPath = RecDBPath(REC_KIND_ALERT);
     std::map<int, std::list<int>> devices;
-    if (::access(dbPath.c_str(), F_OK) != 0) {
-        return;
-    }
-    if (ListAlertDevices(dbPath, devices) != 0) {
+    if (ListAlertDevices(devices) != 0) {
         result.hasFailed = true;
         return;
     }
     for (auto& [type, ids] : devices) {
-        std::set<int> cameras;
+        std::map<int, std::list<int>> cameras;
         if (type == ALERT_TYPE_IVA) { // these are asked for by camera
-            result.hasFailed = GetAllCameraIds(cameras) != 0 || result.hasFailed;
-            ids.assign(cameras.begin(), cameras.end());
+            result.hasFailed = EnumIvaSettings(cameras) != 0 || result.hasFailed;
+            ids.clear();
+            std::ranges::copy(std::views::keys(cameras), std::back_inserter(ids));
         }
         RotateAlertsOfType(type, ids, volBound, result);
     }

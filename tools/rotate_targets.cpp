@@ -8,13 +8,14 @@
 #include <functional>
 #include <set>
 #include <utility>
+#include <vector>
 
+#include "camera_group.h"
 #include "package/camera.h"
 #include "package/dbadmin.h"
 #include "package/event.h"
 #include "package/recsweep.h"
 #include "package/rectask.h"
-#include "sqlconversion.h"
 #include "vxrotateevt.h"
 #include "vxrotatefaceevt.h"
 #include "vxrotatelapseevt.h"
@@ -33,8 +34,7 @@ RotateTarget CameraTarget(const Camera& camera, CAM_REC_GROUP group)
 {
     RotateTarget target;
     target.id = camera.GetId();
-    target.name = fmt::format("camera {} {} {}", camera.GetId(), camera.GetName(),
-                              group == CAM_REC_GROUP_CONTINUOUS ? "continuous" : "event");
+    target.name = fmt::format("camera {} {} {}", camera.GetId(), camera.GetName(), CameraGroupName(group));
     target.dbPath = RecDBPath(REC_KIND_EVENT);
     target.make = [camera, group](long volBound, const volatile int& runFlag, VxRotLogger& logger) {
         return std::make_unique<VxRotEvt>(camera, volBound, runFlag, logger, group);
@@ -88,40 +88,31 @@ RotateTarget TaskTarget(const RecTask& task)
     return target;
 }
 
-/// Calls `add` for each owner of live recordings that is not configured any more.
-int EachOwnerLeft(REC_KIND kind, const std::set<int>& known, const std::function<void(int)>& add)
+/// Owner and group of live recordings. @return 0 (also without a database); -1 (logged)
+int ListOwners(REC_KIND kind, std::vector<std::pair<int, int>>& owners)
 {
-    const RecTable& table = RecTableOf(kind);
     const std::string dbPath = RecDBPath(kind);
-    int last = 0;
-    for (bool isMore = Exists(dbPath); isMore;) {
-        DBResult_tag* pResult = nullptr;
-        const std::string sql = fmt::format("SELECT {0} FROM {1} WHERE mark_as_del = 0 AND {0} > {2} "
-                                            "ORDER BY {0} LIMIT 1",
-                                            table.owner, table.table, last);
-        if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
-            return -1;
-        }
-        unsigned int row = 0;
-        isMore = VxDBFetchRow(pResult, &row) == 0;
-        last = isMore ? static_cast<int>(VxDB::FetchFieldAsNumber(pResult, row, table.owner)) : last;
-        VxDBFreeResult(pResult);
-        if (isMore && !known.contains(last)) {
-            add(last);
+    return Exists(dbPath) ? ListRecOwners(kind, dbPath, owners) : 0;
+}
+
+/// Recordings of cameras that were removed, and of groups that no camera has.
+int AddCamerasLeft(const std::set<int>& known, std::list<RotateTarget>& targets)
+{
+    std::vector<std::pair<int, int>> owners;
+    if (ListOwners(REC_KIND_EVENT, owners) != 0) {
+        return -1;
+    }
+    for (const auto& [id, group] : owners) {
+        if (!known.contains(id) || group >= CAM_REC_GROUP_COUNT) {
+            Camera left;
+            if (!known.contains(id) || left.Load(id) != 0) {
+                left.SetId(id);
+                left.SetName(REMOVED);
+            }
+            targets.push_back(CameraTarget(left, static_cast<CAM_REC_GROUP>(group)));
         }
     }
     return 0;
-}
-
-int AddCamerasLeft(const std::set<int>& known, std::list<RotateTarget>& targets)
-{
-    return EachOwnerLeft(REC_KIND_EVENT, known, [&targets](int id) {
-        Camera gone;
-        gone.SetId(id);
-        gone.SetName(REMOVED);
-        targets.push_back(CameraTarget(gone, CAM_REC_GROUP_CONTINUOUS));
-        targets.push_back(CameraTarget(gone, CAM_REC_GROUP_EVENT));
-    });
 }
 
 int AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<RotateTarget>& targets)
@@ -133,7 +124,14 @@ int AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<Rotat
         targets.push_back(TaskTarget(gone));
     };
     if (kind != RecTask::ARCHIVE) {
-        return EachOwnerLeft(RecTask(kind).GetRecKind(), known, add);
+        std::vector<std::pair<int, int>> owners;
+        const int result = ListOwners(RecTask(kind).GetRecKind(), owners);
+        for (const auto& owner : owners) {
+            if (!known.contains(owner.first)) {
+                add(owner.first);
+            }
+        }
+        return result;
     }
     for (const std::string& path : VxDB::ListDatabases()) { // each archive has one of its own
         if (const int id = ArchPullUtils::GetTaskId(path); id > 0 && !known.contains(id)) {

@@ -99,11 +99,10 @@ struct Head {
     bool operator>(const Head& other) const noexcept { return slice.stopTime > other.slice.stopTime; }
 };
 
-/// Megabytes that are marked in a database; not those of paths that lead out of rec/, which no sweep frees.
+/// Megabytes that are marked in a database. What a sweep refused to delete has no size any more.
 int AddComing(const std::string& dbPath, REC_KIND kind, long long& bytes)
 {
-    const std::string sql = fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1 AND "
-                                        "(path = '' OR '/' || path || '/' NOT GLOB '*/[./]*')",
+    const std::string sql = fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1",
                                         RecTableOf(kind).table);
     return Query(dbPath, sql, [&bytes](DBResult_tag* pRows, unsigned int row) {
         bytes += VxDB::FetchFieldAsNumber(pRows, row, "bytes");

@@ -104,6 +104,19 @@ try {
     return -1;
 }
 
+const RotLimits& Camera::GetLimits(CAM_REC_GROUP group) const noexcept
+{
+    static constexpr RotLimits NONE;
+    return group >= 0 && group < CAM_REC_GROUP_COUNT ? m_limits[group] : NONE;
+}
+
+void Camera::SetLimits(CAM_REC_GROUP group, const RotLimits& limits) noexcept
+{
+    if (group >= 0 && group < CAM_REC_GROUP_COUNT) {
+        m_limits[group] = limits;
+    }
+}
+
 long long Camera::GetOccupiedSizeMB(CAM_REC_GROUP group) const noexcept
 {
     long long sizeMB = 0;

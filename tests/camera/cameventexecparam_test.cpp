@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr auto MAIN = CAM_REC_GROUP_MAIN;
-constexpr auto SECOND = CAM_REC_GROUP_SECOND;
+constexpr auto MAIN = CAM_REC_GROUP_CONTINUOUS;
+constexpr auto SECOND = CAM_REC_GROUP_EVENT;
 constexpr auto CUSTOM_1 = CustomFlags::CUSTOM_1;
 constexpr auto CUSTOM_2 = CustomFlags::CUSTOM_2;
 

@@ -95,7 +95,7 @@ TEST_F(RotatePassTest, EachLoopEndsAfterItsBatch)
         EXPECT_EQ(pRotator->Start(), 0);
         g_sqlWatch = {};
         EXPECT_EQ(world.Marked(given.target).size(), 1000U) << given.target << given.days << given.sizeMB;
-        EXPECT_NE(log.TakeText("rotate/vxrotate LogFinish").find(given.volBound > 0 ? "=> 1000" : "=> 0"),
+        EXPECT_NE(log.TakeText("rotate/vxrotate DoRotate").find(given.volBound > 0 ? "=> 1000" : "=> 0"),
                   std::string::npos);
         EXPECT_FALSE(pRotator->IsDoRotate());
     }
@@ -116,17 +116,60 @@ TEST_F(RotatePassTest, LinesAreTheAgreedOnes)
     EXPECT_EQ(
         text,
         "DEBUG rotate/vxrotate Start: Start event rotation [event.db]\n"
-        "DEBUG rotate/vxrotate LogStart: Start rotate event [event.db:event]: TgtId: [7], Total Size [3MB], "
+        "DEBUG rotate/vxrotate DoRotate: Start rotate event [event.db:event]: TgtId: [7], Total Size [3MB], "
         "BoundTm: [1600000060], Days: [0], SizeLimit: [1MB], NumLimit: [0]\n"
         "TRACE rotate/vxrotate RemoveEventsFromDBByTime: Remove 1 events (1MB) by boundTime [1600000060].\n"
         "TRACE rotate/vxrotate RemoveEventsBySizeWithUpperbound: Rotate by size, limit: [1.000000] MB, sql: "
         "[SELECT * FROM event WHERE mark_as_del = 0 AND camera_id = 7 AND rec_group = 0 ORDER BY stop_time "
         "LIMIT 1000]\n"
         "TRACE rotate/vxrotate RemoveEventsFromDBByTime: Remove 0 events (0MB) by boundTime [1600000120].\n"
-        "INFO rotate/vxrotate LogFinish: Finish rotate events [event.db:event]: TgtId: [7], BoundTm: "
+        "INFO rotate/vxrotate DoRotate: Finish rotate events [event.db:event]: TgtId: [7], BoundTm: "
         "[1600000060], Days: [0], SizeLimit: [1MB], NumLimit: [0]\n=> 1 (1MB) by vol space, 0 (0MB) by date, "
         "1 (1MB) by size, 0 (0MB) by num.\nOccupied Size: [3MB -> 1MB]\n"
         "DEBUG rotate/vxrotate Stop: Stop event rotation [event.db].\n");
+}
+
+// Catches: recordings of a camera's own tasks that stay for ever, a failure of theirs that fails the camera's step, or
+// a line under the name of a helper.
+TEST_F(RotatePassTest, TasksOnACameraGoByItsDays)
+{
+    m_world.Add(CAMERA, {});
+    DvaCoreRotateSettings task;
+    const auto pass = [this] {
+        LogCapture log;
+        EXPECT_EQ(m_world.Make(CAMERA, 0, 30, 0, 0)->Start(), 0);
+        return log.TakeText("rotate/vxrotateevt");
+    };
+    const std::string here = "rotate/vxrotateevt DoRotateByDate: ";
+    EXPECT_EQ(pass(), here + "camera id 7 dones't have any task, early return.\n");
+    task.SetCamId(7);
+    task.SetOnCamera(true);
+    ASSERT_EQ(task.Save(), 0);
+    m_world.Add(DVA,
+                {{1, task.GetId(), OLD, OLD + 50}, {2, task.GetId(), g_fakeWallSec - DAY, g_fakeWallSec}});
+    EXPECT_EQ(pass(), "");
+    EXPECT_EQ(m_world.Marked(DVA), std::set{1});
+    m_world.Run(RotWorld::Path(DVA), std::string("DELETE FROM ") + gszTableRecVolume);
+    EXPECT_EQ(pass(), here + "Failed to del iva rec for orvocam[7].\n");
+}
+
+// Catches: a query that asks something else, or that takes a failure for an answer.
+TEST_F(RotatePassTest, QueriesOverATableAndAClause)
+{
+    m_world.AddMany(CAMERA, 5, OLD);
+    const std::string where = "WHERE mark_as_del = 0 AND camera_id = 7 AND rec_group = 0";
+    std::string ran;
+    g_sqlWatch.before = [&ran](const std::string&, const std::string& sql) { ran = sql; };
+    EXPECT_EQ(GetRotatableCount("event", where), 5);
+    EXPECT_EQ(ran, "SELECT COUNT(*) AS count FROM event " + where);
+    EXPECT_EQ(GetRotBoundTimeFromRetainNum("event", where, 2), OLD + 120);
+    EXPECT_EQ(ran, "SELECT start_time FROM event " + where + " ORDER BY start_time DESC LIMIT 1 OFFSET 2");
+    EXPECT_EQ(GetRotBoundTimeFromRetainNum("event", where, 9), 0);
+    EXPECT_EQ(GetOldestStartTime("event", "", where), OLD);
+    EXPECT_EQ(GetOldestStartTime("event", "event_live_start", where), OLD);
+    EXPECT_EQ(ran, "SELECT start_time FROM event  INDEXED BY event_live_start " + where +
+                       " ORDER BY start_time LIMIT 1");
+    EXPECT_EQ(GetOldestStartTime("event", "no_such_index", where), -1);
 }
 
 /// A rotator whose steps fail as they are told to.

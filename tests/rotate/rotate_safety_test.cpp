@@ -66,6 +66,18 @@ TEST_F(RotateSafetyTest, AbsurdLimitsRemoveNothing)
     EXPECT_EQ(camera.GetLimits(CAM_REC_GROUP_CONTINUOUS).sizeMB, 2147483647);
 }
 
+// Catches: marks without their counters, of the box or of an archive.
+TEST_F(RotateSafetyTest, MarksAndCountersAreOneTransaction)
+{
+    for (const TARGET target : {CAMERA, ARCHIVE}) {
+        m_world.AddMany(target, 3, OLD);
+        m_world.Run(RotWorld::Path(target), std::string("DROP TABLE ") + gszTableRecordingCount);
+        EXPECT_EQ(m_world.Make(target, 0, 0, 1, 0)->Start(), 1);
+        EXPECT_EQ(m_world.Make(target, OLD + 1000, 0, 0, 0)->Start(), 0) << "a time step does not fail";
+        EXPECT_TRUE(m_world.Marked(target).empty()) << target;
+    }
+}
+
 // Catches: rows that go while their files stay, since the volume was unmounted in the middle of a sweep.
 TEST_F(RotateSafetyTest, VolumeThatIsUnmountedInASweepKeepsItsRows)
 {

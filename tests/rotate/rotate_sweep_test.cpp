@@ -63,6 +63,18 @@ TEST_F(RotateSweepTest, GoesInListsAndGoesOnAfterAnInterruption)
               "rotate/vxrotateevt DeleteMarkAsDelEvt: [1500] mark_as_del events have been deleted.\n");
 }
 
+// Catches: rows that two sweeps count both.
+TEST_F(RotateSweepTest, TwoAtOnceShareTheRows)
+{
+    m_world.AddMany(CAMERA, 3000, 1'600'000'000, true, true);
+    int deleted[2] = {};
+    const auto sweep = [&](int i) { EXPECT_EQ(DeleteMarkAsDelEvt(m_world.m_runFlag, 0, 0, deleted[i]), 0); };
+    std::thread other(sweep, 1);
+    sweep(0);
+    other.join();
+    EXPECT_EQ(deleted[0] + deleted[1], 3000);
+}
+
 // Catches: a row that cannot be swept and hides that it stays, or ends the sweep of the others.
 TEST_F(RotateSweepTest, PathThatLeadsOutIsRefusedAndTold)
 {
@@ -73,8 +85,27 @@ TEST_F(RotateSweepTest, PathThatLeadsOutIsRefusedAndTold)
     EXPECT_EQ(DeleteMarkAsDelEvt(m_world.m_runFlag, 7, 0, deleted), -1);
     EXPECT_EQ(deleted, 2);
     EXPECT_EQ(m_world.Marked(ARCHIVE), std::set{1});
+    EXPECT_EQ(m_world.All(ARCHIVE)[0].size, 0) << "it counts as coming free";
     EXPECT_NE(log.TakeText("rotate/").find("Error when delete archive task [7] mark_as_del events.\n"),
               std::string::npos);
+}
+
+/// The last argument of each entry of the users' log, as JSON, and the id of its message.
+std::vector<std::pair<unsigned, Json::Value>> LogEntries()
+{
+    std::vector<std::pair<unsigned, Json::Value>> entries;
+    DBResult_tag* pResult = nullptr;
+    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "SELECT log_id, args FROM log ORDER BY id", &pResult), 0);
+    for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
+        Json::Value args;
+        Json::Value entry;
+        std::string error;
+        EXPECT_TRUE(JsonRead(VxDBFetchField(pResult, row, "args"), args, error));
+        EXPECT_TRUE(JsonRead(args[args.size() - 1].asString(), entry, error));
+        entries.emplace_back(static_cast<unsigned>(VxDB::FetchFieldAsNumber(pResult, row, "log_id")), entry);
+    }
+    VxDBFreeResult(pResult);
+    return entries;
 }
 
 // ---- whether a task needs a pass
@@ -190,6 +221,37 @@ TEST_F(RotateAlertTest, EmptyListRunsNothingAndCamerasStandForTheirDevices)
     EXPECT_EQ(m_world.m_logger.TotalDelCnt(VX_LOG_TYPE_BY_DATE), 2);
 }
 
+// Catches: alerts of a removed task that stay for ever; a task's number that is taken for a camera's in a report; a
+// device that cannot be read and passes for one without alerts.
+TEST_F(RotateAlertTest, DevicesWithoutTaskGoAndReportsNameCameras)
+{
+    Camera camera;
+    camera.SetName("door");
+    ASSERT_EQ(camera.Save(), 0);
+    DvaCoreRotateSettings task;
+    ASSERT_EQ(task.Save(), 0);
+    task.SetId(0);
+    task.SetCamId(camera.GetId());
+    ASSERT_EQ(task.Save(), 0);
+    AddAlerts(task.GetId(), ALERT_TYPE_IVA, 2, 1'600'000'000);
+    AddAlerts(88, ALERT_TYPE_IVA, 3, 1'600'000'000);
+    std::map<int, std::list<int>> devices;
+    ASSERT_EQ(EnumIvaSettings(devices), 0);
+    EXPECT_EQ(devices, (std::map<int, std::list<int>>{{0, {1, 88}}, {camera.GetId(), {task.GetId()}}}));
+    g_sqlWatch.before = [](const std::string& dbPath, const std::string& sql) {
+        if (sql.find("device_id = 88") != std::string::npos) {
+            RotWorld::Run(dbPath, "DROP TABLE alert_event");
+        }
+    };
+    EXPECT_EQ(Rotate(ALERT_TYPE_IVA, 1, {camera.GetId()}, 0), 0);
+    m_world.m_logger.Log();
+    EXPECT_EQ(LogEntries().at(0).second["camName"].asString(), "door");
+    LogCapture log;
+    EXPECT_EQ(Rotate(ALERT_TYPE_IVA, 1, {0}, 0), -1);
+    EXPECT_EQ(log.TakeText("rotate/"),
+              "rotate/vxrotatealertevt DispatchAlertDeletion: Failed to list alerts of device [88].\n");
+}
+
 // Catches: marks that become visible one by one, an alert that is lost to the script, or a lock that is not given
 // back.
 TEST_F(RotateAlertTest, ScriptIsWholeBesideAReaderAndAWriter)
@@ -224,24 +286,6 @@ TEST_F(RotateAlertTest, ScriptIsWholeBesideAReaderAndAWriter)
 }
 
 // ---- the logger
-
-/// The last argument of each entry of the users' log, as JSON, and the id of its message.
-std::vector<std::pair<unsigned, Json::Value>> LogEntries()
-{
-    std::vector<std::pair<unsigned, Json::Value>> entries;
-    DBResult_tag* pResult = nullptr;
-    EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, "SELECT log_id, args FROM log ORDER BY id", &pResult), 0);
-    for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
-        Json::Value args;
-        Json::Value entry;
-        std::string error;
-        EXPECT_TRUE(JsonRead(VxDBFetchField(pResult, row, "args"), args, error));
-        EXPECT_TRUE(JsonRead(args[args.size() - 1].asString(), entry, error));
-        entries.emplace_back(static_cast<unsigned>(VxDB::FetchFieldAsNumber(pResult, row, "log_id")), entry);
-    }
-    VxDBFreeResult(pResult);
-    return entries;
-}
 
 // Catches: an entry without its target or its names, a number step that is listed, names that fill the memory, a
 // target that is gone and is not told at all.
@@ -280,6 +324,32 @@ TEST_F(RotateSweepTest, LoggerWritesEntriesOfWhatPassesRemoved)
     EXPECT_EQ(LogEntries().size(), 3U);
     EXPECT_EQ(logger.FlushLog(), 0);
     EXPECT_EQ(LogEntries().size(), 4U);
+}
+
+// Catches: a kind that writes an entry a camera, or names that nobody knows; a type that is flushed and not cleared.
+TEST_F(RotateSweepTest, BookmarksAndDetectionsAreToldTogether)
+{
+    VxBookmarkRotLogger bookmarks;
+    VxDetectionEventRotLogger detections;
+    for (VxRotLogger* const pLogger :
+         {static_cast<VxRotLogger*>(&bookmarks), static_cast<VxRotLogger*>(&detections)}) {
+        for (const int camera : {3, 4}) {
+            IdNameListMap names{{camera, {"name" + std::to_string(camera)}}};
+            pLogger->UpdDelCnt(camera, 0, 0, 2, 1);
+            pLogger->UpdCamDelList(camera, nullptr, nullptr, &names, nullptr);
+        }
+        std::map<VX_LOG_TYPE, bool> types{{VX_LOG_TYPE_BY_DATE, true}, {VX_LOG_TYPE_BY_NUM, false}};
+        EXPECT_EQ(pLogger->FlushLog(types), 0);
+        EXPECT_FALSE(types[VX_LOG_TYPE_BY_DATE]);
+    }
+    const auto entries = LogEntries();
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_EQ(entries[0].first, Vx_LOG_ID_BOOKMARK_ROTATED);
+    EXPECT_EQ(entries[0].second["count"].asInt(), 4);
+    EXPECT_EQ(entries[0].second["fileList"].size(), 2U);
+    EXPECT_EQ(entries[1].first, Vx_LOG_ID_DETECTION_ROTATED);
+    EXPECT_EQ(entries[1].second["count"].asInt(), 4);
+    EXPECT_EQ(entries[1].second["fileList"].size(), 0U);
 }
 
 // Catches: a notification without its targets, one each round, or a kind that names no camera.

@@ -158,6 +158,10 @@ TEST_P(RotateWorldsTest, NoStatementScansOrSorts)
                                                      1000, afterId, deleted),
               0);
     EXPECT_EQ(deleted, 50);
+    EventFilterParam ofAllCameras;
+    ofAllCameras.stopBefore = static_cast<long>(g_fakeWallSec);
+    long long count = 0;
+    EXPECT_EQ(EventCntGetAll(ofAllCameras, count) + MarkEvtAsDel(ofAllCameras, nullptr), 0);
     g_sqlWatch = {};
     EXPECT_GE(statements.size(), 5U);
     const std::string table = RotWorld::Table(target);

@@ -112,13 +112,16 @@ TEST_F(RotateToolTest, RecordingsWithoutTaskOrSizeMakeRoom)
         door.push_back({i + 1, 7, m_now - DAY + 60 * i, m_now - DAY + 60 * i + 50, 0});
     }
     m_world.Add(CAMERA, door);
-    m_world.Run(RotWorld::Path(CAMERA), "UPDATE event SET path = '1/../../x' WHERE id = 900;");
+    m_world.Run(RotWorld::Path(CAMERA), "UPDATE event SET path = '1/../../x' WHERE id = 900;"
+                                        "UPDATE event SET rec_group = 5 WHERE id = 1;");
+    ExpectVx({"event", "sweep", "--yes"}, 1, "not all could be deleted");
     ExpectVx({"rotate", "plan", "--reserve", "999999999"}, 0, "iva 7 (removed)");
     VxJson({"rotate", "run", "--once", "--no-sweep", "--reserve", ReserveMissing(1'000'000)});
     for (const TARGET target : {ARCHIVE, LAPSE, DVA, FACE}) {
         EXPECT_EQ(RotWorld::Marked(target).size(), RotWorld::All(target).size()) << target;
     }
     EXPECT_EQ(RotWorld::Marked(CAMERA).size(), 101U);
+    EXPECT_TRUE(RotWorld::Marked(CAMERA).contains(1)) << "the group that no camera has";
 }
 
 // Catches: a removal after the database was lost or while the volume is away, or one that is not told.
@@ -138,7 +141,7 @@ TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
     EXPECT_EQ(RotWorld::FileCount(), 10);
 }
 
-// Catches: a daemon that does not end when it is told to, or ends before its reports are written.
+// Catches: a daemon that does not end when it is told to, ends before its reports are written, or runs twice.
 TEST_F(RotateToolTest, SigtermEndsTheDaemonCleanly)
 {
     m_world.AddMany(CAMERA, 30, m_now - 40 * DAY, false, true);
@@ -147,6 +150,7 @@ TEST_F(RotateToolTest, SigtermEndsTheDaemonCleanly)
     ASSERT_TRUE(daemon.WaitForOutput("30 record(s) deleted"));
     m_world.AddMany(CAMERA, 10, m_now - 40 * DAY, false, true);
     ASSERT_TRUE(daemon.WaitForOutput("10 record(s) deleted"));
+    ExpectVx({"rotate", "run", "--once"}, 4, "another process rotates already");
     daemon.End();
     std::string count;
     ASSERT_EQ(VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG,

@@ -48,6 +48,11 @@ private:
     int m_days = 0;
 };
 
-/// The analytics tasks of each camera: camera id to the device ids of its alerts.
+/// Type of alert to the devices that have live ones; each by one search of the index.
+/// @return 0 (also without a database); -1 (logged), `devices` unchanged.
+[[nodiscard]] VX_API int ListAlertDevices(std::map<int, std::list<int>>& devices) noexcept;
+
+/// The analytics tasks of each camera: camera id to the device ids of its alerts. Under 0: the tasks without a
+/// camera, and the devices of alerts whose task is gone.
 /// @return 0; -1 (logged), `devices` unchanged.
 [[nodiscard]] VX_API int EnumIvaSettings(std::map<int, std::list<int>>& devices) noexcept;

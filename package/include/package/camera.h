@@ -7,15 +7,9 @@
 #include <string>
 
 #include "package/export.h"
+#include "package/recgroup.h"
 #include "package/rotinfo.h"
 #include "package/rotlimits.h"
-
-/// Recording groups of a camera; each has limits of its own.
-enum CAM_REC_GROUP : int {
-    CAM_REC_GROUP_CONTINUOUS = 0, ///< what is recorded all the time
-    CAM_REC_GROUP_EVENT = 1,      ///< what a rule or a person asked to record
-    CAM_REC_GROUP_COUNT = 2,
-};
 
 /// The ids of all cameras.
 ///
@@ -41,12 +35,13 @@ public:
     bool IsEnabled() const noexcept { return m_enabled; }
     void SetEnabled(bool on) noexcept { m_enabled = on; }
 
-    const RotLimits& GetLimits(CAM_REC_GROUP group) const noexcept { return m_limits[group]; }
-    void SetLimits(CAM_REC_GROUP group, const RotLimits& limits) noexcept { m_limits[group] = limits; }
-    bool IsRotateByDate(CAM_REC_GROUP group) const noexcept { return m_limits[group].byDate; }
-    int GetRotateDays(CAM_REC_GROUP group) const noexcept { return m_limits[group].days; }
-    bool IsRotateBySize(CAM_REC_GROUP group) const noexcept { return m_limits[group].bySize; }
-    int GetRotateSizeMB(CAM_REC_GROUP group) const noexcept { return m_limits[group].sizeMB; }
+    /// A group that a row names but no camera has is without limits.
+    const RotLimits& GetLimits(CAM_REC_GROUP group) const noexcept;
+    void SetLimits(CAM_REC_GROUP group, const RotLimits& limits) noexcept;
+    bool IsRotateByDate(CAM_REC_GROUP group) const noexcept { return GetLimits(group).byDate; }
+    int GetRotateDays(CAM_REC_GROUP group) const noexcept { return GetLimits(group).days; }
+    bool IsRotateBySize(CAM_REC_GROUP group) const noexcept { return GetLimits(group).bySize; }
+    int GetRotateSizeMB(CAM_REC_GROUP group) const noexcept { return GetLimits(group).sizeMB; }
     /// Megabytes of the group's live events now, a begun one counted as whole; 0 (logged) if it cannot be
     /// read.
     long long GetOccupiedSizeMB(CAM_REC_GROUP group) const noexcept;

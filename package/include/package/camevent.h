@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "package/export.h"
+#include "package/recgroup.h"
 
 /// The state of one event source at one moment. Copied whole; two statuses with the same pair of
 /// timestamp words are the same report.
@@ -44,12 +45,6 @@ constexpr bool IsConnFailed(CONN_STATUS status) noexcept
 {
     return (status >= 2 && status <= 6) || (status >= 13 && status <= 17);
 }
-
-/// The two recordings that a camera may keep. The number is stored with every event.
-enum CAM_REC_GROUP : int {
-    CAM_REC_GROUP_MAIN = 0,
-    CAM_REC_GROUP_SECOND = 1,
-};
 
 /// Where a camera's recording decision is made while the box itself cannot reach it.
 enum EDGE_METHOD : int {

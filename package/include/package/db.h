@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "package/dbtables.h"
@@ -41,6 +42,8 @@ enum DB_INSTANCE : int {
 class VX_API Transaction {
 public:
     explicit Transaction(DB_INSTANCE instance) noexcept : m_instance(instance) {}
+    /// On the database file at `path`, as Executep() takes it.
+    explicit Transaction(std::string path) noexcept : m_path(std::move(path)) {}
     ~Transaction();
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
@@ -52,8 +55,10 @@ public:
 
 private:
     int End(bool isCommit) noexcept;
+    std::string Path() const;
 
-    DB_INSTANCE m_instance;
+    DB_INSTANCE m_instance = DB_INSTANCE_COUNT;
+    std::string m_path; ///< empty: that of the instance
     bool m_isOpen = false;
 };
 

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "package/export.h"
 #include "package/rectable.h"
@@ -70,6 +72,11 @@ namespace RecDirSpcChecker {
 /// A share that cannot be looked at has not reached its limit.
 VX_API bool IsRecordingShareReachLimit(const std::string& sharePath) noexcept;
 } // namespace RecDirSpcChecker
+
+/// Owner and group (0 for kinds without) of all live records of a database, in order; each by one search of the
+/// index. @return 0; -1 (logged), `owners` unchanged.
+[[nodiscard]] VX_API int ListRecOwners(REC_KIND kind, const std::string& dbPath,
+                                       std::vector<std::pair<int, int>>& owners) noexcept;
 
 /// Size of the live records of an owner, megabytes, a begun one counted as whole. @return 0; -1 (logged).
 [[nodiscard]] VX_API int GetTotalRecordSize(REC_KIND kind, int ownerId, long long& sizeMB) noexcept;

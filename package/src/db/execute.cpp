@@ -111,11 +111,17 @@ VxDB::Transaction::~Transaction()
     }
 }
 
+std::string VxDB::Transaction::Path() const
+{
+    return m_path.empty() ? GetDBPath(m_instance) : m_path;
+}
+
 int VxDB::Transaction::Begin() noexcept
 try {
     static_cast<void>(GetPackageDir(PackageDir::DB)); // when it cannot be made, opening says so
-    const DbOutcome outcome = m_isOpen ? DbOutcome{DbFault::SQL, "it is open"}
-                                       : BeginOnPath(GetDBPath(m_instance), SchemaOf(m_instance));
+    const std::string path = Path();
+    const DbOutcome outcome =
+        m_isOpen ? DbOutcome{DbFault::SQL, "it is open"} : BeginOnPath(path, SchemaOfPath(path));
     if (!outcome.Ok()) {
         PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to begin a transaction on %s.\n", outcome.text.c_str());
         return -1;
@@ -123,8 +129,8 @@ try {
     m_isOpen = true;
     return 0;
 } catch (const std::exception& e) {
-    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to begin a transaction on database %d: %s.\n",
-            static_cast<int>(m_instance), e.what());
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to begin a transaction on database [%d%s]: %s.\n",
+            static_cast<int>(m_instance), m_path.c_str(), e.what());
     return -1;
 }
 
@@ -135,7 +141,7 @@ int VxDB::Transaction::Commit() noexcept
 
 int VxDB::Transaction::End(bool isCommit) noexcept
 try {
-    const DbOutcome outcome = m_isOpen ? EndOnPath(GetDBPath(m_instance), isCommit)
+    const DbOutcome outcome = m_isOpen ? EndOnPath(Path(), isCommit)
                                        : DbOutcome{DbFault::SQL, "a transaction that was never begun"};
     m_isOpen = false;
     if (!outcome.Ok()) {
@@ -144,7 +150,7 @@ try {
     }
     return 0;
 } catch (const std::exception& e) {
-    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to end a transaction on database %d: %s.\n",
-            static_cast<int>(m_instance), e.what());
+    PKG_LOG(LOG_CATEG_DB, LOG_LEVEL_ERR, "Failed to end a transaction on database [%d%s]: %s.\n",
+            static_cast<int>(m_instance), m_path.c_str(), e.what());
     return -1;
 }

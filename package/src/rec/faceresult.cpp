@@ -65,8 +65,7 @@ int MarkFaces(FaceRequest& request, RotInfo& info, long long& bytes)
     FaceEventFilter& filter = request.filter;
     std::vector<std::pair<int, int>> owners{{filter.taskId, 0}};
     if (filter.taskId == 0 && filter.ids.empty()) {
-        owners.clear();
-        if (ListOwners(REC_KIND_FACE, RecDBPath(REC_KIND_FACE), owners) != 0) {
+        if (ListRecOwners(REC_KIND_FACE, RecDBPath(REC_KIND_FACE), owners) != 0) {
             return -1;
         }
     }

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // package/src/rec/recfilter.cpp - the conditions of each kind of record, and the events that they select.
 #include <exception>
+#include <tuple>
 
 #include "package/event.h"
 #include "package/faceresult.h"
 #include "package/ivaevent.h"
 #include "package/lapserec.h"
+#include "package/recsweep.h"
 #include "pkglog.h"
+#include "recmark_internal.h"
 #include "recrows_internal.h"
 
 namespace {
@@ -87,15 +90,42 @@ std::string EventFilterParam::GetWhereStr() const
     return where.Text();
 }
 
-int EventCntGetAll(const EventFilterParam& filter, long long& count) noexcept
-try {
-    std::int64_t found = 0;
-    if (LoadNumber(filter.GetDBPath(),
-                   std::string("SELECT COUNT(*) AS n FROM ") + gszTableEvent + " " + filter.GetWhereStr(),
-                   found) != 0) {
+int ListSelectedOwners(const EventFilterParam& filter, std::vector<std::pair<int, int>>& owners)
+{
+    owners.assign(1, {filter.camId, filter.recGroup});
+    if (filter.camId > 0 && filter.recGroup >= 0) {
+        return 0;
+    }
+    if (ListRecOwners(REC_KIND_EVENT, filter.GetDBPath(), owners) != 0) {
         return -1;
     }
-    count = found;
+    std::erase_if(owners, [&](const auto& owner) {
+        return (filter.camId > 0 && owner.first != filter.camId) ||
+               (filter.recGroup >= 0 && owner.second != filter.recGroup);
+    });
+    return 0;
+}
+
+int EventCntGetAll(const EventFilterParam& filter, long long& count) noexcept
+try {
+    std::vector<std::pair<int, int>> owners{{filter.camId, filter.recGroup}};
+    if (filter.stopBefore > 0 && filter.ids.empty() && filter.mark == EventFilterParam::MARK_LIVE &&
+        ListSelectedOwners(filter, owners) != 0) {
+        return -1;
+    }
+    EventFilterParam part = filter;
+    long long sum = 0;
+    for (const auto& owner : owners) {
+        std::tie(part.camId, part.recGroup) = owner;
+        std::int64_t found = 0;
+        if (LoadNumber(filter.GetDBPath(),
+                       std::string("SELECT COUNT(*) AS n FROM ") + gszTableEvent + " " + part.GetWhereStr(),
+                       found) != 0) {
+            return -1;
+        }
+        sum += found;
+    }
+    count = sum;
     return 0;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to count events [%s].\n", error.what());

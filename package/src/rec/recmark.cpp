@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <optional>
 
 #include "package/camera.h"
 #include "package/event.h"
@@ -74,25 +73,19 @@ void TakeRows(const RecMarkTask& task, const std::string& dbPath, RecRows& rows,
     }
 }
 
-/// Marks and counts in one transaction where the database allows it.
+/// Marks and counts, both or neither.
 int MarkBatch(const RecMarkTask& task, const std::string& dbPath, int limit, MarkedBatch& batch)
 {
-    std::optional<VxDB::Transaction> transaction;
-    if (task.kind == REC_KIND_EVENT && task.archTaskId == 0) {
-        transaction.emplace(VxDB::DB_EVENT);
-        if (transaction->Begin() != 0) {
-            return -1;
-        }
-    }
+    VxDB::Transaction transaction(dbPath);
     RecRows rows;
-    if (rows.Load(dbPath, MarkSql(task, limit)) != 0) {
+    if (transaction.Begin() != 0 || rows.Load(dbPath, MarkSql(task, limit)) != 0) {
         return -1;
     }
     TakeRows(task, dbPath, rows, batch);
     if (!batch.counted.empty() && RecordingCount::SubRecCounts(dbPath, batch.counted) != 0) {
         return -1;
     }
-    return transaction ? transaction->Commit() : 0;
+    return transaction.Commit();
 }
 
 void NotifyListUpdate(REC_KIND kind, const std::list<Event>& events)
@@ -182,13 +175,13 @@ int MarkRecords(const RecMarkTask& task, RotInfo* info)
     return 0;
 }
 
-int ListOwners(REC_KIND kind, const std::string& dbPath, std::vector<std::pair<int, int>>& owners)
-{
+int ListRecOwners(REC_KIND kind, const std::string& dbPath, std::vector<std::pair<int, int>>& owners) noexcept
+try {
     const RecTable& table = RecTableOf(kind);
     const bool isEvent = kind == REC_KIND_EVENT;
     const std::string columns = std::string(table.owner) + (isEvent ? ", rec_group" : "");
-    std::pair<int, int> last{0, -1};
-    for (;;) {
+    std::vector<std::pair<int, int>> found;
+    for (std::pair<int, int> last{0, -1};; found.push_back(last)) {
         const std::string after = isEvent ? std::to_string(last.first) + "," + std::to_string(last.second)
                                           : std::to_string(last.first);
         RecRows rows;
@@ -197,11 +190,14 @@ int ListOwners(REC_KIND kind, const std::string& dbPath, std::vector<std::pair<i
             return -1;
         }
         if (!rows.Next()) {
+            owners = std::move(found);
             return 0;
         }
         last = {rows.Int(table.owner), isEvent ? rows.Int("rec_group") : 0};
-        owners.push_back(last);
     }
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to list owners [%s].\n", error.what());
+    return -1;
 }
 
 int MarkEvtAsDel(const EventFilterParam& filter, RotInfo* info, bool notify,
@@ -212,15 +208,8 @@ try {
         return -1;
     }
     std::vector<std::pair<int, int>> owners{{filter.camId, filter.recGroup}};
-    if (filter.ids.empty() && (filter.camId < 1 || filter.recGroup < 0)) { // one search of the index for each
-        owners.clear();
-        if (ListOwners(REC_KIND_EVENT, filter.GetDBPath(), owners) != 0) {
-            return -1;
-        }
-        std::erase_if(owners, [&](const auto& owner) {
-            return (filter.camId > 0 && owner.first != filter.camId) ||
-                   (filter.recGroup >= 0 && owner.second != filter.recGroup);
-        });
+    if (filter.ids.empty() && ListSelectedOwners(filter, owners) != 0) {
+        return -1;
     }
     EventFilterParam part = filter;
     part.mark = EventFilterParam::MARK_LIVE;
@@ -252,8 +241,7 @@ int MarkTaskRecords(REC_KIND kind, Filter filter, RotInfo* info, bool notify)
     }
     std::vector<std::pair<int, int>> owners{{filter.taskId, 0}};
     if (filter.taskId < 1 && filter.ids.empty()) {
-        owners.clear();
-        if (ListOwners(kind, RecDBPath(kind), owners) != 0) {
+        if (ListRecOwners(kind, RecDBPath(kind), owners) != 0) {
             return -1;
         }
     }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "package/event.h"
 #include "package/rectable.h"
 #include "package/rotinfo.h"
 
@@ -28,10 +29,10 @@ struct RecMarkTask {
 /// @return 0; -1 (logged).
 [[nodiscard]] int MarkRecords(const RecMarkTask& task, RotInfo* info);
 
+/// Camera and group of the live events that a filter without ids selects, so that each is one search of the index.
+/// @return 0; -1 (logged).
+[[nodiscard]] int ListSelectedOwners(const EventFilterParam& filter,
+                                     std::vector<std::pair<int, int>>& owners);
+
 /// Deletes the bookmarks of events. @return 0; -1 (logged).
 [[nodiscard]] int DeleteBookmarks(int archTaskId, const std::list<std::int64_t>& ids);
-
-/// Owner and group (0 for kinds without) of all live records of a database, in order; each by one search of
-/// the index. @return 0; -1 (logged).
-[[nodiscard]] int ListOwners(REC_KIND kind, const std::string& dbPath,
-                             std::vector<std::pair<int, int>>& owners);

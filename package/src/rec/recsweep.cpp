@@ -2,8 +2,11 @@
 // package/src/rec/recsweep.cpp - deletion of marked records: the mark durable, then the file, then the row.
 #include "package/recsweep.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <exception>
 #include <map>
 #include <utility>
@@ -15,6 +18,7 @@
 #include "recfiles_internal.h"
 #include "recmark_internal.h"
 #include "recrows_internal.h"
+#include "unique_fd.h"
 
 namespace {
 
@@ -36,25 +40,17 @@ int ListMarked(REC_KIND kind, const std::string& dbPath, const std::string& more
     return 0;
 }
 
-/// Whether the file of a row is out of the way.
-bool RemoveFile(RecFiles& files, const std::string& path)
+/// Removes the file of a row. OK and GONE: it is out of the way.
+REC_FILE RemoveFile(RecFiles& files, const std::string& path)
 {
-    if (path.empty()) {
-        return true; // it never had one
-    }
-    switch (files.Unlink(path)) {
-    case REC_FILE::OK:
-    case REC_FILE::GONE:
-        return true;
-    case REC_FILE::REFUSED:
+    const REC_FILE outcome = path.empty() ? REC_FILE::GONE : files.Unlink(path);
+    if (outcome == REC_FILE::REFUSED) {
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR,
                 "Refused to delete [%s]: it is no plain file below rec. See vx event check.\n", path.c_str());
-        return false;
-    case REC_FILE::FAILED:
-        break;
+    } else if (outcome == REC_FILE::FAILED) {
+        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete file [%s]: %m.\n", path.c_str());
     }
-    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete file [%s]: %m.\n", path.c_str());
-    return false;
+    return outcome;
 }
 
 /// Opens rec/ and makes sure that it belongs to the database. What is opened is what is compared: a volume that
@@ -98,24 +94,61 @@ int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> ro
     // Cameras record side by side: in order of their paths each folder is entered once.
     rows.sort([](const MarkedRow& a, const MarkedRow& b) { return a.path < b.path; });
     std::list<std::int64_t> ids;
+    std::list<std::int64_t> refused;
     for (const MarkedRow& row : rows) {
-        if (RemoveFile(files, row.path)) {
+        switch (RemoveFile(files, row.path)) {
+        case REC_FILE::REFUSED:
+            refused.push_back(row.id);
+            break;
+        case REC_FILE::FAILED:
+            break;
+        default:
             ids.push_back(row.id);
         }
     }
     files.Settle();
+    const std::string table = RecTableOf(kind).table;
+    // No sweep frees what they name; whoever asks what comes free goes by their size.
+    if (!refused.empty() &&
+        VxDB::Executep(dbPath, "UPDATE " + table + " SET size = 0 WHERE size <> 0 AND id IN (" +
+                                   IdsText(refused) + ");") != 0) {
+        return -1;
+    }
     if (!ids.empty()) {
         // Whoever marked them may have been killed before it came to their bookmarks.
         const bool isEvent = kind == REC_KIND_EVENT;
         if ((isEvent && DeleteBookmarks(ArchPullUtils::GetTaskId(dbPath), ids) != 0) ||
-            VxDB::Executep(dbPath, std::string("DELETE FROM ") + RecTableOf(kind).table +
-                                       " WHERE mark_as_del = 1 AND id IN (" + IdsText(ids) + ");") != 0) {
+            VxDB::Executep(dbPath, "DELETE FROM " + table + " WHERE mark_as_del = 1 AND id IN (" +
+                                       IdsText(ids) + ");") != 0) {
             return -1;
         }
         deleted += static_cast<int>(ids.size());
     }
     return ids.size() == rows.size() ? 0 : -1;
 }
+
+/// One sweep at a time lists and deletes a batch: another one would count the same rows, and remove the file that a
+/// recorder has made anew under a name that came free in between.
+class SweepLock {
+public:
+    SweepLock()
+    {
+        const std::string path = GetPackageDir(PackageDir::RUN) + "/sweep.lock";
+        m_fd = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+        while (m_fd && ::flock(m_fd.Get(), LOCK_EX) != 0) {
+            if (errno != EINTR) {
+                m_fd = UniqueFd();
+            }
+        }
+        if (!m_fd) {
+            PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to lock [%s]: %m.\n", path.c_str());
+        }
+    }
+    explicit operator bool() const noexcept { return static_cast<bool>(m_fd); }
+
+private:
+    UniqueFd m_fd;
+};
 
 } // namespace
 
@@ -143,10 +176,11 @@ try {
     if (::access(dbPath.c_str(), F_OK) != 0) {
         return 0; // never recorded, and asking would make it
     }
+    const SweepLock lock;
     std::list<MarkedRow> rows;
-    if (ListMarked(kind, dbPath,
-                   "id > " + std::to_string(afterId) + " ORDER BY id LIMIT " + std::to_string(limit),
-                   rows) != 0) {
+    if (!lock || ListMarked(kind, dbPath,
+                            "id > " + std::to_string(afterId) + " ORDER BY id LIMIT " + std::to_string(limit),
+                            rows) != 0) {
         return -1;
     }
     if (rows.empty()) {
@@ -167,8 +201,9 @@ try {
         byDB[event.GetDBPath().empty() ? RecDBPath(REC_KIND_EVENT) : event.GetDBPath()].push_back(
             event.GetId());
     }
-    int result = 0;
-    for (const auto& [dbPath, ids] : byDB) {
+    const SweepLock lock;
+    int result = lock ? 0 : -1;
+    for (const auto& [dbPath, ids] : result == 0 ? byDB : decltype(byDB)()) {
         std::list<MarkedRow> rows;
         if (ListMarked(REC_KIND_EVENT, dbPath, "id IN (" + IdsText(ids) + ")", rows) != 0 ||
             DeleteRows(REC_KIND_EVENT, dbPath, std::move(rows), deleted) != 0) {

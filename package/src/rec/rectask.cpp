@@ -2,7 +2,10 @@
 // package/src/rec/rectask.cpp - tasks whose recordings are rotated, each kind on its table.
 #include "package/rectask.h"
 
+#include <unistd.h>
+
 #include <exception>
+#include <utility>
 
 #include "package/alertevent.h"
 #include "package/camera.h"
@@ -155,15 +158,47 @@ try {
     return -1;
 }
 
+int ListAlertDevices(std::map<int, std::list<int>>& devices) noexcept
+try {
+    const std::string dbPath = RecDBPath(REC_KIND_ALERT);
+    std::map<int, std::list<int>> found;
+    bool isMore = ::access(dbPath.c_str(), F_OK) == 0; // asking it would make it
+    for (std::pair<int, int> last{-1, -1}; isMore;) {
+        RecRows rows;
+        if (rows.Load(dbPath, std::string("SELECT device_id, type FROM ") + gszTableAlertEvent +
+                                  " WHERE mark_as_del = 0 AND (device_id, type) > (" +
+                                  std::to_string(last.first) + "," + std::to_string(last.second) +
+                                  ") ORDER BY device_id, type LIMIT 1") != 0) {
+            return -1;
+        }
+        isMore = rows.Next();
+        if (isMore) {
+            last = {rows.Int("device_id"), rows.Int("type")};
+            found[last.second].push_back(last.first);
+        }
+    }
+    devices = std::move(found);
+    return 0;
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to list the devices of alerts [%s].\n", error.what());
+    return -1;
+}
+
 int EnumIvaSettings(std::map<int, std::list<int>>& devices) noexcept
 try {
     std::list<RecTask> tasks;
-    if (RecTask::List(RecTask::IVA, tasks) != 0) {
+    std::map<int, std::list<int>> alerts;
+    if (RecTask::List(RecTask::IVA, tasks) != 0 || ListAlertDevices(alerts) != 0) {
         return -1;
     }
+    std::list<int>& gone = alerts[ALERT_TYPE_IVA];
     std::map<int, std::list<int>> found;
     for (const RecTask& task : tasks) {
         found[task.GetCamId()].push_back(task.GetId());
+        gone.remove(task.GetId());
+    }
+    if (!gone.empty()) {
+        found[0].splice(found[0].end(), gone);
     }
     devices = std::move(found);
     return 0;
