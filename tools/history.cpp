@@ -187,7 +187,9 @@ void AddHistoryNoun(CLI::App& vx)
     remove->add_option("IDS", options->ids, "Their ids, joined by commas");
     remove->add_option("--before", options->before,
                        "Not after this time: \"2026-11-21 08:30\" or seconds since 1970");
-    remove->add_option("--older-than", options->olderThanDays, "Older than so many days")->check(ABOVE_ZERO);
+    remove->add_option("--older-than", options->olderThanDays, "Older than so many days")
+        ->check(ABOVE_ZERO)
+        ->excludes("--before");
     remove->add_flag("--all", options->all, "The whole history");
     remove->add_flag("--yes", options->yes, "Do not ask");
     remove->add_flag("--dry-run", options->dryRun, "Only count them");

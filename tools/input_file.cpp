@@ -25,6 +25,9 @@ bool InputFile::NextLine(std::string& line)
     if (m_in.bad()) {
         FailToRead();
     }
+    if (isRead && line.ends_with('\r')) {
+        line.pop_back();
+    }
     return isRead;
 }
 

@@ -12,7 +12,7 @@ class InputFile {
 public:
     InputFile(std::string_view verb, const std::string& path);
 
-    /// The next line, without its end. @return false behind the last one
+    /// The next line, without its end, be it LF or CR LF. @return false behind the last one
     bool NextLine(std::string& line);
     /// All that is left.
     std::string ReadAll();

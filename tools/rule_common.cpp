@@ -20,26 +20,42 @@
 
 namespace {
 
-void Reach(std::string_view verb, const ActRuleFilterRule& filter)
+[[noreturn]] void FailToRead(std::string_view verb)
+{
+    Fail(EXIT_UNREACHABLE, verb, "{}: the rules cannot be read; vx log tail says why",
+         VxDB::GetDBPath(VxDB::DB_SYSTEM));
+}
+
+/// How many rules a filter means.
+std::string Count(std::string_view verb, const ActRuleFilterRule& filter)
 {
     std::string count;
     if (VxDB::LoadFirstFieldFromDB(VxDB::DB_SYSTEM, GetActRuleCntSql(filter), count) != 0) {
-        Fail(EXIT_UNREACHABLE, verb, "{}: the rules cannot be read; vx log tail says why",
-             VxDB::GetDBPath(VxDB::DB_SYSTEM));
+        FailToRead(verb);
     }
+    return count;
+}
+
+std::list<ActionRule> ReadRules(std::string_view verb, const ActRuleFilterRule& filter)
+{
+    const std::string count = Count(verb, filter);
+    std::list<ActionRule> rules = GetActRuleByFilter(filter);
+    if (rules.empty() && count != "0") { // a listing that failed looks like no rules
+        FailToRead(verb);
+    }
+    return rules;
 }
 
 } // namespace
 
 void ReachRules(std::string_view verb)
 {
-    Reach(verb, {});
+    static_cast<void>(Count(verb, {}));
 }
 
 std::list<ActionRule> AllRules(std::string_view verb)
 {
-    ReachRules(verb);
-    return GetActRuleByFilter({});
+    return ReadRules(verb, {});
 }
 
 std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids)
@@ -50,8 +66,7 @@ std::list<ActionRule> FindRules(std::string_view verb, const std::string& ids)
     }
     ActRuleFilterRule filter;
     filter.ids = ids;
-    Reach(verb, filter);
-    std::list<ActionRule> rules = GetActRuleByFilter(filter);
+    std::list<ActionRule> rules = ReadRules(verb, filter);
     for (const ActionRule& rule : rules) {
         wanted.erase(rule.GetId());
     }

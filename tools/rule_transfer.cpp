@@ -14,6 +14,7 @@
 #include "fail.h"
 #include "rule_common.h"
 #include "table.h"
+#include "webhook_common.h"
 
 namespace {
 
@@ -96,11 +97,14 @@ ActionRule ImportRule(const Json::Value& json, Json::ArrayIndex place)
 {
     Json::Value fields = json;
     Json::Value sealed;
+    std::string error;
     if (fields.isObject()) {
         fields.removeMember("password_sealed", &sealed);
+        error = json["password"] == MASKED_SECRET
+                    ? "field \"password\" is masked; vx rule export writes rules as they are"
+                    : UnknownField(fields);
     }
     ActionRule rule;
-    std::string error = UnknownField(fields);
     if (!error.empty() || rule.SetByJson(fields, &error) != 0) {
         Fail(EXIT_FOUND, "rule import", "rule {}: {}; nothing is imported", place + 1, error);
     }

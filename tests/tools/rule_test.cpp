@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "package/db.h"
 #include "support/temp_root.h"
 #include "vx_process.h"
 
@@ -94,8 +95,10 @@ TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
     EXPECT_EQ(history["lines"][0]["rule_name"], "Hall 'B'");
     EXPECT_EQ(history["lines"][0]["timestamp"].asInt64(), 1795435209);
 
-    const std::string odd = Write("odd.jsonl", std::string("nonsense\n") + DAY);
-    EXPECT_EQ(ExpectVx({"rule", "watch", "--no-history", odd}, 1, "line 1: not JSON").out, first);
+    const std::string odd = Write("odd.jsonl", std::string("nonsense\n\r\n") + DAY);
+    const VxResult passedOver = ExpectVx({"rule", "watch", "--no-history", odd}, 1, "line 1: not JSON");
+    EXPECT_EQ(passedOver.out, first);
+    EXPECT_NE(passedOver.err.find(": 1 line(s) could not be read"), std::string::npos) << passedOver.err;
 }
 
 // Catches: a sentence for another reason, instant or state than the one that was asked about.
@@ -170,9 +173,16 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
           Write("odd.json", R"({"format":"vx-rules-1","rules":[{},{"events":[{"evt_idd":3}]}]})")},
          1,
          "rule 2: event 1: there is no field \"evt_idd\""},
+        {{"rule", "import",
+          Write("list.json", R"({"format":"vx-rules-1","rules":[{"password":"********"}]})")},
+         1,
+         "rule 1: field \"password\" is masked"},
         {{"rule", "export", "/proc/nowhere"}, 3, "/proc/nowhere.unfinished: cannot be written"},
         {{"rule", "import", Write("torn.json", "{\"rules\": [\n1,")}, 2, "not JSON: Line 2, Column 3: "},
         {{"history", "rm", "--yes"}, 2, "which lines"},
+        {{"history", "rm", "--before", "9", "--older-than", "9", "--yes"},
+         2,
+         "--before excludes --older-than"},
         {{"history", "rm", "7", "--yes"}, 1, "7: there is no such line"},
     };
     for (const auto& [args, exitCode, message] : uses) {
@@ -191,6 +201,9 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
         ExpectVx(args, 3, "/proc/nowhere/db");
     }
     ::setenv("VX_ROOT", m_root.Path().c_str(), 1);
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE actionrule_event RENAME TO aside"), 0);
+    ExpectVx({"rule", "export"}, 3, "the rules cannot be read"); // not an empty set
+    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "ALTER TABLE aside RENAME TO actionrule_event"), 0);
     ExpectVx({"rule", "rm", "1,2", "--dry-run"});
     EXPECT_EQ(VxOut({"rule", "export"}), before);
 }
