@@ -2,11 +2,6 @@
 // tests/actionrule/actrulehistory_test.cpp - the history on its real table.
 #include "actrulehistory.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/sql.h"

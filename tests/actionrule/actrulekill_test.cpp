@@ -2,16 +2,9 @@
 // tests/actionrule/actrulekill_test.cpp - a process killed between any two statements of an operation on rules,
 // and two processes that edit one rule.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sqlite3.h>
 
-#include <filesystem>
-#include <functional>
-#include <map>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "actrulehistory.h"
 #include "actruleutils.h"

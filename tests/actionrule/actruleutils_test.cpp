@@ -2,16 +2,12 @@
 // tests/actionrule/actruleutils_test.cpp - rules on their real tables: saving, listing, deleting, telling.
 #include "actruleutils.h"
 
-#include <gtest/gtest.h>
 #include <poll.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "package/homemode.h"
 #include "package/iokeys.h"

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <string>
 
 #include "support/fake_clock.h"
 #include "support/log_capture.h"

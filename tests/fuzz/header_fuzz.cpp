@@ -8,9 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "fuzz_root.h"
 #include "shmfifo.h"

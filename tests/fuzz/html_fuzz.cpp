@@ -2,7 +2,6 @@
 // tests/fuzz/html_fuzz.cpp - any bytes as a cell of a page, a line of a text and a cell of a spreadsheet.
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "fuzz_root.h"

@@ -4,12 +4,9 @@
 #include <json/value.h>
 #include <strings.h>
 
-#include <bitset>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "fuzz_root.h"

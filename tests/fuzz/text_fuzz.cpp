@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include "fuzz_root.h"
 #include "package/idtext.h"

@@ -3,17 +3,11 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <sys/file.h>
-#include <sys/mount.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <thread>
 

@@ -2,10 +2,6 @@
 // tests/log/vxlogarchive_test.cpp - archives of the event log and the system log, read back by other programs.
 #include "vxlogarchive.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include "htmlescape.h"

@@ -2,13 +2,8 @@
 // tests/log/vxlogrotate_test.cpp - bounds, statements and the run of every log's rotater, on the real tables.
 #include "vxlogrotate.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "log_fixture.h"
 #include "package/msgd.h"

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/db_concurrency_test.cpp - many processes on one database.
-#include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "support/child_process.h"
 #include "support/sql.h"

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/db_execute_test.cpp - statements, batches and results on the real database.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <map>
-#include <string>
 
 #include "support/log_capture.h"
 #include "support/sql.h"

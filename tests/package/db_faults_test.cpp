@@ -2,17 +2,10 @@
 // tests/package/db_faults_test.cpp - databases that are locked, damaged, foreign, full, read-only or gone,
 // and processes that die or fork in the middle.
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/mount.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/child_process.h"
 #include "support/log_capture.h"

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/db_migration_test.cpp - databases of every earlier schema version.
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <filesystem>
 #include <list>
-#include <string>
 
 #include "package/dbadmin.h"
 #include "src/db/schema_internal.h"

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/db_transaction_test.cpp - several calls as one transaction.
-#include <gtest/gtest.h>
-
-#include <string>
 
 #include "support/sql.h"
 #include "support/temp_root.h"

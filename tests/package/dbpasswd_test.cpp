@@ -5,10 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <future>
-#include <set>
-#include <string>
 #include <vector>
 
 #include "support/temp_root.h"

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 
 #include "package/dbglogctl.h"
 #include "package/root.h"

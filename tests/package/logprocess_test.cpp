@@ -4,11 +4,9 @@
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/ptrace.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <set>
 

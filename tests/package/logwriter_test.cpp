@@ -3,15 +3,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include <ctime>
-#include <functional>
 #include <regex>
 #include <thread>
-#include <utility>
 
-#include "package/dbglog.h"
 #include "support/child_process.h"
 #include "support/log_root.h"
 

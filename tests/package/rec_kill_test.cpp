@@ -2,7 +2,6 @@
 // tests/package/rec_kill_test.cpp - recorders, marking and sweeps that are killed at every call that changes a
 // file. After one more pass rows and files agree, and nothing is gone that was not marked.
 #include <algorithm>
-#include <functional>
 
 #include "package/camera.h"
 #include "support/child_process.h"

@@ -2,7 +2,6 @@
 // tests/package/rec_test.cpp - recorded events: which are marked, what a sweep may delete, what a check finds.
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 
 #include "package/alertevent.h"
 #include "package/camera.h"

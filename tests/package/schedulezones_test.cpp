@@ -7,7 +7,6 @@
 #include <chrono>
 #include <ctime>
 #include <set>
-#include <string>
 
 #include "package/weeklyschedule.h"
 

@@ -3,7 +3,6 @@
 #include "package/shmcommoncfg.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <fstream>
 

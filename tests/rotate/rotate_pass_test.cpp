@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/rotate/rotate_pass_test.cpp - one pass: its steps, their order, their loops, and what they say.
 #include "rot_world.h"
-#include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/sql_watch.h"
 

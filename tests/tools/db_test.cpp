@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/db_test.cpp - vx db, run as its users run it.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "package/db.h"

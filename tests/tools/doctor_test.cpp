@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/doctor_test.cpp - faults planted one at a time, each found by its name and nothing else with it.
-#include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
-#include <cstddef>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <memory>
 #include <set>
 
@@ -20,7 +14,6 @@
 #include "package/dbglogctl.h"
 #include "package/root.h"
 #include "package/shmcommoncfg.h"
-#include "support/child_process.h"
 #include "support/namespaces.h"
 #include "support/rec_fixture.h"
 #include "support/temp_root.h"

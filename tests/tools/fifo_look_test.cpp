@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_look_test.cpp - vx fifo ls, stat, top and rm on FIFOs of living, dead and foreign makers.
-#include <gtest/gtest.h>
-#include <sys/shm.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <sstream>

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_read_test.cpp - vx fifo tail and cat on a FIFO that flows, jumps, closes and comes back.
-#include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 

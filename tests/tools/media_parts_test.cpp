@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <random>
-#include <string>
 
 #include "annexb.h"
 #include "decode_clock.h"

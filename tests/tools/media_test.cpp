@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/media_test.cpp - real clips through vx capture and vx record, and what they refuse.
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <sched.h>
-#include <sys/shm.h>
 #include <sys/socket.h>
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
-#include <thread>
 
 #include "media_clip.h"
 #include "support/ipc_keys.h"

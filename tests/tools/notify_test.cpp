@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/notify_test.cpp - a previewed mail, read by two programs that know nothing of ours.
-#include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 

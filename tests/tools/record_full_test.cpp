@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/record_full_test.cpp - a recorder whose volume is full.
-#include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "media_clip.h"
 #include "support/namespaces.h"

@@ -1,11 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
-#include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
-#include "package/json.h"
 #include "package/monoclock.h"
 #include "rotate/rot_world.h"
 #include "vx_process.h"

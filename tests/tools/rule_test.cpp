@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rule_test.cpp - vx rule and vx history, run as their users run them.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "package/db.h"
 #include "support/temp_root.h"

@@ -2,13 +2,10 @@
 // tests/utils/dbmapping_test.cpp - mapped records on a real database.
 #include "dbmapping.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <climits>
 #include <list>
 #include <random>
-#include <vector>
 
 #include "sample_record.h"
 #include "support/allocation.h"

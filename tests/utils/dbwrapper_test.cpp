@@ -2,8 +2,6 @@
 // tests/utils/dbwrapper_test.cpp - column values and rows keyed by a column enumeration, on a real database.
 #include "dbwrapper.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cstring>
 

@@ -3,8 +3,6 @@
 // linked into this program with those calls wrapped.
 #include <pthread.h>
 
-#include <cerrno>
-
 #include "shmfifo_fixture.h"
 
 namespace {

@@ -2,7 +2,6 @@
 // tests/utils/shmfifo_overtake_test.cpp - the writer takes a slot by force in the middle of a reader's copy.
 // The second page of the reader's buffer cannot be written, so that the copy stops there; the signal's
 // handler is the writer.
-#include <signal.h>
 #include <sys/mman.h>
 
 #include <functional>

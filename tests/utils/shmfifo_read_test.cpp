@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/utils/shmfifo_read_test.cpp - which frame a reader gets, what it may conclude from it, and how it
 // gives it back.
-#include <algorithm>
 #include <list>
 
 #include "shmfifo_fixture.h"

@@ -5,8 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <list>
 #include <memory>
 #include <random>
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/utils/shmfifo_write_test.cpp - the writer: what it refuses, which slot it takes, how a slot grows.
-#include <string>
 
 #include "shmfifo_fixture.h"
 #include "support/child_process.h"
