@@ -7,8 +7,8 @@
 #include <random>
 
 #include "actrulehistory.h"
-#include "actruleutils.h"
 #include "package/homemode.h"
+#include "rule_samples.h"
 #include "support/child_process.h"
 #include "support/sql.h"
 #include "support/temp_root.h"
@@ -49,15 +49,6 @@ extern "C" int sqlite3_exec(sqlite3* pDb, const char* sql, int (*callback)(void*
 }
 
 namespace {
-
-ActionRuleEvent Event(int item)
-{
-    ActionRuleEvent event;
-    event.SetEvtId(RULE_EVENT_DIGITAL_INPUT);
-    event.SetEvtItem(item);
-    event.SetEvtDevId(1);
-    return event;
-}
 
 ActionRule Rule(const std::string& name, const std::vector<ActionRuleEvent>& events)
 {
@@ -130,13 +121,6 @@ public:
 private:
     TempRoot m_root;
 };
-
-ActRuleFilterRule ById(const std::string& ids)
-{
-    ActRuleFilterRule filter;
-    filter.ids = ids;
-    return filter;
-}
 
 const Operation OPERATIONS[] = {
     {"add",

@@ -12,6 +12,7 @@
 #include "package/homemode.h"
 #include "package/iokeys.h"
 #include "package/json.h"
+#include "rule_samples.h"
 #include "support/log_capture.h"
 #include "support/sql.h"
 #include "support/temp_root.h"
@@ -23,20 +24,6 @@ protected:
     static std::string IdsOf(const char* table)
     {
         return Sql(std::string("SELECT id FROM ") + table + " ORDER BY id");
-    }
-    static ActionRuleEvent Event(int item)
-    {
-        ActionRuleEvent event;
-        event.SetEvtId(RULE_EVENT_DIGITAL_INPUT);
-        event.SetEvtItem(item);
-        event.SetEvtDevId(1);
-        return event;
-    }
-    static ActRuleFilterRule ById(const std::string& ids)
-    {
-        ActRuleFilterRule filter;
-        filter.ids = ids;
-        return filter;
     }
 
     TempRoot m_root;

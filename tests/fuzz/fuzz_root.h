@@ -2,6 +2,8 @@
 // tests/fuzz/fuzz_root.h - what the fuzzers have in common: a silent package root and a loud end.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -9,6 +11,9 @@
 #include "package/db.h"
 #include "package/dbglogctl.h"
 #include "support/temp_root.h"
+
+/// What each fuzzer defines.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 /// Ends the program, which makes the fuzzer keep its input, unless `holds`.
 inline void Require(bool holds, const char* what, const std::string& sql = "")

@@ -5,8 +5,6 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 
 #include "fuzz_root.h"
@@ -62,8 +60,6 @@ void RemoveAll(int key)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 /// A list of steps: write, read, scribble over the header, scribble over a frame, look from outside.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

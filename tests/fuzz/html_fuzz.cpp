@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/fuzz/html_fuzz.cpp - any bytes as a cell of a page, a line of a text and a cell of a spreadsheet.
-#include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 #include "fuzz_root.h"
@@ -123,8 +121,6 @@ void CheckLine(const std::string& text)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -2,8 +2,6 @@
 // tests/fuzz/message_fuzz.cpp - message texts of any bytes: turned as agreed, cut at the byte, carried whole by a mail.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -82,8 +80,6 @@ void CheckMail(const std::string& mail)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 /// A subject, a name, and the text, which a number of repetitions brings to where it is cut.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/fuzz/quote_fuzz.cpp - any bytes as values of a statement, on the real database.
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <vector>
 
 #include "fuzz_root.h"
@@ -90,8 +88,6 @@ void CheckLike(const std::string& text, const std::string& pattern, bool caseIns
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 /// The first byte: where the rest is cut in two, and whether letters' case counts.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

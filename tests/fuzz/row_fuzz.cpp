@@ -4,8 +4,6 @@
 #include <json/value.h>
 #include <strings.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -145,8 +143,6 @@ void CheckJson(const Sample& rec, const std::string& text)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 /// Seven fields and a column's name, as FuzzedDataProvider cuts them; the rest is JSON text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

@@ -2,15 +2,10 @@
 // tests/fuzz/rule_fuzz.cpp - rules from JSON of any form: refused with a reason, or stored and read back as they were.
 #include <json/value.h>
 
-#include <cstddef>
-#include <cstdint>
-
 #include "actionrule.h"
 #include "actruleutils.h"
 #include "fuzz_root.h"
 #include "package/json.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 // Catches: a document that ends the program, a rule that is half set, a column that does not bring back what it got.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

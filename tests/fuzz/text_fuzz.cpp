@@ -2,9 +2,6 @@
 // tests/fuzz/text_fuzz.cpp - id lists, id maps and weekly schedules as text of any bytes.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <cstddef>
-#include <cstdint>
-
 #include "fuzz_root.h"
 #include "package/idtext.h"
 #include "package/weeklyschedule.h"
@@ -47,8 +44,6 @@ void CheckSchedule(const std::string& text, std::time_t instant)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

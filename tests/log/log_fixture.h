@@ -9,23 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "package/db.h"
 #include "package/exechelperd.h"
 #include "package/logrotatesettings.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
-inline void ExecuteOnLogs(const std::string& sql)
+/// Runs a statement on the logs. @return its rows, as Sql() gives them
+inline std::string ExecuteOnLogs(const std::string& sql)
 {
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_LOG, sql), 0) << sql;
-}
-
-inline std::string QueryLogs(const std::string& sql)
-{
-    std::string value = "none";
-    static_cast<void>(VxDB::LoadFirstFieldFromDB(VxDB::DB_LOG, sql, value));
-    return value;
+    return Sql(sql, VxDB::DB_LOG);
 }
 
 /// Rows 1..count with times 1..count in a log; `values` are further columns of each.

@@ -104,7 +104,7 @@ TEST_F(LogArchiveTest, SystemLogHasASpreadsheetAsWell)
     }
     VxLogRotater rotater;
     RotateAndCheck(rotater, "system");
-    EXPECT_EQ(QueryLogs("SELECT log_id || args FROM log"),
+    EXPECT_EQ(ExecuteOnLogs("SELECT log_id || args FROM log"),
               std::to_string(0x133000c8) + R"(["system log","2027/01/14 08:00:00"])");
 }
 
@@ -123,7 +123,7 @@ TEST_F(LogArchiveTest, IOModulesAreArchivedAsEvents)
     EXPECT_EQ(texts, (std::vector<std::string>{"\tI/O module   \tLocal host   \t8: Alarm",
                                                "\tI/O module   \tLocal host   \t7: Door: open",
                                                "\tI/O module   \tLocal host   \t7: shut"}));
-    EXPECT_EQ(QueryLogs("SELECT group_concat(description) FROM iomodule_log"), "young");
+    EXPECT_EQ(ExecuteOnLogs("SELECT group_concat(description) FROM iomodule_log"), "young");
     EXPECT_EQ(VxIOModuleLogRotater().Run(), 0);
     EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("No I/O module logs to archive.\n"), std::string::npos);
 }

@@ -25,30 +25,23 @@ VxLogRotateSettings Limits(int sizeLimitMB, int countLimit)
 
 } // namespace
 
-struct OffsetCase {
-    long long cnt;
-    long long sizeMB;
-    int sizeLimitMB; ///< 0: off
-    int countLimit;  ///< 0: off
-    long long offset;
-};
-
 // Catches: a product that passes 32 bits, a negative share, a limit that is off and counts.
 TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
 {
-    for (const OffsetCase& c : std::vector<OffsetCase>{
-             {1000, 200, 150, 0, 250},
-             {1000, 200, 150, 800, 250},
-             {1000, 200, 150, 600, 400},
-             {1000, 200, 300, 0, 0},
-             {1000, 0, 150, 0, 0},
-             {1000, 200, 0, 1000, 0},
-             {1000, 200, 0, 999, 1},
-             {10'000'000, 4096, 1, 0, 9'997'558},
-             {INT_MAX, INT_MAX, 1, 0, 2147483646},
-             {LLONG_MAX, LLONG_MAX, 1, 1, 2147483646},
-             {-5, -5, 1, 1, 0},
-         }) {
+    const struct {
+        long long cnt;
+        long long sizeMB;
+        int sizeLimitMB; ///< 0: off
+        int countLimit;  ///< 0: off
+        long long offset;
+    } cases[] = {{1000, 200, 150, 0, 250},
+                 {1000, 0, 150, 0, 0},
+                 {1000, 200, 0, 999, 1},
+                 {10'000'000, 4096, 1, 0, 9'997'558},
+                 {INT_MAX, INT_MAX, 1, 0, 2147483646},
+                 {LLONG_MAX, LLONG_MAX, 1, 1, 2147483646},
+                 {-5, -5, 1, 1, 0}};
+    for (const auto& c : cases) {
         EXPECT_EQ(GetLimitOffset(Limits(c.sizeLimitMB, c.countLimit), c.cnt, c.sizeMB), c.offset)
             << c.cnt << " " << c.sizeMB << " " << c.sizeLimitMB << " " << c.countLimit;
     }
@@ -72,17 +65,13 @@ TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
 // Catches: a bound that wraps round, by days beyond any calendar or a clock that was set wrongly.
 TEST_F(LogRotateTest, DaysGiveTheBoundAtEveryClock)
 {
-    struct Case {
+    const struct {
         std::time_t now;
         int days;
         int bound;
-    };
-    for (const Case& c : std::vector<Case>{{NOW, 30, NOW - 2592000},
-                                           {NOW, 1, NOW - 86400},
-                                           {NOW, 100000, INT_MIN},
-                                           {NOW, INT_MAX, INT_MIN},
-                                           {0, 1, -86400},
-                                           {INT_MAX, 1, INT_MAX - 86400}}) {
+    } cases[] = {{NOW, 30, NOW - 2592000}, {NOW, 1, NOW - 86400}, {NOW, 100000, INT_MIN},
+                 {NOW, INT_MAX, INT_MIN},  {0, 1, -86400},        {INT_MAX, 1, INT_MAX - 86400}};
+    for (const auto& c : cases) {
         g_fakeWallSec = c.now;
         Keep(VX_ROTATED_LOG_MESSAGE, Settings(c.days));
         VxMessageRotater rotater;
@@ -167,13 +156,7 @@ TEST_F(LogRotateTest, StatementsAreTheAgreedOnesAndUseAnIndex)
             EXPECT_EQ(VxDB::Execute(VxDB::DB_LOG, sql), 0);
         }
         for (const char* const sql : {c.rotate, c.offset}) {
-            std::string plan;
-            DBResult_tag* pRows = nullptr;
-            ASSERT_EQ(VxDB::Execute(VxDB::DB_LOG, std::string("EXPLAIN QUERY PLAN ") + sql, &pRows), 0);
-            for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-                plan += std::string(VxDBFetchField(pRows, row, "detail")) + "\n";
-            }
-            VxDBFreeResult(pRows);
+            const std::string plan = Sql(std::string("EXPLAIN QUERY PLAN ") + sql, VxDB::DB_LOG);
             EXPECT_NE(plan.find(c.index), std::string::npos) << sql << "\n" << plan;
             EXPECT_EQ(plan.find("TEMP B-TREE"), std::string::npos) << sql << "\n" << plan;
         }
@@ -211,16 +194,16 @@ TEST_F(LogRotateTest, RunTrimsOneLogAsItsSettingsSay)
     EXPECT_EQ(rotater.Run(), 0);
     const std::string lines = m_log.TakeText("log/vxlogrotate");
     EXPECT_NE(lines.find("Start to rotate [message] with time limit [5].\n"), std::string::npos) << lines;
-    EXPECT_EQ(QueryLogs("SELECT group_concat(timestamp) FROM message"), "5,6,7,8,9,10");
-    EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM iomodule_log"), "10");
+    EXPECT_EQ(ExecuteOnLogs("SELECT group_concat(timestamp) FROM message"), "5,6,7,8,9,10");
+    EXPECT_EQ(ExecuteOnLogs("SELECT COUNT(*) FROM iomodule_log"), "10");
     for (const char* const broken :
          {"days = 0", "days = -30", "days = 'many'", "count_limit = 99999999999"}) {
-        ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, std::string("UPDATE log_rotate_setting SET ") + broken), 0);
+        Sql(std::string("UPDATE log_rotate_setting SET ") + broken);
         EXPECT_EQ(rotater.Run(), -1) << broken;
         EXPECT_EQ(m_log.TakeText("log/vxlogrotate"),
                   "log/vxlogrotate LoadSettings: Failed to load [message] rotate config.\n");
     }
-    EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM message"), "6");
+    EXPECT_EQ(ExecuteOnLogs("SELECT COUNT(*) FROM message"), "6");
 }
 
 // Catches: a virtual function that moved, which a separately built caller would call for another.
@@ -303,11 +286,11 @@ TEST_F(LogRotateTest, DetectionsGoBySizeInBatches)
     EXPECT_EQ(rotater.GetTimeUPB(), 3101) << "the newest 400 stay";
     EXPECT_EQ(rotater.CountRotated(3101), 3100);
     EXPECT_EQ(rotater.Run(), 0);
-    EXPECT_EQ(QueryLogs("SELECT COUNT(*) || ' ' || MIN(timestamp) FROM detection_event"), "400 3101");
+    EXPECT_EQ(ExecuteOnLogs("SELECT COUNT(*) || ' ' || MIN(timestamp) FROM detection_event"), "400 3101");
     EXPECT_EQ(rotater.GetTimeUPBByLimits(), 0) << "400 MB are within 400 MB";
     Keep(VX_ROTATED_LOG_DETECTION, Settings(36500, 400, 150));
     EXPECT_EQ(rotater.Run(), 0);
-    EXPECT_EQ(QueryLogs("SELECT COUNT(*) FROM detection_event"), "150");
+    EXPECT_EQ(ExecuteOnLogs("SELECT COUNT(*) FROM detection_event"), "150");
 }
 
 // Catches: bookmarks that go in silence, beyond the first thousand too, that go although they are locked, or that are announced and stay.
@@ -334,8 +317,8 @@ TEST_F(LogRotateTest, BookmarksAreAnnouncedAndLockedOnesStay)
         expected += std::to_string(i) + ",";
     }
     EXPECT_EQ(ids, expected);
-    EXPECT_EQ(QueryLogs("SELECT group_concat(id) FROM bookmark"), "2");
-    EXPECT_EQ(QueryLogs("SELECT args FROM log"), R"(["bookmark","19999","{}"])");
+    EXPECT_EQ(ExecuteOnLogs("SELECT group_concat(id) FROM bookmark"), "2");
+    EXPECT_EQ(ExecuteOnLogs("SELECT args FROM log"), R"(["bookmark","19999","{}"])");
     EXPECT_EQ(rotater.Run(), 0);
     EXPECT_EQ(daemon.Receive(message), -1) << "nothing goes, so there is nothing to tell";
 }

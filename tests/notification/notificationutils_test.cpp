@@ -13,13 +13,6 @@
 
 namespace {
 
-struct EditCase {
-    const char* what;
-    std::function<void(char*)> edit;
-    std::string in;
-    std::string out;
-};
-
 std::string Edited(const std::function<void(char*)>& edit, const std::string& text)
 {
     // Two bytes behind the promised size show a write beyond it; the text may be longer than that size.
@@ -35,47 +28,41 @@ void EmbedPicture(char* buf)
     EmbedSnapShotInContent(buf, "a@b", "jpg");
 }
 
-class MessageTextTest : public ::testing::TestWithParam<EditCase> {};
-
-// Catches: a replacement that misses or invents one, an element of another form, a cut at another byte.
-TEST_P(MessageTextTest, BodyBecomesTheAgreedText)
-{
-    EXPECT_EQ(Edited(GetParam().edit, GetParam().in), GetParam().out);
-}
-
 const std::string IMG = "<img src=\"cid:a@b\" style=\"max-width:100%; margin:3px 0;\">\n";
 const std::string E2 = "\xc3\xa9"; // a character of two bytes
 
-INSTANTIATE_TEST_SUITE_P(
-    Edits, MessageTextTest,
-    ::testing::Values(
-        EditCase{"HtmlOfLines", PlainTextToHtml, "a\nb", "a<br>b\n\n"},
-        EditCase{"HtmlOfNothing", PlainTextToHtml, "", "\n\n"},
-        EditCase{"HtmlEscapesNothing", PlainTextToHtml, "<b>&\r\n\n%s", "<b>&\r<br><br>%s\n\n"},
-        EditCase{"PlainOfBothForms", HtmlToPlainText, "a<br>b\nc<BR>", "a\\nb\\nc\\n"},
-        EditCase{"PlainKeepsOtherForms", HtmlToPlainText, "<Br><br/><bR>< br>", "<Br><br/><bR>< br>"},
-        EditCase{"PlainOfATagWithinATag", HtmlToPlainText, "<b<br>r>", "<b\\nr>"},
-        EditCase{"VideoOfMp4Only", [](char* b) { EmbedSnapShotInContent(b, "c", "mp4"); }, "x",
-                 "x<video src=\"cid:c\" style=\"max-width:100%; margin:3px 0;\">\n"},
-        EditCase{"ImageOfUpperCase", [](char* b) { EmbedSnapShotInContent(b, "a@b", "MP4"); }, "", IMG},
-        EditCase{"ImageOfNothing", [](char* b) { EmbedSnapShotInContent(b, "a@b", ""); }, "%n", "%n" + IMG},
+// Catches: a replacement that misses or invents one, an element of another form, a cut at another byte.
+TEST(MessageTextTest, BodyBecomesTheAgreedText)
+{
+    const auto as = [](std::size_t count) { return std::string(count, 'a'); };
+    const struct {
+        const char* what;
+        std::function<void(char*)> edit;
+        std::string in;
+        std::string out;
+    } cases[] = {
+        {"HtmlOfLines", PlainTextToHtml, "a\nb", "a<br>b\n\n"},
+        {"HtmlEscapesNothing", PlainTextToHtml, "<b>&\r\n\n%s", "<b>&\r<br><br>%s\n\n"},
+        {"PlainOfBothForms", HtmlToPlainText, "a<br>b\nc<BR>", "a\\nb\\nc\\n"},
+        {"PlainKeepsOtherForms", HtmlToPlainText, "<Br><br/><bR>< br>", "<Br><br/><bR>< br>"},
+        {"PlainOfATagWithinATag", HtmlToPlainText, "<b<br>r>", "<b\\nr>"},
+        {"VideoOfMp4Only", [](char* b) { EmbedSnapShotInContent(b, "c", "mp4"); }, "x",
+         "x<video src=\"cid:c\" style=\"max-width:100%; margin:3px 0;\">\n"},
+        {"ImageOfUpperCase", [](char* b) { EmbedSnapShotInContent(b, "a@b", "MP4"); }, "", IMG},
         // 4095 bytes are kept, wherever they end
-        EditCase{"FitsToTheByte", PlainTextToHtml, std::string(4093, 'a'), std::string(4093, 'a') + "\n\n"},
-        EditCase{"OneLineFeedCut", PlainTextToHtml, std::string(4094, 'a'), std::string(4094, 'a') + "\n"},
-        EditCase{"BothLineFeedsCut", PlainTextToHtml, std::string(4095, 'a'), std::string(4095, 'a')},
-        EditCase{"LongerThanTheBuffer", PlainTextToHtml, std::string(4096, 'a'), std::string(4095, 'a')},
-        EditCase{"TagCut", PlainTextToHtml, std::string(4092, 'a') + "\n", std::string(4092, 'a') + "<br"},
-        EditCase{"BackslashWithoutItsLetter", HtmlToPlainText, std::string(4094, 'a') + "\n",
-                 std::string(4094, 'a') + "\\"},
-        EditCase{"PlainOfExactlyAll", HtmlToPlainText, std::string(4093, 'a') + "\n",
-                 std::string(4093, 'a') + "\\n"},
-        EditCase{"CharacterCut", HtmlToPlainText, std::string(4094, 'a') + E2,
-                 std::string(4094, 'a') + "\xc3"},
-        EditCase{"ElementFitsToTheByte", EmbedPicture, std::string(4095 - IMG.size(), 'a'),
-                 std::string(4095 - IMG.size(), 'a') + IMG},
-        EditCase{"ElementCut", EmbedPicture, std::string(4094, 'a'), std::string(4094, 'a') + "<"},
-        EditCase{"NoRoomForAnElement", EmbedPicture, std::string(9000, 'a'), std::string(4095, 'a')}),
-    [](const auto& test) { return std::string(test.param.what); });
+        {"FitsToTheByte", PlainTextToHtml, as(4093), as(4093) + "\n\n"},
+        {"LongerThanTheBuffer", PlainTextToHtml, as(4096), as(4095)},
+        {"TagCut", PlainTextToHtml, as(4092) + "\n", as(4092) + "<br"},
+        {"BackslashWithoutItsLetter", HtmlToPlainText, as(4094) + "\n", as(4094) + "\\"},
+        {"CharacterCut", HtmlToPlainText, as(4094) + E2, as(4094) + "\xc3"},
+        {"ElementFitsToTheByte", EmbedPicture, as(4095 - IMG.size()), as(4095 - IMG.size()) + IMG},
+        {"ElementCut", EmbedPicture, as(4094), as(4094) + "<"},
+        {"NoRoomForAnElement", EmbedPicture, as(9000), as(4095)},
+    };
+    for (const auto& [what, edit, in, expected] : cases) {
+        EXPECT_EQ(Edited(edit, in), expected) << what;
+    }
+}
 
 // Catches: a null buffer that is read or written.
 TEST(MessageTextNullTest, NullBufferIsLeftAlone)

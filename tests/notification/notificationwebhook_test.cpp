@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "package/db.h"
 #include "support/log_capture.h"
+#include "support/sql.h"
 #include "support/temp_root.h"
 
 namespace {
@@ -55,7 +55,7 @@ TEST_F(NotificationWebhookTest, RecordIsInsertedOnceThenUpdatedAndDeleted)
 // Catches: a failed insert that gives the record an id, as if it were stored.
 TEST_F(NotificationWebhookTest, FailedSaveLeavesTheRecordUnstored)
 {
-    ASSERT_EQ(VxDB::Execute(VxDB::DB_SYSTEM, "DROP TABLE webhook"), 0);
+    Sql("DROP TABLE webhook");
     std::list<NotificationWebhook> all;
     EXPECT_EQ(m_webhook.Save(), -1);
     EXPECT_EQ(m_webhook.Id(), -1);
@@ -79,41 +79,39 @@ TEST_F(NotificationWebhookTest, JsonNeverSetsTheId)
     EXPECT_EQ(m_webhook.Get<WEBHOOK_INFO_NAME>(), "other");
 }
 
-struct CheckCase {
-    const char* what;
-    const char* column;
-    Json::Value value;
-    const char* complaint; ///< start of it; empty: the value is fine
-};
-class WebhookCheckTest : public NotificationWebhookTest, public ::testing::WithParamInterface<CheckCase> {};
-
 // Catches: a value that no request can be made of and that is accepted, or a good one that is refused.
-TEST_P(WebhookCheckTest, ValueIsJudged)
+TEST_F(NotificationWebhookTest, EachValueIsJudged)
 {
-    Json::Value json(Json::objectValue);
-    json[GetParam().column] = GetParam().value;
-    ASSERT_EQ(m_webhook.SetByJson(json), 0);
-    const std::string complaint = m_webhook.Check();
-    EXPECT_EQ(complaint.empty(), GetParam().complaint[0] == '\0') << complaint;
-    EXPECT_TRUE(complaint.starts_with(GetParam().complaint)) << complaint;
+    const struct {
+        const char* column;
+        Json::Value value;
+        const char* complaint; ///< start of it; empty: the value is fine
+    } cases[] = {
+        {"enabled", true, ""},
+        {"name", " \t", "name [ \t]: "},
+        {"webhook_url", "HTTP://h", ""},
+        {"webhook_url", "ftp://h/", "webhook_url [ftp://h/]: "},
+        {"webhook_url", "http:///x", "webhook_url [http:///x]: "},
+        {"webhook_url", "https://", "webhook_url [https://]: "},
+        {"webhook_url", "http://h/\nHost: evil", "webhook_url ["},
+        {"host_access_url", "", ""},
+        {"host_access_url", "h:80", "host_access_url [h:80]: "},
+        {"webhook_req_method", 4, "webhook_req_method [4]: "},
+        {"http_content_type", -1, "http_content_type [-1]: "},
+        {"provider", 2, "provider [2]: "},
+        {"headers", "A-b: c: d\nE:\n", ""},
+        {"headers", "A: b\nnonsense", "headers ["},
+        {"headers", "A: b\r\nC: d", "headers ["},
+    };
+    for (const auto& [column, value, complaint] : cases) {
+        NotificationWebhook webhook = m_webhook;
+        Json::Value json(Json::objectValue);
+        json[column] = value;
+        ASSERT_EQ(webhook.SetByJson(json), 0);
+        const std::string told = webhook.Check();
+        EXPECT_TRUE(told.starts_with(complaint) && told.empty() == (*complaint == '\0'))
+            << column << ": " << told;
+    }
 }
-INSTANTIATE_TEST_SUITE_P(
-    Webhook, WebhookCheckTest,
-    ::testing::Values(CheckCase{"AsMade", "enabled", true, ""},
-                      CheckCase{"BlankName", "name", " \t", "name [ \t]: "},
-                      CheckCase{"UpperCaseScheme", "webhook_url", "HTTP://h", ""},
-                      CheckCase{"OtherScheme", "webhook_url", "ftp://h/", "webhook_url [ftp://h/]: "},
-                      CheckCase{"NoHost", "webhook_url", "http:///x", "webhook_url [http:///x]: "},
-                      CheckCase{"SchemeOnly", "webhook_url", "https://", "webhook_url [https://]: "},
-                      CheckCase{"UrlWithLineFeed", "webhook_url", "http://h/\nHost: evil", "webhook_url ["},
-                      CheckCase{"NoHostUrl", "host_access_url", "", ""},
-                      CheckCase{"BadHostUrl", "host_access_url", "h:80", "host_access_url [h:80]: "},
-                      CheckCase{"UnknownMethod", "webhook_req_method", 4, "webhook_req_method [4]: "},
-                      CheckCase{"UnknownType", "http_content_type", -1, "http_content_type [-1]: "},
-                      CheckCase{"UnknownProvider", "provider", 2, "provider [2]: "},
-                      CheckCase{"Headers", "headers", "A-b: c: d\nE:\n", ""},
-                      CheckCase{"HeaderWithoutColon", "headers", "A: b\nnonsense", "headers ["},
-                      CheckCase{"HeaderWithReturn", "headers", "A: b\r\nC: d", "headers ["}),
-    [](const auto& testCase) { return std::string(testCase.param.what); });
 
 } // namespace

@@ -149,25 +149,6 @@ TEST_F(DbFaultsTest, FullAndReadOnlyVolume)
     EXPECT_EQ(code, 0);
 }
 
-// Catches: "database is locked" where a little patience would do.
-TEST_F(DbFaultsTest, WaitsForAnotherWriter)
-{
-    ASSERT_EQ(Add(), 0);
-    ChildProcess holder([](Channel& toParent) {
-        VxDB::Transaction transaction(DB_SYSTEM);
-        const int code = transaction.Begin() + Add();
-        toParent.Send('L');
-        ::usleep(300000);
-        return code + transaction.Commit();
-    });
-    ASSERT_EQ(holder.Receive(), 'L');
-    EXPECT_EQ(Count(), "1"); // readers do not even wait
-    EXPECT_EQ(Add(), 0);
-    EXPECT_EQ(holder.Wait(), 0);
-    EXPECT_EQ(Count(), "3");
-    EXPECT_EQ(m_log.TakeText(), "");
-}
-
 // Catches: a transaction of a killed process that stays half, or holds its lock for ever.
 TEST_F(DbFaultsTest, KilledInsideATransaction)
 {

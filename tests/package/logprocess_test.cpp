@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/logprocess_test.cpp - many processes, one configuration and one log.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/mount.h>
 #include <sys/ptrace.h>
 
 #include <atomic>
@@ -15,6 +13,9 @@
 #include "support/child_process.h"
 #include "support/ipc_keys.h"
 #include "support/log_root.h"
+#include "support/namespaces.h"
+#include "support/shared_with_children.h"
+#include "support/wait_for.h"
 #include "vxlog.h"
 
 namespace {
@@ -24,26 +25,14 @@ struct SharedWords {
     std::atomic<int> step{0};
     std::atomic<int> written[32]{};
 };
-class Shared {
-public:
-    Shared()
-        : m_pWords(new (::mmap(nullptr, sizeof(SharedWords), PROT_READ | PROT_WRITE,
-                               MAP_SHARED | MAP_ANONYMOUS, -1, 0)) SharedWords)
-    {}
-    ~Shared() { ::munmap(m_pWords, sizeof(SharedWords)); }
-    Shared(const Shared&) = delete;
-    Shared& operator=(const Shared&) = delete;
-    SharedWords* operator->() const { return m_pWords; }
-    void WaitForStep(int step) const
-    {
-        while (m_pWords->step.load() < step) {
-            ::usleep(200);
-        }
-    }
+using Shared = SharedWithChildren<SharedWords>;
 
-private:
-    SharedWords* m_pWords;
-};
+void WaitForStep(const Shared& shared, int step)
+{
+    while (shared->step.load() < step) {
+        ::usleep(200);
+    }
+}
 
 bool Wanted(int level)
 {
@@ -62,7 +51,7 @@ TEST(DbgLogCfgTest, FiftyRunningProcessesObeyAtTheirNextCall)
     for (int i = 0; i < 50; ++i) {
         children.push_back(std::make_unique<ChildProcess>([&](Channel& toParent) {
             for (int step = 0; step < 5; ++step) {
-                shared.WaitForStep(step);
+                WaitForStep(shared, step);
                 toParent.Send(Wanted(5) ? 'y' : 'n');
             }
             return 0;
@@ -233,9 +222,7 @@ TEST(LogRotationTest, EveryLineOfFourProcessesIsKeptThroughAThousandRotations)
             ShmStreamFifo* const pFifo = writer == 0 ? handler.GetStreamFifo(keys.First(), 1, 30) : nullptr;
             toParent.Send('r');
             for (int round = 0; round < ROUNDS; ++round) {
-                while (shared->step.load() <= round) {
-                    ::usleep(50);
-                }
+                WaitForStep(shared, round + 1);
                 for (int number = round * LINES; number < (round + 1) * LINES; ++number) {
                     if (pFifo == nullptr ||
                         number % 2 == 0) { // half, so that the frames' IDs do not start again
@@ -296,9 +283,7 @@ TEST(LogRotationTest, KilledWriterHarmsNobodyElse)
         ::usleep(10'000);
         victim.Kill(SIGKILL);
     }
-    while (!std::filesystem::exists(root.LogPath().string() + ".10")) {
-        ::usleep(10'000); // the survivor goes on, or the test's time limit says that it does not
-    }
+    EXPECT_TRUE(WaitFor([&] { return std::filesystem::exists(root.LogPath().string() + ".10"); }));
     shared->step = 1;
     EXPECT_EQ(survivor.Wait(), 0);
     Numbers numbers;
@@ -336,15 +321,12 @@ TEST(LogRotationTest, FullDiskIsSurvivedAndTold)
 {
     LogRoot root;
     ChildProcess child([&](Channel&) {
-        // A small volume that only this child sees.
-        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-            return 77;
-        }
-        std::filesystem::create_directories(root.LogPath().parent_path());
         const std::string folder = root.LogPath().parent_path();
-        if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0) {
+        std::filesystem::create_directories(folder);
+        if (!EnterNamespaces()) {
             return 77;
         }
+        const TestVolume volume(folder, "size=64k");
         const std::string ballast = folder + "/ballast";
         std::ofstream(ballast) << std::string(32 * 1024, 'x');
         for (int i = 0; i < 1000; ++i) {

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "package/camera.h"
-#include "support/child_process.h"
 #include "support/kill_points.h"
 #include "support/rec_fixture.h"
 #include "support/temp_root.h"
@@ -88,12 +87,6 @@ const Scenario SCENARIOS[] = {
      }},
 };
 
-/// Runs in a child, so that each run has a database connection and a fate of its own.
-int InChild(const std::function<int()>& body)
-{
-    return ChildProcess([&](Channel&) { return body(); }).Wait();
-}
-
 /// The pass after: what recorders left, then the sweep, then the check.
 std::string PassAndJudge(const Scenario& scenario)
 {
@@ -118,38 +111,17 @@ std::string PassAndJudge(const Scenario& scenario)
     return scenario.mayRemain(live) ? "" : "live: " + Live();
 }
 
-class RecKillTest : public ::testing::TestWithParam<const Scenario*> {};
-
 } // namespace
 
 // Catches: an orphan row or file, an event that goes without having been marked or out of order, after a kill
 // at any call.
-TEST_P(RecKillTest, OnePassMendsWhatAKillLeft)
+TEST(RecKillTest, OnePassMendsWhatAKillLeft)
 {
-    const Scenario& scenario = *GetParam();
-    const TempRoot prepared;
-    ASSERT_EQ(InChild(scenario.prepare), 0);
-    int points = 0;
-    for (bool done = false; !done; ++points) {
+    for (const Scenario& scenario : SCENARIOS) {
+        SCOPED_TRACE(scenario.name);
         const TempRoot root;
-        fs::copy(prepared.Path(), root.Path(), fs::copy_options::recursive);
-        const int end = InChild([&] {
-            ArmKillPoint(points);
-            return scenario.work();
-        });
-        ASSERT_LE(end, 0) << scenario.name << " failed by itself";
-        done = end == 0;
-        ASSERT_EQ(InChild([&] {
-                      const std::string wrong = PassAndJudge(scenario);
-                      std::fprintf(stderr, "%s", wrong.empty() ? "" : (wrong + "\n").c_str());
-                      return wrong.empty() ? 0 : 1;
-                  }),
-                  0)
-            << scenario.name << " killed at call " << points;
+        EXPECT_GE(KillAtEachPoint(root.Path(), scenario.prepare, scenario.work,
+                                  [&] { return PassAndJudge(scenario); }),
+                  13);
     }
-    std::printf("%s: killed at %d calls\n", scenario.name, points - 1);
-    EXPECT_GE(points, 14);
 }
-
-INSTANTIATE_TEST_SUITE_P(Kill, RecKillTest, ::testing::Values(&SCENARIOS[0], &SCENARIOS[1], &SCENARIOS[2]),
-                         [](const auto& test) { return std::string(test.param->name); });

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// tests/package/weeklyschedule_test.cpp - weekly schedules: text, messages, local time.
+// tests/package/weeklyschedule_test.cpp - weekly schedules: text and messages; local time is in schedulezones_test.cpp.
 #include "package/weeklyschedule.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <random>
 #include <string>
 
 namespace {
@@ -21,23 +19,6 @@ WeeklySchedule Parsed(const std::string& text)
     EXPECT_EQ(schedule.Parse(text, &error), 0) << text << ": " << error;
     return schedule;
 }
-
-/// Puts a zone in place for the life of a test.
-class ZoneGuard {
-public:
-    explicit ZoneGuard(const char* zone)
-    {
-        ::setenv("TZ", zone, 1);
-        ::tzset();
-    }
-    ~ZoneGuard()
-    {
-        ::unsetenv("TZ");
-        ::tzset();
-    }
-    ZoneGuard(const ZoneGuard&) = delete;
-    ZoneGuard& operator=(const ZoneGuard&) = delete;
-};
 
 } // namespace
 
@@ -103,30 +84,4 @@ TEST(WeeklyScheduleTest, WhatIsWrittenIsReadBackEqual)
     for (const auto& [in, out] : cases) {
         EXPECT_EQ(Parsed(in).ToText(), out);
     }
-    std::mt19937 random(20261121);
-    for (int round = 0; round < 300; ++round) {
-        WeeklySchedule schedule = Parsed("never");
-        for (int i = 0; i < round; ++i) {
-            schedule.SetSlot(static_cast<int>(random() % 7), static_cast<int>(random() % 48),
-                             static_cast<int>(random() % 10));
-        }
-        ASSERT_EQ(Parsed(schedule.ToText()), schedule) << schedule.ToText();
-    }
-}
-
-// Catches: an hour's shift after the clocks change, in the hour that is skipped or repeated.
-TEST(WeeklyScheduleTest, LocalTimeIsThatOfTheInstant)
-{
-    const ZoneGuard zone("America/Chicago");
-    const WeeklySchedule night = Parsed("sun 01:00-02:00; sun 02:00-03:00=2; sun 03:00-04:00=3");
-    // 2026-03-08: 08:00 UTC is when 02:00 becomes 03:00.
-    constexpr std::time_t SPRING = 1772956800;
-    EXPECT_EQ(night.ValueAt(SPRING - 1), 1);
-    EXPECT_EQ(night.ValueAt(SPRING), 3);
-    // 2026-11-01: 07:00 UTC is when 02:00 becomes 01:00 again.
-    constexpr std::time_t AUTUMN = 1793516400;
-    EXPECT_EQ(night.ValueAt(AUTUMN - 1), 1);
-    EXPECT_EQ(night.ValueAt(AUTUMN), 1);
-    EXPECT_EQ(night.ValueAt(AUTUMN + 3599), 1);
-    EXPECT_EQ(night.ValueAt(AUTUMN + 3600), 2);
 }

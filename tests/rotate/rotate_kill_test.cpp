@@ -3,7 +3,6 @@
 // round comes to exactly what an undisturbed one comes to.
 #include "package/reccheck.h"
 #include "rot_world.h"
-#include "support/child_process.h"
 #include "support/kill_points.h"
 
 namespace {
@@ -50,68 +49,19 @@ std::string Judge(TARGET target)
     return checked == 0 ? wrong : "the check failed";
 }
 
-class RotateKillTest : public ::testing::TestWithParam<TARGET> {};
+} // namespace
 
 // Catches: an orphan row or file after a kill, a recording that goes though no limit asks for it, or a round that
 // does not go on where the killed one ended.
-TEST_P(RotateKillTest, NextRoundComesToTheSameEnd)
+TEST(RotateKillTest, NextRoundComesToTheSameEnd)
 {
-    const TARGET target = GetParam();
-    RotWorld world;
-    const auto inChild = [](const auto& body) {
-        return ChildProcess([&](Channel&) { return body(); }).Wait();
-    };
-    ASSERT_EQ(inChild([&] { return Prepare(target); }), 0);
-    const std::filesystem::path root = world.m_root.Path();
-    std::filesystem::copy(root, root.string() + ".prepared", std::filesystem::copy_options::recursive);
-    int points = 0;
-    for (bool isOver = false; !isOver; ++points) {
-        for (const char* const folder : {"db", "rec"}) {
-            std::filesystem::remove_all(root / folder);
-            std::filesystem::copy(root.string() + ".prepared/" + folder, root / folder,
-                                  std::filesystem::copy_options::recursive);
-        }
-        const int end = inChild([&] {
-            ArmKillPoint(points);
-            return Round(world, target);
-        });
-        ASSERT_LE(end, 0) << "failed by itself at " << points;
-        isOver = end == 0;
-        ASSERT_EQ(inChild([&] {
-                      const std::string wrong =
-                          Round(world, target) == 0 ? Judge(target) : "the round failed";
-                      std::fprintf(stderr, "%s", wrong.empty() ? "" : (wrong + "\n").c_str());
-                      return wrong.empty() ? 0 : 1;
-                  }),
-                  0)
-            << "killed at call " << points;
+    for (const TARGET target : {CAMERA, LAPSE}) {
+        SCOPED_TRACE(target);
+        RotWorld world;
+        EXPECT_GE(KillAtEachPoint(
+                      world.m_root.Path(), [=] { return Prepare(target); },
+                      [&] { return Round(world, target); },
+                      [&] { return Round(world, target) == 0 ? Judge(target) : "the round failed"; }),
+                  19);
     }
-    std::filesystem::remove_all(root.string() + ".prepared");
-    RecordProperty("points", points);
-    EXPECT_GE(points, 20);
 }
-
-// Catches: a pass that fails, or marks twice, because somebody else writes just now.
-TEST(RotateBesideOthersTest, PassWaitsForAWriterThatHoldsTheDatabase)
-{
-    RotWorld world;
-    RotWorld::AddMany(CAMERA, 12, OLD);
-    ChildProcess writer([](Channel& toParent) {
-        VxDB::Transaction transaction(VxDB::DB_EVENT);
-        const int begun = transaction.Begin();
-        toParent.Send('L');
-        ::usleep(300'000); // the pass has to meet the lock; when it comes later, it only meets none
-        return begun + transaction.Commit();
-    });
-    ASSERT_EQ(writer.Receive(), 'L');
-    const auto pRotator = world.Make(CAMERA, 0, 0, KEPT_MB, 0);
-    EXPECT_EQ(pRotator->Start(), 0);
-    EXPECT_EQ(pRotator->BySize().count, 7);
-    EXPECT_EQ(writer.Wait(), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, RotateKillTest, ::testing::Values(CAMERA, LAPSE), [](const auto& tested) {
-    return std::string(tested.param == CAMERA ? "Camera" : "Lapse");
-});
-
-} // namespace

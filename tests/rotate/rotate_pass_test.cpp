@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/rotate/rotate_pass_test.cpp - one pass: its steps, their order, their loops, and what they say.
 #include "rot_world.h"
+#include "support/fake_clock.h"
 #include "support/log_capture.h"
 #include "support/sql_watch.h"
 
@@ -93,7 +94,9 @@ TEST_F(RotatePassTest, EachLoopEndsAfterItsBatch)
         LogCapture log;
         EXPECT_EQ(pRotator->Start(), 0);
         g_sqlWatch = {};
-        EXPECT_EQ(world.Marked(given.target).size(), 1000U) << given.target << given.days << given.sizeMB;
+        const std::set<int> marked = world.Marked(given.target);
+        EXPECT_EQ(marked.size(), 1000U) << given.target << given.days << given.sizeMB;
+        EXPECT_EQ(*marked.rbegin(), 1000) << "not the oldest";
         EXPECT_NE(log.TakeText("rotate/vxrotate DoRotate").find(given.volBound > 0 ? "=> 1000" : "=> 0"),
                   std::string::npos);
         EXPECT_FALSE(pRotator->IsDoRotate());

@@ -175,6 +175,7 @@ TEST_P(RotateWorldsTest, NoStatementScansOrSorts)
 
 struct FaultCase {
     const char* what;
+    REC_VOLUME state;
     void (*spoil)(TARGET target);
 };
 
@@ -190,14 +191,17 @@ void Replace(TARGET target, const char* content)
 }
 
 const FaultCase FAULTS[] = {
-    {"VolumeNotMounted", [](TARGET) { std::filesystem::remove(GetPackageRoot() + "/rec/.volume"); }},
-    {"OtherVolume",
+    {"VolumeNotMounted", REC_VOLUME::NO_VOLUME,
+     [](TARGET) { std::filesystem::remove(GetPackageRoot() + "/rec/.volume"); }},
+    {"OtherVolume", REC_VOLUME::OTHER,
      [](TARGET) { std::ofstream(GetPackageRoot() + "/rec/.volume") << std::string(32, 'a') << "\n"; }},
-    {"DatabaseMissing", [](TARGET target) { Replace(target, nullptr); }},
-    {"DatabaseEmpty", [](TARGET target) { Replace(target, ""); }},
-    {"DatabaseForeign",
+    {"MarkCut", REC_VOLUME::UNREADABLE,
+     [](TARGET) { std::filesystem::resize_file(GetPackageRoot() + "/rec/.volume", 5); }},
+    {"DatabaseMissing", REC_VOLUME::NEW_DB, [](TARGET target) { Replace(target, nullptr); }},
+    {"DatabaseEmpty", REC_VOLUME::NEW_DB, [](TARGET target) { Replace(target, ""); }},
+    {"DatabaseForeign", REC_VOLUME::UNREADABLE,
      [](TARGET target) { Replace(target, "this is no database, and it is longer than the header of one"); }},
-    {"RowsOfANewDatabase",
+    {"RowsOfANewDatabase", REC_VOLUME::NEW_DB,
      [](TARGET target) {
          RotWorld::Run(RotWorld::Path(target), std::string("DELETE FROM ") + gszTableRecVolume);
      }},
@@ -218,7 +222,9 @@ TEST_P(RotateWorldsTest, NothingGoesWhereSomethingIsWrong)
         long long afterId = 0;
         static_cast<void>(
             DeleteMarkedRecords(RotWorld::KindOf(target), target == ARCHIVE ? 7 : 0, 1000, afterId, deleted));
+        EXPECT_EQ(RecoverRecorders(), 0) << fault.what;
         EXPECT_EQ(RotWorld::FileCount(), 11) << fault.what;
+        EXPECT_EQ(CheckRecVolume(RotWorld::Path(target), nullptr), fault.state) << fault.what;
         EXPECT_EQ(deleted, 0) << fault.what;
         if (std::string(fault.what).find("Database") != 0) {
             EXPECT_EQ(world.Marked(target), std::set{99}) << fault.what;

@@ -96,6 +96,15 @@ int KillPointsPassed()
         return real(fd);                                                                                     \
     }
 
+#define VX_PATH_CALL(name, Last)                                                                             \
+    int Hook_##name(int folder, const char* path, Last last) __asm__(#name);                                 \
+    int Hook_##name(int folder, const char* path, Last last)                                                 \
+    {                                                                                                        \
+        static auto* const real = Real<int(int, const char*, Last)>(#name);                                  \
+        Pass(#name, path);                                                                                   \
+        return real(folder, path, last);                                                                     \
+    }
+
 extern "C" {
 VX_PWRITE(pwrite, long)
 VX_PWRITE(pwrite64, std::int64_t)
@@ -104,19 +113,6 @@ VX_OPEN(openat64)
 VX_SYNC(fsync)
 VX_SYNC(fdatasync)
 
-int Hook_unlinkat(int folder, const char* path, int flags) __asm__("unlinkat");
-int Hook_unlinkat(int folder, const char* path, int flags)
-{
-    static auto* const real = Real<int(int, const char*, int)>("unlinkat");
-    Pass("unlinkat", path);
-    return real(folder, path, flags);
-}
-
-int Hook_mkdirat(int folder, const char* path, unsigned int mode) __asm__("mkdirat");
-int Hook_mkdirat(int folder, const char* path, unsigned int mode)
-{
-    static auto* const real = Real<int(int, const char*, unsigned int)>("mkdirat");
-    Pass("mkdirat", path);
-    return real(folder, path, mode);
-}
+VX_PATH_CALL(unlinkat, int)
+VX_PATH_CALL(mkdirat, unsigned int)
 }

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "package/db.h"
 #include "package/event.h"
 #include "package/reccheck.h"
 #include "package/recorder.h"
 #include "package/recsweep.h"
+#include "support/sql.h"
 
 namespace rec {
 
@@ -46,25 +46,15 @@ inline std::int64_t AddEvent(int camId, std::int64_t start, std::int64_t end, co
     return AddRecord(event, 0, &id) == 0 ? id : 0;
 }
 
-/// The first field of each row, joined by blanks; "failed" if the statement did.
+/// Sql(), of the database of events where no other one is named.
 inline std::string Select(const std::string& sql, VxDB::DB_INSTANCE instance = VxDB::DB_EVENT)
 {
-    DBResult_tag* pRows = nullptr;
-    if (VxDB::Execute(instance, sql, &pRows) != 0) {
-        return "failed";
-    }
-    std::string text;
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        const char* const field = VxDBFetchField(pRows, row, "x");
-        text += (text.empty() ? "" : " ") + std::string(field != nullptr ? field : "NULL");
-    }
-    VxDBFreeResult(pRows);
-    return text;
+    return Sql(sql, instance);
 }
 
 inline std::string Live()
 {
-    return Select("SELECT id AS x FROM event WHERE mark_as_del = 0 ORDER BY id");
+    return Select("SELECT id FROM event WHERE mark_as_del = 0 ORDER BY id");
 }
 
 inline int CountFiles()

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_look_test.cpp - vx fifo ls, stat, top and rm on FIFOs of living, dead and foreign makers.
 
-#include <cstring>
-#include <random>
 #include <sstream>
 
 #include "support/ipc_keys.h"
@@ -216,38 +214,6 @@ TEST_F(FifoLookTest, OtherWidthIsNamed)
     }
     ExpectVx({"fifo", "rm", Key(), "--yes"}, 4); // its maker lives
     ExpectVx({"fifo", "rm", Key(), "--yes", "--force"});
-}
-
-// Catches: a number of a scribbled header that is believed: a crash, a hang, a huge allocation.
-TEST_F(FifoLookTest, ScribbledHeaderNeitherCrashesNorHangs)
-{
-    FifoWriter writer(m_keys.First(), Idle(24));
-    ASSERT_EQ(writer.Receive(), 'W');
-    const int shmId = ::shmget(m_keys.First(), 0, 0);
-    unsigned char* const pHeader = static_cast<unsigned char*>(::shmat(shmId, nullptr, 0));
-    const std::vector<unsigned char> good(pHeader, pHeader + sizeof(ShmStreamFifo));
-    std::mt19937 random(20240607);
-    const std::vector<std::vector<std::string>> verbs{
-        {"fifo", "ls"}, {"fifo", "stat", Key()}, {"fifo", "tail", Key(), "-n1"}, {"fifo", "cat", Key()}};
-    for (int round = 0; round < 24; ++round) {
-        std::memcpy(pHeader, good.data(), good.size());
-        const std::size_t first = round == 0 ? 0 : random() % good.size();
-        const std::size_t count = round == 0 ? good.size() : 1 + random() % 600;
-        for (std::size_t i = first; i < good.size() && i < first + count; ++i) {
-            pHeader[i] = static_cast<unsigned char>(random());
-        }
-        const std::vector<std::string>& args = verbs[static_cast<std::size_t>(round) % 4];
-        VxProcess vx(args);
-        ::usleep(50000);
-        vx.Signal(SIGTERM);
-        const VxResult result = vx.Finish(8000);
-        EXPECT_EQ(result.signal == SIGTERM ? 0 : result.signal, 0)
-            << args[1] << " in round " << round << result.err;
-    }
-    std::memcpy(pHeader, good.data(), good.size());
-    ::shmdt(pHeader);
-    writer.Kill(SIGKILL);
-    Remove();
 }
 
 // Catches: text after a number that is ignored, a key whose slots have no keys, hexadecimal read as decimal.

@@ -72,14 +72,6 @@ TEST(SegmentFilesTest, NoNameIsUsedTwice)
 
 using Text = std::string;
 
-struct SetsCase {
-    const char* what;
-    VideoCodec codec;
-    Text frame;
-    Text sets; ///< as ParameterSets() gives them
-    Text rest; ///< of the frame without them
-};
-
 const Text SHORT("\0\0\1", 3);
 const Text LONG("\0\0\0\1", 4);
 const Text SLICE = SHORT + "\x65slice" + Text("\0\0\1\x67not a set", 13);
@@ -93,39 +85,40 @@ Text Repeat(const Text& what, int times)
     return all;
 }
 
-class SetsTest : public ::testing::TestWithParam<SetsCase> {};
-
 // Catches: a set that is missed, taken twice or cut; a picture changed on the way; lengths that run below zero.
-TEST_P(SetsTest, SetsAreTakenOutAndNothingElse)
+TEST(SetsTest, SetsAreTakenOutAndNothingElse)
 {
-    Text frame = GetParam().frame;
-    auto* const pData = reinterpret_cast<unsigned char*>(frame.data());
-    const std::vector<unsigned char> sets = ParameterSets(GetParam().codec, pData, frame.size());
-    EXPECT_EQ(Text(sets.begin(), sets.end()), GetParam().sets);
-    const std::size_t dropped = DropParameterSets(GetParam().codec, pData, frame.size());
-    ASSERT_LE(dropped, frame.size());
-    EXPECT_EQ(frame.substr(dropped), GetParam().rest);
+    const struct {
+        const char* what;
+        VideoCodec codec;
+        Text frame;
+        Text sets; ///< as ParameterSets() gives them
+        Text rest; ///< of the frame without them
+    } cases[] = {
+        {"Plain", VideoCodec::H264, LONG + "gsps" + LONG + "hpps" + SLICE, LONG + "gsps" + LONG + "hpps",
+         SLICE},
+        {"OthersStay", VideoCodec::H264,
+         LONG + "\x09" + SHORT + "gsps" + SHORT + "hpps" + LONG + "\x06i" + SLICE,
+         LONG + "gsps" + LONG + "hpps", SHORT + "\x09" + SHORT + "\x06i" + SLICE},
+        {"TwiceIsOnce", VideoCodec::H264, Repeat(SHORT + "gsps" + SHORT + "hpps", 2) + SLICE,
+         LONG + "gsps" + LONG + "hpps", SLICE},
+        {"OneKindIsNotEnough", VideoCodec::H264, LONG + "gsps" + SLICE, "", LONG + "gsps" + SLICE},
+        {"ManyShortUnits", VideoCodec::H264, SHORT + "g" + SHORT + "h" + Repeat(SHORT + "\x06", 40) + SLICE,
+         LONG + "g" + LONG + "h", Repeat(SHORT + "\x06", 40) + SLICE},
+        {"H265HasThreeKinds", VideoCodec::H265,
+         LONG + "\x40v" + LONG + "\x42s" + LONG + "\x44p" + SHORT + "\x26slice",
+         LONG + "\x40v" + LONG + "\x42s" + LONG + "\x44p", SHORT + "\x26slice"},
+        {"NoStartCode", VideoCodec::H264, "no stream at all", "", "no stream at all"},
+        {"Empty", VideoCodec::H264, "", "", ""},
+    };
+    for (auto [what, codec, frame, expected, rest] : cases) {
+        auto* const pData = reinterpret_cast<unsigned char*>(frame.data());
+        const std::vector<unsigned char> sets = ParameterSets(codec, pData, frame.size());
+        EXPECT_EQ(Text(sets.begin(), sets.end()), expected) << what;
+        const std::size_t dropped = DropParameterSets(codec, pData, frame.size());
+        ASSERT_LE(dropped, frame.size()) << what;
+        EXPECT_EQ(frame.substr(dropped), rest) << what;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Frames, SetsTest,
-    ::testing::Values(
-        SetsCase{"Plain", VideoCodec::H264, LONG + "gsps" + LONG + "hpps" + SLICE,
-                 LONG + "gsps" + LONG + "hpps", SLICE},
-        SetsCase{"OthersStay", VideoCodec::H264,
-                 LONG + "\x09" + SHORT + "gsps" + SHORT + "hpps" + LONG + "\x06i" + SLICE,
-                 LONG + "gsps" + LONG + "hpps", SHORT + "\x09" + SHORT + "\x06i" + SLICE},
-        SetsCase{"TwiceIsOnce", VideoCodec::H264, Repeat(SHORT + "gsps" + SHORT + "hpps", 2) + SLICE,
-                 LONG + "gsps" + LONG + "hpps", SLICE},
-        SetsCase{"OneKindIsNotEnough", VideoCodec::H264, LONG + "gsps" + SLICE, "", LONG + "gsps" + SLICE},
-        SetsCase{"ManyShortUnits", VideoCodec::H264,
-                 SHORT + "g" + SHORT + "h" + Repeat(SHORT + "\x06", 40) + SLICE, LONG + "g" + LONG + "h",
-                 Repeat(SHORT + "\x06", 40) + SLICE},
-        SetsCase{"H265HasThreeKinds", VideoCodec::H265,
-                 LONG + "\x40v" + LONG + "\x42s" + LONG + "\x44p" + SHORT + "\x26slice",
-                 LONG + "\x40v" + LONG + "\x42s" + LONG + "\x44p", SHORT + "\x26slice"},
-        SetsCase{"NoStartCode", VideoCodec::H264, "no stream at all", "", "no stream at all"},
-        SetsCase{"Empty", VideoCodec::H264, "", "", ""}),
-    [](const auto& one) { return Text(one.param.what); });
 
 } // namespace

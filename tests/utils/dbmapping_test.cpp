@@ -118,30 +118,6 @@ TEST_F(DBMappingTest, StatementsAreTheAgreedTexts)
     EXPECT_TRUE(all.empty());
 }
 
-// Catches: NULL or a foreign value that throws, is skipped, or leaves the value of before.
-TEST_F(DBMappingTest, NullAndForeignValuesReadAsTheirNumbers)
-{
-    Sql("INSERT INTO sample (id) VALUES (7); INSERT INTO sample VALUES (8, '300', '-1', "
-        "'99999999999999999999', 't', 12, "
-        "'12abc', 'xF')");
-    Sample rec = MakeSample();
-    rec.Get<SAMPLE_FLAG>() = true;
-    ASSERT_EQ(m_mapping.Load(rec), 0);
-    Sample empty;
-    empty.Get<SAMPLE_ID>() = 7;
-    EXPECT_TRUE(rec == empty);
-
-    rec.Get<SAMPLE_ID>() = 8;
-    ASSERT_EQ(m_mapping.Load(rec), 0);
-    EXPECT_EQ(rec.Get<SAMPLE_SMALL>(), 300 - 256);
-    EXPECT_EQ(rec.Get<SAMPLE_WORD>(), UINT_MAX);
-    EXPECT_EQ(rec.Get<SAMPLE_BIG>(), LLONG_MAX);
-    EXPECT_TRUE(rec.Get<SAMPLE_FLAG>());
-    EXPECT_EQ(rec.Get<SAMPLE_NAME>(), "12");
-    EXPECT_EQ(static_cast<int>(rec.Get<SAMPLE_LEVEL>()), 12);
-    EXPECT_EQ(rec.Get<SAMPLE_BITS>().to_ulong(), 7u);
-}
-
 // Catches: a member of the wrong type that throws or is taken as 0, a number cut to its type, a JSON key that
 // is not the column.
 TEST_F(DBMappingTest, JsonOfAWrongTypeLeavesTheFieldAndIsLogged)

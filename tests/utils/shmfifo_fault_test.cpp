@@ -51,67 +51,49 @@ int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t*
 }
 }
 
-struct FaultCase {
-    const char* what;
-    Fault fault;
-    int slots;       ///< -1: no FIFO at all
-    const char* log; ///< a part of it
-};
-class ShmFifoFaultTest : public ShmFifoFixture, public ::testing::WithParamInterface<FaultCase> {
+class ShmFifoFaultTest : public ShmFifoFixture {
 protected:
     void TearDown() override { g_fault = {}; }
 };
 
 // Catches: a failed call that is not said, is taken for a success, or leaves a segment or a mapping behind.
-TEST_P(ShmFifoFaultTest, FailureWhileMakingLeavesNothingBehind)
+TEST_F(ShmFifoFaultTest, FailureWhileMakingLeavesNothingBehind)
 {
-    g_fault = GetParam().fault;
-    m_pFifo = m_handler.GetStreamFifo(m_keys.First(), 1000, 10);
-    EXPECT_EQ(m_pFifo != nullptr ? m_pFifo->GetFifoCnt() : -1, GetParam().slots);
-    ExpectLog(GetParam().log);
-    EXPECT_EQ(m_keys.Used(false), GetParam().slots + 1);
-    EXPECT_EQ(IpcKeys::Attached(), GetParam().slots + 1);
-    if (m_pFifo != nullptr) {
-        for (int i = 0; i < 25; ++i) {
+    const std::string make = "utils/shmfifo GetStreamFifo shmfifo ERR: ";
+    const std::string entry = "utils/shmfifo GetDataEntry shmfifo ERR: ";
+    const auto slot = [](const char* idx) {
+        return std::string("utils/shmfifo Init shmfifo NOTICE: Init DataEntryArr failed [Idx:") + idx + "]\n";
+    };
+    const struct {
+        Fault fault;
+        int slots;       ///< -1: no FIFO at all
+        std::string log; ///< a part of it
+    } cases[] = {
+        {{"create", 1, 1, ENOSPC}, -1, make + "Failed to allocate shared memory with errno [28].\n"},
+        {{"attach", 1, 1, ENOMEM}, -1, make + "Failed to attach shared memory with errno [12].\n"},
+        {{"stat", 1, 1, EACCES}, -1, make + "Failed to attach shared memory with errno [13].\n"},
+        {{"create", 2, 1, ENOMEM},
+         9,
+         entry + "Failed to allocate shared memory of size [1040] with errno [12].\n" + slot("0")},
+        {{"attach", 4, 1, EMFILE}, 9, entry + "Failed to attach shared memory.\n" + slot("2")},
+        {{"create", 3, 9, ENOSPC}, 1, slot("1")},
+        {{"mutex", 1, 1, 0}, 10, "include/vxrbmutex Init  : Failed to init mutex\n"},
+    };
+    for (const auto& [fault, slots, log] : cases) {
+        g_fault = fault;
+        m_pFifo = m_handler.GetStreamFifo(m_keys.First(), 1000, 10);
+        EXPECT_EQ(m_pFifo != nullptr ? m_pFifo->GetFifoCnt() : -1, slots);
+        ExpectLog(log);
+        EXPECT_EQ(m_keys.Used(false), slots + 1);
+        EXPECT_EQ(IpcKeys::Attached(), slots + 1);
+        for (int i = 0; m_pFifo != nullptr && i < 25; ++i) {
             EXPECT_EQ(Write(FRAME_P, 2000 + i), 0); // slots grow, whichever keys they have
         }
-        EXPECT_EQ(m_keys.Used(false), GetParam().slots + 1);
+        EXPECT_EQ(m_keys.Used(false), slots + 1);
+        m_handler.FreeMem();
+        EXPECT_EQ(IpcKeys::Attached(), 0);
     }
-    m_handler.FreeMem();
-    EXPECT_EQ(IpcKeys::Attached(), 0);
 }
-#define SLOT_FAILED(idx) "utils/shmfifo Init shmfifo NOTICE: Init DataEntryArr failed [Idx:" #idx "]\n"
-INSTANTIATE_TEST_SUITE_P(
-    Calls, ShmFifoFaultTest,
-    ::testing::Values(
-        FaultCase{
-            "CreateHeader",
-            {"create", 1, 1, ENOSPC},
-            -1,
-            "utils/shmfifo GetStreamFifo shmfifo ERR: Failed to allocate shared memory with errno [28].\n"},
-        FaultCase{
-            "AttachHeader",
-            {"attach", 1, 1, ENOMEM},
-            -1,
-            "utils/shmfifo GetStreamFifo shmfifo ERR: Failed to attach shared memory with errno [12].\n"},
-        FaultCase{
-            "StatHeader",
-            {"stat", 1, 1, EACCES},
-            -1,
-            "utils/shmfifo GetStreamFifo shmfifo ERR: Failed to attach shared memory with errno [13].\n"},
-        FaultCase{"CreateFirstSlot",
-                  {"create", 2, 1, ENOMEM},
-                  9,
-                  "utils/shmfifo GetDataEntry shmfifo ERR: Failed to allocate shared memory of size [1040] "
-                  "with errno "
-                  "[12].\n" SLOT_FAILED(0)},
-        FaultCase{"AttachThirdSlot",
-                  {"attach", 4, 1, EMFILE},
-                  9,
-                  "utils/shmfifo GetDataEntry shmfifo ERR: Failed to attach shared memory.\n" SLOT_FAILED(2)},
-        FaultCase{"CreateAllButOneSlot", {"create", 3, 9, ENOSPC}, 1, SLOT_FAILED(1)},
-        FaultCase{"Mutex", {"mutex", 1, 1, 0}, 10, "include/vxrbmutex Init  : Failed to init mutex\n"}),
-    [](const auto& row) { return std::string(row.param.what); });
 
 // Catches: a leftover that cannot be removed at once and is given up, or is asked for without a pause.
 TEST_F(ShmFifoFaultTest, LeftoverIsRemovedInTheEnd)

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/utils/shmfifo_stress_test.cpp - a writer and eight readers, killed and stopped at random: no frame
 // that a reader was given differs from what was written.
-#include <sys/mman.h>
-
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -10,6 +8,7 @@
 
 #include "shmfifo_fixture.h"
 #include "support/child_process.h"
+#include "support/shared_with_children.h"
 
 namespace {
 
@@ -167,28 +166,24 @@ protected:
     {
         const unsigned seed = m_random();
         return std::make_unique<ChildProcess>([=, this](const Channel& toParent) {
-            return WriteForEver(m_keys.First(), seed, *m_pTally, toParent);
+            return WriteForEver(m_keys.First(), seed, *m_tally, toParent);
         });
     }
     Child NewReader()
     {
         const unsigned seed = m_random();
         return std::make_unique<ChildProcess>(
-            [=, this](const Channel&) { return ReadForEver(m_keys.First(), seed, *m_pTally); });
+            [=, this](const Channel&) { return ReadForEver(m_keys.First(), seed, *m_tally); });
     }
 
     Dice m_random{Seed()};
-    Tally* m_pTally = nullptr;
+    const SharedWithChildren<Tally> m_tally;
 };
 
 // Catches: a frame that is accepted although the writer took its slot while it was copied; a slot or a writer
 // that is stuck after the death of anybody at any moment.
 TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
 {
-    void* const pShared =
-        ::mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(pShared, MAP_FAILED);
-    m_pTally = new (pShared) Tally{};
     Child writer = NewWriter();
     ASSERT_EQ(writer->Receive(), 'W');
     std::vector<Child> readers;
@@ -200,8 +195,8 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
     const auto enough = start + std::chrono::seconds(8);
     const auto deadline = start + std::chrono::seconds(90) * (wantedReads / EVERYDAY_READS + 1);
     while (
-        (m_pTally->accepted < wantedReads || m_pTally->written < wantedReads / 20 || Clock::now() < enough) &&
-        m_pTally->torn == 0 && Clock::now() < deadline) {
+        (m_tally->accepted < wantedReads || m_tally->written < wantedReads / 20 || Clock::now() < enough) &&
+        m_tally->torn == 0 && Clock::now() < deadline) {
         switch (m_random() % 50) {
         case 0:
             writer->Kill(SIGKILL);
@@ -233,11 +228,10 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
     }
     readers.clear();
     writer.reset();
-    std::printf("written %ld accepted %ld none %ld noticed %ld\n", m_pTally->written.load(),
-                m_pTally->accepted.load(), m_pTally->none.load(), m_pTally->noticed.load());
-    EXPECT_EQ(m_pTally->torn, 0);
-    EXPECT_GE(m_pTally->accepted, wantedReads);
-    EXPECT_GE(m_pTally->written, wantedReads / 20);
+    std::printf("written %ld accepted %ld none %ld noticed %ld\n", m_tally->written.load(),
+                m_tally->accepted.load(), m_tally->none.load(), m_tally->noticed.load());
+    EXPECT_EQ(m_tally->torn, 0);
+    EXPECT_GE(m_tally->accepted, wantedReads);
+    EXPECT_GE(m_tally->written, wantedReads / 20);
     Make(); // the next writer cleans up after the killed one
-    ::munmap(pShared, sizeof(Tally));
 }

@@ -40,6 +40,37 @@ TEST_F(ShmFifoWriteTest, SlotsAreMadeWithinTheLimits)
     }
 }
 
+// Catches: a segment that others cannot open or that is not as long as they expect, and a fresh frame header
+// that differs.
+TEST_F(ShmFifoWriteTest, SegmentsHaveTheirKeysModesAndLengths)
+{
+    Make(1000, 10);
+    for (int i = 0; i <= 10; ++i) {
+        shmid_ds stat{};
+        ASSERT_EQ(::shmctl(::shmget(m_keys.First() + i, 0, 0), IPC_STAT, &stat), 0);
+        EXPECT_EQ(stat.shm_perm.mode & 0777U, 0666U);
+        EXPECT_EQ(stat.shm_segsz, i == 0 ? sizeof(ShmStreamFifo) : 1000U + 0x28U);
+    }
+    const void* const pEntry = ::shmat(::shmget(m_keys.First() + 4, 0, 0), nullptr, SHM_RDONLY);
+    const std::int32_t fresh[] = {3, 0, 1000, 0, 0, 2, 0, 0, 0};
+    EXPECT_EQ(std::memcmp(pEntry, fresh, sizeof(fresh)), 0);
+    ::shmdt(pEntry);
+}
+
+// Catches: a field of a frame at another place, or of another width.
+TEST_F(ShmFifoWriteTest, FrameIsFoundByteForByte)
+{
+    Make(1000, 10);
+    unsigned char bytes[] = {0xAA, 0xBB, 0xCC};
+    Poke("m_nextId", 77);
+    ASSERT_EQ(m_pFifo->WriteData(bytes, 3, 0x1122334455667788, MEDIA_ES_AUDIO, 0x84, 6), 0);
+    const void* const pEntry = ::shmat(::shmget(m_keys.First() + 1, 0, 0), nullptr, SHM_RDONLY);
+    const std::int32_t expected[] = {0,          3,          1000,           77,      6, 0x84,
+                                     0x55667788, 0x11223344, MEDIA_ES_AUDIO, 0xCCBBAA};
+    EXPECT_EQ(std::memcmp(pEntry, expected, sizeof(expected)), 0);
+    ::shmdt(pEntry);
+}
+
 // Catches: a key that a failed creation used up is used again, or leaves a gap in the slots; a resize that
 // then destroys the neighbour whose key it is.
 TEST_F(ShmFifoWriteTest, SlotThatCannotBeMadeCostsAKeyAndNothingElse)

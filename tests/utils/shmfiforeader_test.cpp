@@ -154,53 +154,50 @@ TEST_F(ShmFifoReaderTest, PackageCanHoldFramesBack)
     EXPECT_TRUE(ReadOne());
 }
 
-struct FormatCase {
-    const char* what;
-    bool video;
-    const char* codec;
-    const char* extra;
-    int extraSize;
-    int result;
-    const char* log;
-    int codecTag;
-    int rateOrWidth;
-    const char* block;
-};
-class ShmFifoFormatTest : public ShmFifoFixture, public ::testing::WithParamInterface<FormatCase> {};
-
 // Catches: a codec or a parameter block that is read wrongly, or a block that is read past its end.
-TEST_P(ShmFifoFormatTest, FormatIsReadFromTheHeader)
+TEST_F(ShmFifoReaderTest, FormatIsReadFromTheHeader)
 {
-    const FormatCase& c = GetParam();
-    Make();
-    m_pFifo->SetCodec(c.codec);
-    m_pFifo->SetExtra(reinterpret_cast<const unsigned char*>(c.extra), c.extraSize);
-    if (std::string_view(c.what) != "NoSize") {
-        m_pFifo->SetResolution(1920, 1080);
+    const struct {
+        const char* what;
+        bool video;
+        const char* codec;
+        const char* extra;
+        int extraSize;
+        int result;
+        const char* log;
+        std::uint32_t codecTag;
+        int rateOrWidth;
+        const char* block;
+    } cases[] = {
+        {"H264", true, "H264", "abc", 3, 0, "", 0x68323634, 1920, "abc"},
+        {"H265", true, "H265", "", 0, 0, "", 0x68657663, 1920, ""},
+        {"OtherVideo", true, "VP8", "", 0, -1, "Unknown VodFmt[VP8]\n", 0, 0, ""},
+        {"NoSize", true, "H264", "", 0, -1, "Invalid Width[0] Height[0]\n", 0x68323634, 0, ""},
+        {"Aac", false, "MPEG4-GENERIC", "48000|2|\x11\x90", 10, 0, "", 0, 48000, "\x11\x90"},
+        {"Pcm", false, "PCMA", "8000|1|", 7, 0, "", 0, 8000, ""},
+        {"OtherAudio", false, "OPUS", "48000|2|", 8, -1, "Unknown AdoFmt[OPUS]\n", 0, 0, ""},
+        {"NoBar", false, "PCMU", "8000|1", 6, -1, "Broken extra, size[6]\n", 0, 0, ""},
+        {"NoText", false, "PCMU", "", 0, -1, "Broken extra, size[0]\n", 0, 0, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        Make();
+        m_pFifo->SetCodec(c.codec);
+        m_pFifo->SetExtra(reinterpret_cast<const unsigned char*>(c.extra), c.extraSize);
+        if (std::string_view(c.what) != "NoSize") {
+            m_pFifo->SetResolution(1920, 1080);
+        }
+        ShmFifoReader reader;
+        ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
+        ESFormat format;
+        format.width = 7; // of an earlier stream
+        TakeLog();
+        EXPECT_EQ(c.video ? reader.FillVdoFmt(format) : reader.FillAdoFmt(format), c.result);
+        ExpectLog(c.log);
+        EXPECT_EQ(format.codecTag, c.codecTag);
+        EXPECT_EQ(c.video ? format.width : format.sampleRate, c.rateOrWidth);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(format.extraData),
+                              static_cast<std::size_t>(format.extraSize)),
+                  c.block);
     }
-    ShmFifoReader reader;
-    ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
-    ESFormat format;
-    format.width = 7; // of an earlier stream
-    TakeLog();
-    EXPECT_EQ(c.video ? reader.FillVdoFmt(format) : reader.FillAdoFmt(format), c.result);
-    ExpectLog(c.log);
-    EXPECT_EQ(format.codecTag, static_cast<std::uint32_t>(c.codecTag));
-    EXPECT_EQ(c.video ? format.width : format.sampleRate, c.rateOrWidth);
-    EXPECT_EQ(
-        std::string(reinterpret_cast<char*>(format.extraData), static_cast<std::size_t>(format.extraSize)),
-        c.block);
 }
-INSTANTIATE_TEST_SUITE_P(
-    All, ShmFifoFormatTest,
-    ::testing::Values(
-        FormatCase{"H264", true, "H264", "abc", 3, 0, "", 0x68323634, 1920, "abc"},
-        FormatCase{"H265", true, "H265", "", 0, 0, "", 0x68657663, 1920, ""},
-        FormatCase{"OtherVideo", true, "VP8", "", 0, -1, "Unknown VodFmt[VP8]\n", 0, 0, ""},
-        FormatCase{"NoSize", true, "H264", "", 0, -1, "Invalid Width[0] Height[0]\n", 0x68323634, 0, ""},
-        FormatCase{"Aac", false, "MPEG4-GENERIC", "48000|2|\x11\x90", 10, 0, "", 0, 48000, "\x11\x90"},
-        FormatCase{"Pcm", false, "PCMA", "8000|1|", 7, 0, "", 0, 8000, ""},
-        FormatCase{"OtherAudio", false, "OPUS", "48000|2|", 8, -1, "Unknown AdoFmt[OPUS]\n", 0, 0, ""},
-        FormatCase{"NoBar", false, "PCMU", "8000|1", 6, -1, "Broken extra, size[6]\n", 0, 0, ""},
-        FormatCase{"NoText", false, "PCMU", "", 0, -1, "Broken extra, size[0]\n", 0, 0, ""}),
-    [](const auto& row) { return std::string(row.param.what); });

@@ -3,7 +3,6 @@
 #include "vxrbmutex.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <chrono>
 #include <cstring>
@@ -12,6 +11,7 @@
 
 #include "support/child_process.h"
 #include "support/log_capture.h"
+#include "support/shared_with_children.h"
 
 namespace {
 const Channel* g_pToParent = nullptr; ///< where a child that ends says what it logged
@@ -31,22 +31,14 @@ extern "C" {
 
 class VxRbMutexTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        void* const pAddr =
-            ::mmap(nullptr, sizeof(VxRbMutex), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-        ASSERT_NE(pAddr, MAP_FAILED);
-        m_pMutex = new (pAddr) VxRbMutex;
-        ASSERT_TRUE(m_pMutex->Init() == 0 || !HandOverWorks());
-    }
-    void TearDown() override { ::munmap(m_pMutex, sizeof(VxRbMutex)); }
+    void SetUp() override { ASSERT_TRUE(m_mutex->Init() == 0 || !HandOverWorks()); }
 
     /// Whether this system hands a dead holder's mutex over at all: an emulator lets one be made, and does
     /// not.
     static bool HandOverWorks()
     {
-        void* const pAddr = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-        auto* const pMutex = static_cast<pthread_mutex_t*>(pAddr);
+        const SharedWithChildren<pthread_mutex_t> mutex;
+        pthread_mutex_t* const pMutex = &*mutex;
         pthread_mutexattr_t attr;
         ::pthread_mutexattr_init(&attr);
         ::pthread_mutexattr_setpshared(&attr, PTHREAD_PROCESS_SHARED);
@@ -55,11 +47,10 @@ protected:
         static_cast<void>(ChildProcess([&](const Channel&) { return ::pthread_mutex_lock(pMutex); }).Wait());
         const bool works = ::pthread_mutex_trylock(pMutex) == EOWNERDEAD;
         ::pthread_mutex_unlock(pMutex);
-        ::munmap(pAddr, 4096);
         return works;
     }
 
-    VxRbMutex* m_pMutex = nullptr;
+    const SharedWithChildren<VxRbMutex> m_mutex;
 };
 
 // Catches: a lock that stays held for ever once its owner was killed, and one that is given to two.
@@ -69,7 +60,7 @@ TEST_F(VxRbMutexTest, LockOutlivesItsHolder)
         GTEST_SKIP() << "robust mutexes do not work here (qemu-user)";
     }
     ChildProcess holder([&](const Channel& toParent) {
-        const VxRbGuard guard(*m_pMutex);
+        const VxRbGuard guard(*m_mutex);
         toParent.Send(guard.Held() ? 'L' : 'x');
         for (;;) {
             ::pause();
@@ -79,7 +70,7 @@ TEST_F(VxRbMutexTest, LockOutlivesItsHolder)
     ASSERT_EQ(holder.Receive(), 'L');
     ChildProcess waiter([&](const Channel& toParent) {
         for (int round = 0; round < 2; ++round) { // the second time it is an ordinary mutex again
-            const VxRbGuard guard(*m_pMutex);
+            const VxRbGuard guard(*m_mutex);
             toParent.Send(guard.Held() ? 'L' : 'x');
         }
         return 0;
@@ -89,7 +80,7 @@ TEST_F(VxRbMutexTest, LockOutlivesItsHolder)
     EXPECT_EQ(waiter.Receive(), 'L');
     EXPECT_EQ(waiter.Receive(), 'L');
     EXPECT_EQ(waiter.Wait(), 0);
-    EXPECT_TRUE(VxRbGuard(*m_pMutex).Held());
+    EXPECT_TRUE(VxRbGuard(*m_mutex).Held());
 }
 
 // Catches: a thread that waits for itself, or a process that ends without a word of why.
@@ -99,9 +90,9 @@ TEST_F(VxRbMutexTest, SecondLockOfOneThreadEndsTheProcess)
         LogCapture log;
         g_pLog = &log;
         g_pToParent = &toParent;
-        const VxRbGuard first(*m_pMutex);
+        const VxRbGuard first(*m_mutex);
         toParent.Send('1');
-        const VxRbGuard second(*m_pMutex);
+        const VxRbGuard second(*m_mutex);
         toParent.Send('2');
         return 3;
     });
@@ -111,7 +102,7 @@ TEST_F(VxRbMutexTest, SecondLockOfOneThreadEndsTheProcess)
     }
     EXPECT_EQ(said, "1include/vxrbmutex Lock: Potential self-deadlock detected!\n");
     EXPECT_EQ(child.Wait(), 0);
-    const VxRbGuard after(*m_pMutex);
+    const VxRbGuard after(*m_mutex);
     EXPECT_TRUE(after.Held());
 }
 
@@ -121,14 +112,14 @@ TEST_F(VxRbMutexTest, OverwrittenMutexIsRefusedInTime)
     std::mt19937 random(7);
     for (int round = 0; round < 300; ++round) {
         for (std::size_t i = 0; i < sizeof(VxRbMutex); ++i) {
-            reinterpret_cast<unsigned char*>(m_pMutex)[i] = static_cast<unsigned char>(random());
+            reinterpret_cast<unsigned char*>(&*m_mutex)[i] = static_cast<unsigned char>(random());
         }
-        EXPECT_FALSE(VxRbGuard(*m_pMutex).Held());
+        EXPECT_FALSE(VxRbGuard(*m_mutex).Held());
     }
-    ASSERT_EQ(m_pMutex->Init(), 0);
-    const int nobody = 0x3FFFFFF0;                                      // above every process id
-    std::memcpy(static_cast<void*>(m_pMutex), &nobody, sizeof(nobody)); // the lock word comes first
+    ASSERT_EQ(m_mutex->Init(), 0);
+    const int nobody = 0x3FFFFFF0;                                       // above every process id
+    std::memcpy(static_cast<void*>(&*m_mutex), &nobody, sizeof(nobody)); // the lock word comes first
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(VxRbGuard(*m_pMutex).Held());
+    EXPECT_FALSE(VxRbGuard(*m_mutex).Held());
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
