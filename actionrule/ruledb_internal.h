@@ -11,28 +11,12 @@
 #include <vector>
 
 #include "actionrule.h"
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "vxlog.h"
 
 namespace ruledb {
 
-/// Owns the rows of one statement.
-class Rows {
-public:
-    Rows() noexcept = default;
-    ~Rows() { VxDBFreeResult(m_pResult); }
-    Rows(const Rows&) = delete;
-    Rows& operator=(const Rows&) = delete;
-
-    DBResult_tag** Out() noexcept { return &m_pResult; }
-    DBResult_tag* Get() const noexcept { return m_pResult; }
-    int Count() const noexcept { return VxDBNumRows(m_pResult); }
-    /// Steps to the next row. @return false behind the last one
-    bool Next(unsigned int& row) const noexcept { return VxDBFetchRow(m_pResult, &row) == 0; }
-
-private:
-    DBResult_tag* m_pResult = nullptr;
-};
+using VxDB::Rows;
 
 /// Whom a line of the log names: the caller, not the helper that runs its statement.
 struct Place {

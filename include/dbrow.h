@@ -6,31 +6,10 @@
 #include <string>
 
 #include "dbvalue.h"
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "package/export.h"
 
 namespace VxDB::detail {
-
-/// A result of the database layer. Owns it: freed at the end, by whatever way the reading ends.
-/// Thread-safety: one thread at a time.
-class ResultHolder {
-public:
-    ResultHolder() noexcept = default;
-    ~ResultHolder()
-    {
-        if (m_pResult != nullptr) {
-            VxDBFreeResult(m_pResult);
-        }
-    }
-    ResultHolder(const ResultHolder&) = delete;
-    ResultHolder& operator=(const ResultHolder&) = delete;
-
-    DBResult_tag** Out() noexcept { return &m_pResult; }
-    DBResult_tag* Get() const noexcept { return m_pResult; }
-
-private:
-    DBResult_tag* m_pResult = nullptr;
-};
 
 /// What reads one row into a record: a function and the record that it fills. Borrows the record.
 struct RowReader {

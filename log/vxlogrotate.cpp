@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "logrot_internal.h"
+#include "package/dbrows.h"
 #include "package/exechelperd.h"
 #include "package/fileutil.h"
 #include "package/json.h"
@@ -122,18 +123,16 @@ std::int64_t GetLimitOffset(const VxLogRotateSettings& settings, std::int64_t cn
 
 int VxLogRotaterBase::GetTimeUPBByLimits() noexcept
 try {
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     unsigned int row = 0;
-    if (Execute(GetCountLimitSqlStr(), &pRows) != 0 || VxDBFetchRow(pRows, &row) != 0) {
-        VxDBFreeResult(pRows);
+    if (Execute(GetCountLimitSqlStr(), rows.Out()) != 0 || !rows.Next(row)) {
         VX_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to select log info.\n");
         return 0;
     }
-    const char* const cntText = VxDBFetchField(pRows, row, "cnt");
-    const char* const sizeText = VxDBFetchField(pRows, row, "sizeMB");
+    const char* const cntText = VxDBFetchField(rows.Get(), row, "cnt");
+    const char* const sizeText = VxDBFetchField(rows.Get(), row, "sizeMB");
     const int cnt = Clamp(cntText != nullptr ? std::strtol(cntText, nullptr, 10) : 0);
     const int sizeMB = Clamp(sizeText != nullptr ? std::strtol(sizeText, nullptr, 10) : 0);
-    VxDBFreeResult(pRows);
 
     const int offset = Clamp(GetLimitOffset(m_settings, cnt, sizeMB));
     int timeUPB = 0;

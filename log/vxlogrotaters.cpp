@@ -8,6 +8,7 @@
 
 #include "logarchiver_internal.h"
 #include "logrot_internal.h"
+#include "package/dbrows.h"
 #include "package/dbtables.h"
 #include "package/monoclock.h"
 #include "package/msgd.h"
@@ -75,18 +76,17 @@ int StartOfDay(int timeUPB) noexcept
 /// The owners that have rows.
 int ListOwners(const LogTable& table, const char* ownerColumn, std::vector<int>& owners)
 {
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     if (VxDB::Execute(table.instance,
                       std::string("SELECT DISTINCT ") + ownerColumn + " AS owner FROM " + table.table + ";",
-                      &pRows) != 0) {
+                      rows.Out()) != 0) {
         VX_LOG_ROTATE(LOG_LEVEL_ERR, "Failed to list the owners of [%s].\n", table.name);
         return -1;
     }
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        const char* const owner = VxDBFetchField(pRows, row, "owner");
+    for (unsigned int row = 0; rows.Next(row);) {
+        const char* const owner = VxDBFetchField(rows.Get(), row, "owner");
         owners.push_back(owner != nullptr ? std::atoi(owner) : 0);
     }
-    VxDBFreeResult(pRows);
     return 0;
 }
 
@@ -189,13 +189,12 @@ int VxLogRotater::Archive(int timeUPB, const std::string& archiveDir) noexcept
 int VxLogRotater::Rotate(int timeUPB) noexcept
 try {
     VX_LOG_ROTATE(LOG_LEVEL_NOTICE, "Start to rotate [%s] with time limit [%d].\n", m_table.name, timeUPB);
-    DBResult_tag* pGone = nullptr;
-    if (Execute(GetRotateSqlStr(timeUPB) + "SELECT changes() > 0 AS gone;", &pGone) != 0) {
+    VxDB::Rows gone;
+    if (Execute(GetRotateSqlStr(timeUPB) + "SELECT changes() > 0 AS gone;", gone.Out()) != 0) {
         return -1;
     }
     unsigned int row = 0;
-    const bool isGone = VxDBFetchRow(pGone, &row) == 0 && VxDB::FetchFieldAsBool(pGone, row, "gone");
-    VxDBFreeResult(pGone);
+    const bool isGone = gone.Next(row) && VxDB::FetchFieldAsBool(gone.Get(), row, "gone");
     if (!isGone) {
         return 0;
     }

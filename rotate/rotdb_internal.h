@@ -8,26 +8,11 @@
 #include <limits>
 #include <string>
 
-#include "package/db.h"
+#include "package/dbrows.h"
 
 namespace rotdb {
 
-/// Owns the rows of one statement.
-class Rows {
-public:
-    Rows() noexcept = default;
-    ~Rows() { VxDBFreeResult(m_pResult); }
-    Rows(const Rows&) = delete;
-    Rows& operator=(const Rows&) = delete;
-
-    DBResult_tag** Out() noexcept { return &m_pResult; }
-    DBResult_tag* Get() const noexcept { return m_pResult; }
-    /// Steps to the next row. @return false behind the last one
-    bool Next(unsigned int& row) const noexcept { return VxDBFetchRow(m_pResult, &row) == 0; }
-
-private:
-    DBResult_tag* m_pResult = nullptr;
-};
+using VxDB::Rows;
 
 /// The text that `format` makes of its values.
 __attribute__((format(printf, 1, 2))) inline std::string Format(const char* format, ...)

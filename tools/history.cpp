@@ -11,7 +11,7 @@
 #include "agree.h"
 #include "fail.h"
 #include "numbers.h"
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "package/idtext.h"
 #include "package/monoclock.h"
 #include "rule_common.h"
@@ -121,16 +121,15 @@ void CheckIds(const std::list<int>& ids)
     std::set<int> absent(ids.begin(), ids.end());
     RuleHistoryFilterRule filter;
     filter.ids = ids;
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     if (VxDB::Execute(VxDB::DB_LOG,
                       std::string("SELECT id FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr(),
-                      &pRows) != 0) {
+                      rows.Out()) != 0) {
         FailToRead();
     }
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        absent.erase(std::atoi(VxDBFetchField(pRows, row, "id")));
+    for (unsigned int row = 0; rows.Next(row);) {
+        absent.erase(std::atoi(VxDBFetchField(rows.Get(), row, "id")));
     }
-    VxDBFreeResult(pRows);
     if (!absent.empty()) {
         Fail(EXIT_FOUND, "history rm", "{}: there is no such line, nothing is removed; see vx history list",
              *absent.begin());

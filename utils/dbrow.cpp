@@ -15,7 +15,7 @@ constexpr const char* MAPPING_FILE = "include/dbmapping";
 
 int ReadTheRow(const ReadPlace& place, DB_INSTANCE dbi, const std::string& sql, const RowReader& reader)
 {
-    ResultHolder result;
+    Rows result;
     if (Execute(dbi, sql, result.Out()) != 0) {
         if (place.shouldLog) {
             VX_LOG_DB_AT(place.file, place.func, "Failed to execute command: %s\n", sql.c_str());
@@ -41,7 +41,7 @@ int ReadTheRow(const ReadPlace& place, DB_INSTANCE dbi, const std::string& sql, 
 
 int ReadTheRows(DB_INSTANCE dbi, const std::string& sql, const RowReader& reader)
 {
-    ResultHolder result;
+    Rows result;
     if (Execute(dbi, sql, result.Out()) != 0) {
         VX_LOG_DB_AT(MAPPING_FILE, "Enum", "Failed to execute command: %s\n", sql.c_str());
         return -1;
@@ -84,7 +84,7 @@ int SetFieldsFromSQL(DB_INSTANCE dbi, const std::string& sql, const RowReader& r
 
 int ExecuteSQL(DB_INSTANCE dbi, const std::string& sql) noexcept
 try {
-    ResultHolder result; // a driver may hand out an empty one
+    Rows result; // a driver may hand out an empty one
     if (Execute(dbi, sql, result.Out()) != 0) {
         VX_LOG_DB_AT(MAPPING_FILE, __func__, "Failed to execute command: %s\n", sql.c_str());
         return -1;

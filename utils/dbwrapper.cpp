@@ -64,7 +64,7 @@ int DBWrapperBase::DeleteRow() noexcept
 try {
     std::string sql = "DELETE FROM " + m_szTableName + " WHERE ";
     AppendTerm(sql, m_ColumnDataList.front());
-    VxDB::detail::ResultHolder result;
+    VxDB::Rows result;
     if (VxDB::Execute(m_DBI, sql, result.Out()) != 0) {
         VX_LOG_DB_AT(WRAPPER_FILE, "Delete", "Failed to execute command: %s\n", sql.c_str());
         return -1;

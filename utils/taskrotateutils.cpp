@@ -4,10 +4,10 @@
 
 #include <exception>
 #include <list>
-#include <memory>
 
 #include "dvasetting.h"
 #include "facesetting.h"
+#include "package/dbrows.h"
 #include "package/ivaevent.h"
 #include "package/recsweep.h"
 #include "vxdb.h"
@@ -48,14 +48,13 @@ int LoadTasks(const std::string& sharePath, std::list<TaskLimits>& tasks)
 {
     VxDB::SqlExpr sql;
     sql << "SELECT * FROM " << Settings::Traits::TABLE << " WHERE share_path = " << VxDB::Value(sharePath);
-    DBResult_tag* pResult = nullptr;
-    if (VxDB::Execute(Settings::Traits::DBI, sql.str(), &pResult) != 0) {
+    VxDB::Rows rows;
+    if (VxDB::Execute(Settings::Traits::DBI, sql.str(), rows.Out()) != 0) {
         return -1;
     }
-    const std::unique_ptr<DBResult_tag, decltype(&VxDBFreeResult)> owner(pResult, &VxDBFreeResult);
-    for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
+    for (unsigned int row = 0; rows.Next(row);) {
         Settings task;
-        task.FromSqlResult(pResult, row);
+        task.FromSqlResult(rows.Get(), row);
         tasks.push_back(LimitsOf(task));
     }
     return tasks.empty() ? -1 : 0;

@@ -6,7 +6,7 @@
 #include <exception>
 #include <string>
 
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "pkglog.h"
 
 int HomeModeSetting::UpdateWhenDeleteItems(HomeModeItem kind, const std::set<int>& ids) noexcept
@@ -40,18 +40,17 @@ try {
 
 int HomeModeSetting::GetItems(HomeModeItem kind, std::set<int>& ids) noexcept
 try {
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     if (VxDB::Execute(VxDB::DB_SYSTEM,
                       std::string("SELECT item_id FROM ") + gszTableHomeMode +
                           " WHERE kind = " + std::to_string(static_cast<int>(kind)),
-                      &pRows) != 0) {
+                      rows.Out()) != 0) {
         return -1;
     }
     ids.clear();
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        ids.insert(std::atoi(VxDBFetchField(pRows, row, "item_id")));
+    for (unsigned int row = 0; rows.Next(row);) {
+        ids.insert(std::atoi(VxDBFetchField(rows.Get(), row, "item_id")));
     }
-    VxDBFreeResult(pRows);
     return 0;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_GENERAL, LOG_LEVEL_ERR, "Failed to read the home mode [%s].\n", error.what());

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <exception>
 
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "pkglog.h"
 
 std::string MakeIOKey(IOKeyKind kind, int source, int serverId, int deviceId, int port)
@@ -41,18 +41,17 @@ try {
 
 int IOKeys::GetEntryIds(const std::string& key, std::set<int>& entryIds) noexcept
 try {
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     if (VxDB::Execute(VxDB::DB_SYSTEM,
                       std::string("SELECT entry_id FROM ") + gszTableIOKeys +
                           " WHERE key = " + VxDB::QuoteEscape(key),
-                      &pRows) != 0) {
+                      rows.Out()) != 0) {
         return -1;
     }
     entryIds.clear();
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        entryIds.insert(std::atoi(VxDBFetchField(pRows, row, "entry_id")));
+    for (unsigned int row = 0; rows.Next(row);) {
+        entryIds.insert(std::atoi(VxDBFetchField(rows.Get(), row, "entry_id")));
     }
-    VxDBFreeResult(pRows);
     return 0;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to read I/O keys [%s].\n", error.what());

@@ -9,7 +9,7 @@
 #include <exception>
 #include <limits>
 
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "package/root.h"
 #include "pkglog.h"
 
@@ -56,20 +56,19 @@ const char* VxLogRotateSettings::Problem() const noexcept
 
 int VxLogRotateSettings::LoadRow(const std::string& sql)
 {
-    DBResult_tag* pRows = nullptr;
-    if (VxDB::Execute(VxDB::DB_SYSTEM, sql, &pRows) != 0) {
+    VxDB::Rows rows;
+    if (VxDB::Execute(VxDB::DB_SYSTEM, sql, rows.Out()) != 0) {
         return -1; // logged there
     }
-    if (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0) {
-        enabled = VxDB::FetchFieldAsBool(pRows, row, "enabled");
-        sizeLimitEnabled = VxDB::FetchFieldAsBool(pRows, row, "size_limit_enabled");
-        countLimitEnabled = VxDB::FetchFieldAsBool(pRows, row, "count_limit_enabled");
-        days = FieldNumber(pRows, row, "days");
-        sizeLimitMB = FieldNumber(pRows, row, "size_limit_mb");
-        countLimit = FieldNumber(pRows, row, "count_limit");
-        archiveDir = VxDB::FetchFieldText(pRows, row, "archive_dir");
+    if (unsigned int row = 0; rows.Next(row)) {
+        enabled = VxDB::FetchFieldAsBool(rows.Get(), row, "enabled");
+        sizeLimitEnabled = VxDB::FetchFieldAsBool(rows.Get(), row, "size_limit_enabled");
+        countLimitEnabled = VxDB::FetchFieldAsBool(rows.Get(), row, "count_limit_enabled");
+        days = FieldNumber(rows.Get(), row, "days");
+        sizeLimitMB = FieldNumber(rows.Get(), row, "size_limit_mb");
+        countLimit = FieldNumber(rows.Get(), row, "count_limit");
+        archiveDir = VxDB::FetchFieldText(rows.Get(), row, "archive_dir");
     }
-    VxDBFreeResult(pRows);
     return 0;
 }
 

@@ -5,22 +5,21 @@
 #include <cstdlib>
 #include <exception>
 
-#include "package/db.h"
+#include "package/dbrows.h"
 #include "pkglog.h"
 
 int GetNdNameMap(std::map<int, std::string>& names) noexcept
 try {
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     if (VxDB::Execute(VxDB::DB_SYSTEM, std::string("SELECT id,name FROM ") + gszTableRecServer + ";",
-                      &pRows) != 0) {
+                      rows.Out()) != 0) {
         return -1; // logged there
     }
     std::map<int, std::string> found;
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        const char* const id = VxDBFetchField(pRows, row, "id");
-        found[id != nullptr ? std::atoi(id) : 0] = VxDB::FetchFieldText(pRows, row, "name");
+    for (unsigned int row = 0; rows.Next(row);) {
+        const char* const id = VxDBFetchField(rows.Get(), row, "id");
+        found[id != nullptr ? std::atoi(id) : 0] = VxDB::FetchFieldText(rows.Get(), row, "name");
     }
-    VxDBFreeResult(pRows);
     names = std::move(found);
     return 0;
 } catch (const std::exception& error) {

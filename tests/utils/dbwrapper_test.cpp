@@ -43,7 +43,7 @@ protected:
 template <typename Row>
 int Store(Row& row)
 {
-    VxDB::detail::ResultHolder result;
+    VxDB::Rows result;
     unsigned int index = 0;
     if (VxDB::Execute(row.m_DBI, row.strSqlInsert(false), result.Out()) != 0 ||
         VxDBFetchRow(result.Get(), &index) != 0) {
@@ -159,7 +159,7 @@ std::string ColumnsLeftOut(const DBWrapperBase& row)
     for (const DBColumnData& column : row.m_ColumnDataList) {
         names += std::string(names.empty() ? "'" : "','") + column.name;
     }
-    VxDB::detail::ResultHolder left;
+    VxDB::Rows left;
     EXPECT_EQ(VxDB::Execute(row.m_DBI,
                             "SELECT group_concat(name) AS names FROM pragma_table_info('" +
                                 row.m_szTableName + "') WHERE name NOT IN (" + names + "')",
