@@ -94,10 +94,7 @@ TEST_F(ActRuleUtilsTest, EveryFieldComesBackFromTheDatabase)
 // Catches: a broken field in a row or in JSON that changes the rule, or is not named.
 TEST_F(ActRuleUtilsTest, BrokenFieldsAreNamedAndChangeNothing)
 {
-    const struct {
-        const char* json;
-        const char* message;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"[]", "a rule is a JSON object"},
         {R"({"name":5})", "field \"name\" is not a text"},
         {R"({"name":"x","act_times":{}})", "field \"act_times\" is not an integer"},
@@ -127,8 +124,7 @@ TEST_F(ActRuleUtilsTest, BrokenFieldsAreNamedAndChangeNothing)
         EXPECT_EQ(loaded.Load(rule.GetId()), -1) << change;
         EXPECT_EQ(loaded.GetName(), rule.GetName());
         const std::string column(change, std::string_view(change).find('='));
-        EXPECT_NE(log.TakeText("actionrule/actionrule").find("column [" + column + "] is broken"),
-                  std::string::npos);
+        log.Expect({"column [" + column + "] is broken"}, "actionrule/actionrule");
         ASSERT_EQ(rule.Save(), 0);
     }
 }

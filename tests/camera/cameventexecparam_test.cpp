@@ -344,15 +344,3 @@ TEST(CamAlertTest, FlagsFollowTheirSources)
     cam.RefreshTrigEvt();
     EXPECT_EQ(FlagsOf(cam), (std::set<int>{80}));
 }
-
-// Catches: a task that is never flagged and disturbs the set.
-TEST(CamLapseTest, TasksAreFlaggedOneByOne)
-{
-    CamEventExecParam cam;
-    cam.SetLapseTaskFlag(4, true);
-    cam.SetLapseTaskFlag(5, false);
-    EXPECT_TRUE(cam.IsLapseTaskTrig(4));
-    EXPECT_FALSE(cam.IsLapseTaskTrig(5));
-    cam.SetLapseTaskFlag(4, false);
-    EXPECT_FALSE(cam.IsLapseTaskTrig(4));
-}

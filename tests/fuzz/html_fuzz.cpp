@@ -7,36 +7,30 @@
 
 namespace {
 
-/// The bytes of a UTF-8 character that starts at `text`; 0 for none. Written by the table of well-formed
-/// sequences, unlike the product's.
+/// The bytes of a UTF-8 character that starts at `text`; 0 for none. By the table of well-formed sequences, unlike
+/// the product's.
 std::size_t WellFormed(std::string_view text)
 {
-    const auto in = [text](std::size_t i, unsigned int low, unsigned int high) {
-        return i < text.size() && static_cast<unsigned char>(text[i]) >= low &&
-               static_cast<unsigned char>(text[i]) <= high;
-    };
-    const auto tail = [&in](std::size_t from, std::size_t to) {
-        bool isTail = true;
-        for (std::size_t i = from; i < to; ++i) {
-            isTail = isTail && in(i, 0x80, 0xBF);
+    const struct {
+        unsigned first[2];  ///< the least and the greatest first byte
+        unsigned second[2]; ///< of the second one; all behind it are 80 to BF
+        std::size_t size;
+    } table[] = {
+        {{0x00, 0x7F}, {0x00, 0xFF}, 1}, {{0xC2, 0xDF}, {0x80, 0xBF}, 2}, {{0xE0, 0xE0}, {0xA0, 0xBF}, 3},
+        {{0xE1, 0xEC}, {0x80, 0xBF}, 3}, {{0xED, 0xED}, {0x80, 0x9F}, 3}, {{0xEE, 0xEF}, {0x80, 0xBF}, 3},
+        {{0xF0, 0xF0}, {0x90, 0xBF}, 4}, {{0xF1, 0xF3}, {0x80, 0xBF}, 4}, {{0xF4, 0xF4}, {0x80, 0x8F}, 4}};
+    for (const auto& [first, second, size] : table) {
+        bool isOne = text.size() >= size;
+        for (std::size_t i = 0; i < size && isOne; ++i) {
+            const auto byte = static_cast<unsigned char>(text[i]);
+            isOne = i == 0 ? byte >= first[0] && byte <= first[1]
+                           : byte >= (i == 1 ? second[0] : 0x80) && byte <= (i == 1 ? second[1] : 0xBF);
         }
-        return isTail;
-    };
-    if (in(0, 0, 0x7F)) {
-        return 1;
+        if (isOne) {
+            return size;
+        }
     }
-    if (in(0, 0xC2, 0xDF) && tail(1, 2)) {
-        return 2;
-    }
-    const bool isThree = (in(0, 0xE0, 0xE0) && in(1, 0xA0, 0xBF)) ||
-                         (in(0, 0xED, 0xED) && in(1, 0x80, 0x9F)) ||
-                         ((in(0, 0xE1, 0xEC) || in(0, 0xEE, 0xEF)) && in(1, 0x80, 0xBF));
-    if (isThree && tail(2, 3)) {
-        return 3;
-    }
-    const bool isFour = (in(0, 0xF0, 0xF0) && in(1, 0x90, 0xBF)) ||
-                        (in(0, 0xF4, 0xF4) && in(1, 0x80, 0x8F)) || (in(0, 0xF1, 0xF3) && in(1, 0x80, 0xBF));
-    return isFour && tail(2, 4) ? 4 : 0;
+    return 0;
 }
 
 bool IsUtf8(std::string_view text)

@@ -7,14 +7,15 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include <chrono>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include "log_fixture.h"
 #include "package/spreadsheet.h"
 #include "support/child_process.h"
 #include "support/namespaces.h"
+#include "support/wait_for.h"
 #include "vxlogrotate.h"
 
 namespace {
@@ -54,19 +55,14 @@ std::set<std::string> RowsOfArchives(const fs::path& dir)
 
 std::set<std::string> RowsOfTable(VX_ROTATED_LOG log = VX_ROTATED_LOG_EVENT)
 {
+    std::istringstream text(ExecuteOnLogs(log == VX_ROTATED_LOG_EVENT
+                                              ? "SELECT group_concat(description, char(10)) FROM log_event"
+                                              : "SELECT group_concat(json_extract(args, '$[0]'), char(10)) "
+                                                "FROM log WHERE log_id = 0x133000ff"));
     std::set<std::string> rows;
-    DBResult_tag* pRows = nullptr;
-    EXPECT_EQ(
-        VxDB::Execute(VxDB::DB_LOG,
-                      log == VX_ROTATED_LOG_EVENT
-                          ? "SELECT description AS row FROM log_event"
-                          : "SELECT json_extract(args, '$[0]') AS row FROM log WHERE log_id = 0x133000ff",
-                      &pRows),
-        0);
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
-        rows.insert(VxDBFetchField(pRows, row, "row"));
+    for (std::string row; std::getline(text, row);) {
+        rows.insert(row);
     }
-    VxDBFreeResult(pRows);
     return rows;
 }
 
@@ -202,25 +198,18 @@ INSTANTIATE_TEST_SUITE_P(Logs, LogKillTest, ::testing::Values(VX_ROTATED_LOG_EVE
 TEST_F(LogFaultTest, WithoutAnArchiveTheLogIsTrimmedAllTheSame)
 {
     std::ofstream(m_root.Path() / "file") << "no folder";
-    struct Case {
-        std::string dir;
-        std::string problem;
-    };
-    for (const Case& c :
-         std::vector<Case>{{(m_root.Path() / "missing").string(), "No such file or directory"},
-                           {(m_root.Path() / "file").string(), "Not a directory"}}) {
+    for (const auto& [name, problem] :
+         {std::pair("missing", "No such file or directory"), std::pair("file", "Not a directory")}) {
+        const std::string dir = (m_root.Path() / name).string();
         FillEvents();
         VxLogRotateSettings settings = Settings(1);
-        settings.archiveDir = c.dir;
+        settings.archiveDir = dir;
         Keep(VX_ROTATED_LOG_EVENT, settings);
         EXPECT_EQ(VxLogEventRotater().Run(), -1);
-        const std::string lines = m_log.TakeText("log/vxlogrotate");
-        EXPECT_NE(
-            lines.find("[event log] archive path [" + c.dir + "] does not exist [" + c.problem + "].\n"),
-            std::string::npos)
-            << lines;
-        EXPECT_NE(lines.find("Failed to create html archive file in [" + c.dir + "].\n"), std::string::npos);
-        EXPECT_NE(lines.find("Run: Failed to archive [event log].\n"), std::string::npos) << lines;
+        m_log.Expect({"[event log] archive path [" + dir + "] does not exist [" + problem + "].\n",
+                      "Failed to create html archive file in [" + dir + "].\n",
+                      "Run: Failed to archive [event log].\n"},
+                     "log/vxlogrotate");
         EXPECT_EQ(RowsOfTable().size(), 0U);
         Keep(VX_ROTATED_LOG_MESSAGE, settings);
         EXPECT_EQ(VxMessageRotater().Run(), 0) << "which makes no archive";
@@ -268,8 +257,7 @@ TEST_F(LogFaultTest, FilesThatCannotBePackedStay)
     FillEvents();
     EXPECT_EQ(VxLogEventRotater().Run(), -1);
     const std::string tgz = ArchiveDir() + "/vigeventlog_20270115_080000.tgz";
-    EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("Failed to create tgz archive file [" + tgz + "].\n"),
-              std::string::npos);
+    m_log.Expect({"Failed to create tgz archive file [" + tgz + "].\n"}, "log/vxlogrotate");
     for (int i = 0; i < 2; ++i) {
         std::ifstream page(ArchiveDir() + "/vigeventlog_20270115_080000.html");
         const std::string text(std::istreambuf_iterator<char>(page), {});
@@ -416,25 +404,22 @@ TEST_F(LogFaultTest, RowsThatWentWhileWaitingLeaveNoArchive)
     ASSERT_EQ(::flock(other, LOCK_EX), 0);
     int result = -1;
     std::thread waiting([this, &result] { result = VxLogEventRotater().Archive(NOW, ArchiveDir()); });
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    bool isWaiting = false;
-    while (!isWaiting && std::chrono::steady_clock::now() < limit) {
+    const bool isWaiting = WaitFor([] {
         std::ifstream locks("/proc/locks");
+        bool isFound = false;
         for (std::string line; std::getline(locks, line);) {
-            isWaiting = isWaiting || (line.find("-> FLOCK") != line.npos &&
-                                      line.find(" " + std::to_string(::getpid()) + " ") != line.npos);
+            isFound = isFound || (line.find("-> FLOCK") != line.npos &&
+                                  line.find(" " + std::to_string(::getpid()) + " ") != line.npos);
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+        return isFound;
+    });
     ExecuteOnLogs("DELETE FROM log_event;");
     ::close(other);
     waiting.join();
     EXPECT_TRUE(isWaiting);
     EXPECT_EQ(result, 0) << m_log.TakeText();
-    const std::string lines = m_log.TakeText("log/vxlogrotate");
-    for (const std::string& line : {"Waits for another process that archives into [" + ArchiveDir() + "].\n",
-                                    std::string("No event logs to archive.\n")}) {
-        EXPECT_NE(lines.find(line), std::string::npos) << lines;
-    }
+    m_log.Expect({"Waits for another process that archives into [" + ArchiveDir() + "].\n",
+                  "No event logs to archive.\n"},
+                 "log/vxlogrotate");
     EXPECT_EQ(NamesIn(ArchiveDir()), std::vector<std::string>{".vigeventlog.lock"});
 }

@@ -125,7 +125,7 @@ TEST_F(LogArchiveTest, IOModulesAreArchivedAsEvents)
                                                "\tI/O module   \tLocal host   \t7: shut"}));
     EXPECT_EQ(ExecuteOnLogs("SELECT group_concat(description) FROM iomodule_log"), "young");
     EXPECT_EQ(VxIOModuleLogRotater().Run(), 0);
-    EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("No I/O module logs to archive.\n"), std::string::npos);
+    m_log.Expect({"No I/O module logs to archive.\n"}, "log/vxlogrotate");
 }
 
 // Catches: a sheet that loses the rows behind its end, and a text that no cell takes.
@@ -162,10 +162,9 @@ TEST_F(LogArchiveTest, EveryArchiveHasItsOwnName)
     VxLogEventRotater rotater;
     ASSERT_EQ(rotater.LoadSettings(), 0);
     EXPECT_EQ(rotater.Run(), 0);
-    EXPECT_NE(m_log.TakeText("log/vxlogrotate")
-                  .find("Archive: Start to archive [event log] with time upper bound [" +
-                        std::to_string(NOW - 86400) + "].\n"),
-              std::string::npos);
+    m_log.Expect({"Archive: Start to archive [event log] with time upper bound [" +
+                  std::to_string(NOW - 86400) + "].\n"},
+                 "log/vxlogrotate");
     EXPECT_EQ(NamesIn(ArchiveDir()).size(), 0U);
     for (const char* const text : {"first", "second", "third"}) {
         FillLog("log_event", 1, ",description", std::string(",'") + text + "'");
@@ -234,7 +233,7 @@ TEST_F(LogArchiveTest, TextsFallBackToEnglish)
     EXPECT_EQ(strings.Get("vx_common", "common_name"), "Name");
     EXPECT_EQ(strings.Get("other", "x"), "a = b");
     EXPECT_EQ(strings.Get("other", "none"), "none");
-    EXPECT_NE(m_log.TakeText().find("2 broken lines in the texts of language [ger].\n"), std::string::npos);
+    m_log.Expect({"2 broken lines in the texts of language [ger].\n"});
     for (const char* const name : {"fra", "../ger", ""}) {
         EXPECT_EQ(GetLangStrings(name, strings), -1) << name;
         EXPECT_EQ(strings.Get("vx_log", "log_time"), "Time") << name;

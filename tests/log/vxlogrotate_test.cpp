@@ -65,20 +65,17 @@ TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
 // Catches: a bound that wraps round, by days beyond any calendar or a clock that was set wrongly.
 TEST_F(LogRotateTest, DaysGiveTheBoundAtEveryClock)
 {
-    const struct {
-        std::time_t now;
-        int days;
-        int bound;
-    } cases[] = {{NOW, 30, NOW - 2592000}, {NOW, 1, NOW - 86400}, {NOW, 100000, INT_MIN},
-                 {NOW, INT_MAX, INT_MIN},  {0, 1, -86400},        {INT_MAX, 1, INT_MAX - 86400}};
-    for (const auto& c : cases) {
-        g_fakeWallSec = c.now;
-        Keep(VX_ROTATED_LOG_MESSAGE, Settings(c.days));
+    const std::tuple<std::time_t, int, int> cases[] = {
+        {NOW, 30, NOW - 2592000}, {NOW, 1, NOW - 86400}, {NOW, 100000, INT_MIN},
+        {NOW, INT_MAX, INT_MIN},  {0, 1, -86400},        {INT_MAX, 1, INT_MAX - 86400}};
+    for (const auto& [now, days, bound] : cases) {
+        g_fakeWallSec = now;
+        Keep(VX_ROTATED_LOG_MESSAGE, Settings(days));
         VxMessageRotater rotater;
         ASSERT_EQ(rotater.LoadSettings(), 0);
-        EXPECT_EQ(rotater.GetTimeUPB(), c.bound) << c.days;
+        EXPECT_EQ(rotater.GetTimeUPB(), bound) << days;
     }
-    EXPECT_NE(m_log.TakeText("log/vxlogrotate").find("TimeUPB by days: [1797408000].\n"), std::string::npos);
+    m_log.Expect({"TimeUPB by days: [1797408000].\n"}, "log/vxlogrotate");
     g_fakeWallSec = NOW; // 2027-01-15 08:00 UTC
     Keep(VX_ROTATED_LOG_BOOKMARK, Settings(30));
     VxBookmarkRotater bookmarks;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/db_concurrency_test.cpp - many processes on one database.
-
 #include <chrono>
 #include <memory>
 

@@ -150,10 +150,7 @@ TEST_F(RecTest, EveryStatementSearchesAnIndex)
     LapseFilterParam lapse;
     lapse.taskId = 1;
     lapse.stopBefore = 5;
-    const struct {
-        VxDB::DB_INSTANCE instance;
-        std::string sql;
-    } statements[] = {
+    const std::pair<VxDB::DB_INSTANCE, std::string> statements[] = {
         {VxDB::DB_EVENT, "SELECT id FROM event " + filter.GetWhereStr() + " ORDER BY stop_time LIMIT 1000"},
         {VxDB::DB_EVENT, "SELECT COUNT(*) FROM event " + filter.GetWhereStr()},
         {VxDB::DB_EVENT, "SELECT SUM(size) FROM event " + live},

@@ -25,10 +25,7 @@ WeeklySchedule Parsed(const std::string& text)
 // Catches: a broken text that is half obeyed, or a message that leaves its reader searching.
 TEST(WeeklyScheduleTest, BrokenTextChangesNothingAndIsNamed)
 {
-    struct {
-        const char* text;
-        const char* message;
-    } const cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"mo 08:00-09:00", "schedule, column 1: a day is one of"},
         {"mon-xyz 08:00-09:00", "schedule, column 5: a day is one of"},
         {"mon 8:00-09:00", "schedule, column 5: a time is HH:00 or HH:30"},
@@ -73,14 +70,12 @@ TEST(WeeklyScheduleTest, EntriesCoverExactlyTheirSlots)
 // Catches: a text that is written and cannot be read back, or that says something else.
 TEST(WeeklyScheduleTest, WhatIsWrittenIsReadBackEqual)
 {
-    const struct {
-        const char* in;
-        const char* out;
-    } cases[] = {{"daily 00:00-24:00", "always"},
-                 {"daily 00:00-24:00=off", "never"},
+    const std::pair<const char*, const char*> cases[] = {
+        {"daily 00:00-24:00", "always"},
+        {"daily 00:00-24:00=off", "never"},
 
-                 {"mon,tue,wed,thu,fri 08:00-18:00=on", "mon-fri 08:00-18:00"},
-                 {"sat-sun 10:00-12:00=3", "sun,sat 10:00-12:00=3"}};
+        {"mon,tue,wed,thu,fri 08:00-18:00=on", "mon-fri 08:00-18:00"},
+        {"sat-sun 10:00-12:00=3", "sun,sat 10:00-12:00=3"}};
     for (const auto& [in, out] : cases) {
         EXPECT_EQ(Parsed(in).ToText(), out);
     }

@@ -86,8 +86,7 @@ TEST_F(RotateSweepTest, PathThatLeadsOutIsRefusedAndTold)
     EXPECT_EQ(deleted, 2);
     EXPECT_EQ(m_world.Marked(ARCHIVE), std::set{1});
     EXPECT_EQ(m_world.All(ARCHIVE)[0].size, 0) << "it counts as coming free";
-    EXPECT_NE(log.TakeText("rotate/").find("Error when delete archive task [7] mark_as_del events.\n"),
-              std::string::npos);
+    log.Expect({"Error when delete archive task [7] mark_as_del events.\n"}, "rotate/");
 }
 
 /// The last argument of each entry of the users' log, as JSON, and the id of its message.
@@ -315,7 +314,7 @@ TEST_F(RotateSweepTest, LoggerWritesEntriesOfWhatPassesRemoved)
     EXPECT_EQ(entries[0].second["fileList"][0].asString(), "name200");
     EXPECT_EQ(entries[1].second["fileList"][0].asString(), "lost");
     EXPECT_EQ(entries[2].second["count"].asInt(), 5);
-    EXPECT_NE(log.TakeText("rotate/vxrotatelogger").find("Cam[99]: Failed to load\n"), std::string::npos);
+    log.Expect({"Cam[99]: Failed to load\n"}, "rotate/vxrotatelogger");
     logger.UpdDelCnt(camera.GetId(), 1, 0, 0, 0);
     logger.Log(); // too soon
     EXPECT_EQ(LogEntries().size(), 3U);

@@ -2,6 +2,8 @@
 // tests/support/log_capture.cpp - a log writer that keeps lines for the test.
 #include "log_capture.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -66,4 +68,12 @@ std::string LogCapture::TakeText(const std::string& prefix)
         }
     }
     return text;
+}
+
+void LogCapture::Expect(const std::vector<std::string>& texts, const std::string& prefix)
+{
+    const std::string log = TakeText(prefix);
+    for (const std::string& text : texts) {
+        EXPECT_NE(log.find(text), log.npos) << log << "instead of " << text;
+    }
 }

@@ -26,4 +26,6 @@ public:
     std::vector<CapturedLine> Take();
     /// The same as "place: text" of the lines whose place starts with `prefix`, one behind the other.
     std::string TakeText(const std::string& prefix = "");
+    /// Takes the same, and expects that each of the texts is somewhere in it.
+    void Expect(const std::vector<std::string>& texts, const std::string& prefix = "");
 };

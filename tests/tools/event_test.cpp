@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/event_test.cpp - vx camera, task and event: limits as records, events marked, swept, checked.
-#include <sys/resource.h>
-
-#include <csignal>
-
 #include "support/child_process.h"
 #include "support/rec_fixture.h"
 #include "support/temp_root.h"
@@ -141,28 +137,6 @@ TEST_F(EventVerbTest, ReadOnlyDatabaseRemovesNothing)
     });
     EXPECT_EQ(other.Wait(), 0);
     EXPECT_EQ(CountFiles(), 1);
-}
-
-// Catches: a full disk that leaves half a batch, or an event that goes while its mark cannot be stored.
-TEST_F(EventVerbTest, FullDiskRemovesNothing)
-{
-    ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
-    ChildProcess full([](Channel&) {
-        EventFilterParam filter;
-        filter.ids = {1};
-        long long count = 0;
-        if (EventCntGetAll(filter, count) != 0 || count != 1) { // the connection is open
-            return 1;
-        }
-        ::signal(SIGXFSZ, SIG_IGN);
-        const rlimit none{0, 0};
-        ::setrlimit(RLIMIT_FSIZE, &none);
-        return MarkEvtAsDel(filter, nullptr) == -1 ? 0 : 2;
-    });
-    EXPECT_EQ(full.Wait(), 0);
-    EXPECT_EQ(Live(), "1");
-    EXPECT_EQ(CountFiles(), 1);
-    ExpectVx({"event", "check"});
 }
 
 // Catches: a lost disk that stops recording for ever; a new one that is taken without being asked, or that costs

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_look_test.cpp - vx fifo ls, stat, top and rm on FIFOs of living, dead and foreign makers.
-
 #include <sstream>
 
 #include "support/ipc_keys.h"

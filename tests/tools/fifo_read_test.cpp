@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/fifo_read_test.cpp - vx fifo tail and cat on a FIFO that flows, jumps, closes and comes back.
-
 #include <fstream>
 #include <sstream>
 

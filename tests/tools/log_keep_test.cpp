@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/log_keep_test.cpp - vx log add, keep, rotate and archive, run as their users run them.
-
 #include "package/db.h"
 #include "support/temp_root.h"
 #include "vx_process.h"

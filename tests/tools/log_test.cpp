@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/log_test.cpp - vx log, as an operator uses it.
-
 #include <sstream>
 
 #include "support/log_root.h"

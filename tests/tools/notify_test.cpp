@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/notify_test.cpp - a previewed mail, read by two programs that know nothing of ours.
-
 #include <fstream>
 #include <sstream>
 

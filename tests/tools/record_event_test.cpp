@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/record_event_test.cpp - vx record --camera: a real stream becomes events, also when it is killed.
-
 #include "media_clip.h"
 #include "support/ipc_keys.h"
 #include "support/rec_fixture.h"

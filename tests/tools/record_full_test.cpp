@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/record_full_test.cpp - a recorder whose volume is full.
-
 #include "media_clip.h"
 #include "support/namespaces.h"
 #include "support/temp_root.h"

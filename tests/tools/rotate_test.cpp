@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
-
 #include "package/monoclock.h"
 #include "rotate/rot_world.h"
 #include "vx_process.h"

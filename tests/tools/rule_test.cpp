@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rule_test.cpp - vx rule and vx history, run as their users run them.
-
 #include <algorithm>
 #include <fstream>
 
@@ -109,11 +108,7 @@ TEST_F(RuleToolTest, ExplainSaysTheReason)
         R"({"time":1795435200,"camera":3,"event":"digital input","item":1,"on":true})";
     const std::string motion = R"({"time":1795435100,"camera":9,"event":"motion","on":true})";
     const std::string state = Write("pressed.jsonl", pressed + "\n");
-    const struct {
-        const char* reason;
-        std::vector<std::string> args;
-        const char* sentence;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<std::string>, const char*> cases[] = {
         {"outside schedule",
          {"--at", "2026-11-22 12:00"},
          "does not fire: its schedule is off at Sun 2026-11-22 12:00:00 UTC (mon-fri 08:00-18:00)."},

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/usage_test.cpp - vx as somebody calls it who does not know it yet, or may not do what is asked.
-
 #include "support/temp_root.h"
 #include "vx_process.h"
 

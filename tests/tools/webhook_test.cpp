@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/webhook_test.cpp - vx webhook, run as its users run it.
-
 #include <fstream>
 
 #include "support/temp_root.h"

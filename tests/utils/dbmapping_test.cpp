@@ -171,6 +171,8 @@ TEST_F(DBMappingTest, AnyRecordSurvivesTheDatabaseAndJson)
                                       std::string("a\0b", 3),
                                       "\xff\xfe bytes \xc3",
                                       "\\%_\n\r\t\"\x01",
+                                      std::string(65535, 'y'),
+                                      std::string(65536, '\''),
                                       std::string(3 << 20, '\'')};
     texts.resize(300);
     std::vector<Sample> stored;

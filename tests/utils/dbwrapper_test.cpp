@@ -113,9 +113,8 @@ TEST_F(DBWrapperTest, StatementsAreTheAgreedTexts)
               "SELECT * FROM text_rule WHERE match = 1 AND id = 7");
     EXPECT_EQ(row.strSqlSelect({static_cast<TEXT_DB_COLUMNS>(99)}), "");
     EXPECT_EQ(row.Delete(), -1);
-    EXPECT_NE(m_log.TakeText("include/dbwrapper ")
-                  .find("Delete: Failed to execute command: DELETE FROM text_rule WHERE id = 7\n"),
-              std::string::npos);
+    m_log.Expect({"Delete: Failed to execute command: DELETE FROM text_rule WHERE id = 7\n"},
+                 "include/dbwrapper ");
 }
 
 // Catches: a failed step with another message, one that is logged where it must not, a result that stays.

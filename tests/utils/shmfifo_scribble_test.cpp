@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/utils/shmfifo_scribble_test.cpp - somebody writes over the shared memory while it is used.
-
 #include "shmfifo_fixture.h"
 #include "support/child_process.h"
 #include "use_as_reader.h"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/utils/shmfifo_write_test.cpp - the writer: what it refuses, which slot it takes, how a slot grows.
-
 #include "shmfifo_fixture.h"
 #include "support/child_process.h"
 
@@ -116,21 +115,17 @@ TEST_F(ShmFifoWriteTest, HandleUsesItsOwnSegmentAgainAndReplacesAnyOther)
 TEST_F(ShmFifoWriteTest, MarkWordGoesThroughItsStates)
 {
     Make();
-    struct {
-        std::uint32_t before;
-        int result;
-        std::uint32_t after;
-    } const cases[] = {
+    const std::tuple<std::uint32_t, int, std::uint32_t> cases[] = {
         {0x00000000, 0, 0x10000000}, // free
         {0x00000002, 2, 0x10000002}, // held: the mark stays and keeps new readers out
         {0x30000002, 2, 0x40000002}, // fourth pass
         {0x40000002, 0, 0x10000000}, // fifth pass: by force
         {0x40000000, 0, 0x10000000}, {0xF0000003, 3, 0x00000003}, // scribbled: negative, then carried away
     };
-    for (const auto& c : cases) {
-        DATA_ENTRY_INFO info{0, 0, c.before, 0, nullptr};
-        EXPECT_EQ(m_pFifo->MarkWrite(info), c.result) << std::hex << c.before;
-        EXPECT_EQ(info.mark, c.after) << std::hex << c.before;
+    for (const auto& [before, result, after] : cases) {
+        DATA_ENTRY_INFO info{0, 0, before, 0, nullptr};
+        EXPECT_EQ(m_pFifo->MarkWrite(info), result) << std::hex << before;
+        EXPECT_EQ(info.mark, after) << std::hex << before;
     }
 }
 

@@ -175,15 +175,6 @@ TEST_F(LogStepTest, CallersErrnoIsPrintedAndKept)
     EXPECT_NE(lines[0].find(": Failed [18]: Invalid cross-device link."), std::string::npos) << lines[0];
 }
 
-// Catches: a category or level without a text that loses the message.
-TEST_F(LogStepTest, UnknownValuesPrintAsUnknown)
-{
-    m_cfg.threshold[511] = 9;
-    VX_LOG(static_cast<LOG_CATEG>(511), static_cast<LOG_LEVEL>(9), "x\n");
-    ASSERT_EQ(m_root.Lines().size(), 1u);
-    EXPECT_NE(m_root.Lines()[0].find(" unknown unknown "), std::string::npos);
-}
-
 enum class Fruit { PEAR };
 
 } // namespace
