@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // actionrule/actrulerestore.cpp - a set of rules comes back under its own ids.
-#include <cstdlib>
 #include <map>
+#include <string>
+#include <utility>
 
 #include "actruleutils.h"
 #include "package/iokeys.h"
@@ -35,25 +36,31 @@ int MakeRow(const char* table, int& id)
 /// Which new group and events stand for those that the set names.
 struct Renaming {
     std::map<int, int> groups;
-    std::map<int, int> events;
+    std::map<std::pair<int, int>, ActionRuleEvent> events; ///< as stored, by new group and old id
 };
 
+/// Rules of one group share an event, as they do in the tables; an id that another group or another event has
+/// as well is only a number.
 int RestoreEvents(ActionRule& rule, Renaming& renaming)
 {
     std::string ids;
     for (ActionRuleEvent& event : rule.GetEvtList()) {
-        const int oldId = event.GetId();
-        const auto known = oldId > 0 ? renaming.events.find(oldId) : renaming.events.end();
-        int id = known != renaming.events.end() ? known->second : oldId;
-        if (known == renaming.events.end() && MakeRow(gszTableActionRuleEvent, id) != 0) {
-            return -1;
+        const std::pair key(rule.GetMultiRuleId(), event.GetId());
+        const auto known = renaming.events.find(key);
+        if (event.GetId() > 0 && known != renaming.events.end() && known->second == event) {
+            event.SetId(known->second.GetId());
+        } else {
+            int id = event.GetId();
+            if (MakeRow(gszTableActionRuleEvent, id) != 0) {
+                return -1;
+            }
+            event.SetId(id);
+            if (event.Save() != 0) {
+                return -1;
+            }
+            renaming.events[key] = event;
         }
-        event.SetId(id);
-        if (event.Save() != 0) {
-            return -1;
-        }
-        renaming.events[oldId] = id;
-        ids += (ids.empty() ? "" : ",") + std::to_string(id);
+        ids += (ids.empty() ? "" : ",") + std::to_string(event.GetId());
     }
     rule.SetMultiEvtIds(ids);
     return 0;

@@ -76,7 +76,8 @@ VX_API Json::Value GetActRuleCnt(bool onlyEnabled) noexcept;
 [[nodiscard]] VX_API int SaveActRuleWhole(ActionRule& rule) noexcept;
 
 /// Stores rules under the ids that they, their groups and their events have, as far as those are free; where
-/// one is taken, a new one is given. All rules, or none. Rules of one group stay together.
+/// one is taken, a new one is given. All rules, or none. Rules of one group stay together and
+/// share the events that are equal under one id.
 ///
 /// @param rules  take the ids that they are stored under
 /// @return 0; -1 (logged): neither the tables nor the rules have changed.

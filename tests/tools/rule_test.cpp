@@ -68,6 +68,23 @@ TEST_F(RuleToolTest, ExportedWipedAndImportedIsIdentical)
     EXPECT_EQ(VxJson({"rule", "list"}).size(), 4u);
 }
 
+// Catches: an event of one rule that is overwritten by another one's, which the document gives the same id.
+TEST_F(RuleToolTest, EventsOfADocumentAreSharedWithinAGroupAlone)
+{
+    const auto rule = [](int group, int event) {
+        return R"({"multi_rule_id":)" + std::to_string(group) + R"(,"events":[{"id":3,"evt_id":)" +
+               std::to_string(event) + "}]}";
+    };
+    VxOut({"rule", "import",
+           Write("same.json", R"({"format":"vx-rules-1","rules":[)" + rule(1, 3) + "," + rule(1, 3) + "," +
+                                  rule(1, 5) + "," + rule(2, 3) + "]}")});
+    std::string ids;
+    for (const Json::Value& stored : VxJson({"rule", "list"})) {
+        ids += stored["multi_evt_ids"].asString() + ":" + stored["events"][0]["evt_id"].asString() + " ";
+    }
+    EXPECT_EQ(ids, "3:3 3:3 4:5 5:3 ");
+}
+
 // Catches: a replay that answers differently, history that has another time than the event, a line passed
 // over in silence.
 TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
