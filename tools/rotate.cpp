@@ -9,6 +9,7 @@
 #include "nouns.h"
 #include "package/recsweep.h"
 #include "rotate_common.h"
+#include "webhook_common.h"
 
 std::list<RotateTarget> FindRotateTargets(std::string_view verb)
 {
@@ -31,9 +32,12 @@ bool IsVolumeOfTarget(const RotateTarget& target, std::string& why)
     return volume == REC_VOLUME::SAME;
 }
 
+namespace {
+
 Json::Value VolumeJson(const VolumeNeed& need)
 {
     Json::Value json(Json::objectValue);
+    json["share"] = need.share;
     json["total_mb"] = Json::Int64{need.totalMB};
     json["free_mb"] = Json::Int64{need.freeMB};
     json["reserve_mb"] = Json::Int64{need.reserveMB};
@@ -44,9 +48,21 @@ Json::Value VolumeJson(const VolumeNeed& need)
     return json;
 }
 
+} // namespace
+
+void AddVolumesJson(const std::vector<VolumeNeed>& needs, Json::Value& json)
+{
+    json["volume"] = VolumeJson(needs[0]);
+    json["shares"] = Json::Value(Json::arrayValue);
+    for (std::size_t i = 1; i < needs.size(); ++i) {
+        json["shares"].append(VolumeJson(needs[i]));
+    }
+}
+
 std::string VolumeText(const VolumeNeed& need)
 {
-    std::string text = fmt::format("volume: {} of {} MB free, {} MB to be left free, {} MB marked already",
+    const std::string name = need.share.empty() ? "volume" : "share " + Printable(need.share);
+    std::string text = fmt::format("{}: {} of {} MB free, {} MB to be left free, {} MB marked already", name,
                                    need.freeMB, need.totalMB, need.reserveMB, need.comingMB);
     if (need.neededMB == 0) {
         return text + ": enough";

@@ -21,7 +21,9 @@ std::list<RotateTarget> FindRotateTargets(std::string_view verb);
 /// @param why  set when not; empty when nothing was recorded yet
 bool IsVolumeOfTarget(const RotateTarget& target, std::string& why);
 
-Json::Value VolumeJson(const VolumeNeed& need);
+/// Adds "volume", that of rec/, and "shares", the other volumes.
+void AddVolumesJson(const std::vector<VolumeNeed>& needs, Json::Value& json);
+/// A line.
 std::string VolumeText(const VolumeNeed& need);
 
 /// 2026-11-21 08:30:00, local time.

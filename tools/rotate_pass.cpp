@@ -10,12 +10,16 @@
 #include <map>
 #include <ranges>
 
+#include "dvasetting.h"
+#include "facesetting.h"
 #include "fail.h"
 #include "package/alertevent.h"
 #include "package/camera.h"
 #include "package/dbadmin.h"
 #include "package/event.h"
+#include "package/ivaevent.h"
 #include "package/recsweep.h"
+#include "taskrotateutils.h"
 #include "vxrotatealertevt.h"
 #include "vxrotateevt.h"
 
@@ -71,6 +75,22 @@ void RotateRounds::Announce(const RotateTarget& target)
     }
 }
 
+/// Whether a look says that no task of a share is beyond its days or megabytes. Other kinds are not looked at.
+bool RotateRounds::IsWithinLimits(const RotateTarget& target)
+{
+    if ((target.type != EVT_TYPE_DVA && target.type != EVT_TYPE_FACE) || !target.isConfigured) {
+        return false;
+    }
+    const auto [known, isNew] = m_isWithin.try_emplace({target.type, target.share}, false);
+    if (isNew) {
+        known->second =
+            (target.type == EVT_TYPE_DVA
+                 ? CheckTaskSpaceOrDateExceedsLimit<DvaSetting, IVAEvent>(target.share)
+                 : CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>(target.share)) == LIMIT_CHECK_OK;
+    }
+    return known->second;
+}
+
 void RotateRounds::RotateOne(const RotateTarget& target, RoundResult& result)
 {
     std::string why;
@@ -80,7 +100,12 @@ void RotateRounds::RotateOne(const RotateTarget& target, RoundResult& result)
         }
         return;
     }
-    const auto pRotator = target.make(result.need.boundTime, m_runFlag, LoggerOf(target.type));
+    ++result.targets;
+    const long volBound = result.needs[target.volume].boundTime;
+    const auto pRotator = target.make(volBound, m_runFlag, LoggerOf(target.type));
+    if (volBound <= 0 && pRotator->NumLimit() <= 0 && IsWithinLimits(target)) {
+        return;
+    }
     RoundResult::Pass pass;
     pass.hasFailed = pRotator->Start() == 1;
     pass.name = target.name;
@@ -89,7 +114,6 @@ void RotateRounds::RotateOne(const RotateTarget& target, RoundResult& result)
     pass.byDate = pRotator->ByDate().count;
     pass.byNumber = pRotator->ByNum().count;
     pass.sizeMB = pRotator->BySize().sizeMB + pRotator->ByVolSpace().sizeMB + pRotator->ByDate().sizeMB;
-    ++result.targets;
     const bool hasRemoved = pass.bySize + pass.byVolume + pass.byDate + pass.byNumber > 0;
     if (hasRemoved) {
         Announce(target);
@@ -167,7 +191,8 @@ RoundResult RotateRounds::Run()
         result.hasFailed = true;
         return result;
     }
-    if (!targets.empty() && ComputeVolumeNeed(targets, m_reserveMB, result.need) != 0) {
+    m_isWithin.clear();
+    if (ComputeVolumeNeeds(targets, m_reserveMB, result.needs) != 0) {
         result.hasFailed = true; // the other limits are kept all the same
     }
     for (const RotateTarget& target : targets) {
@@ -176,7 +201,7 @@ RoundResult RotateRounds::Run()
         }
         RotateOne(target, result);
     }
-    RotateAlerts(result.need.boundTime, result);
+    RotateAlerts(result.needs[0].boundTime, result);
     if (m_sweep) {
         Sweep(result);
     }

@@ -4,13 +4,16 @@
 
 #include <array>
 #include <list>
+#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "rotate_common.h"
 
 /// What a round came to.
 struct RoundResult {
-    VolumeNeed need;
+    std::vector<VolumeNeed> needs = std::vector<VolumeNeed>(1); ///< that of rec/ first
     struct Pass {
         std::string name;
         int bySize = 0;
@@ -41,6 +44,7 @@ public:
 private:
     bool Goes() const { return m_runFlag == 1; }
     void RotateOne(const RotateTarget& target, RoundResult& result);
+    bool IsWithinLimits(const RotateTarget& target);
     void RotateAlerts(long volBound, RoundResult& result);
     void RotateAlertsOfType(int type, const std::list<int>& ids, long volBound, RoundResult& result);
     void Sweep(RoundResult& result);
@@ -50,6 +54,7 @@ private:
     const volatile int& m_runFlag;
     long long m_reserveMB;
     bool m_sweep;
+    std::map<std::pair<EVT_TYPE, std::string>, bool> m_isWithin; ///< of this round: a kind's share
     VxRotLogger m_cameraLogger{EVT_TYPE_CAMERA};
     VxArchiveRotLogger m_archiveLogger;
     VxLapseRotLogger m_lapseLogger;

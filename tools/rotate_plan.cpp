@@ -238,13 +238,13 @@ void AddTableRows(const Plan& plan, Table& table)
 
 void Show(const Options& options)
 {
-    const std::list<RotateTarget> targets = FindRotateTargets("rotate plan");
-    VolumeNeed need;
-    if (!targets.empty() && ComputeVolumeNeed(targets, options.reserveMB, need) != 0) {
+    std::list<RotateTarget> targets = FindRotateTargets("rotate plan");
+    std::vector<VolumeNeed> needs;
+    if (ComputeVolumeNeeds(targets, options.reserveMB, needs) != 0) {
         Fail(EXIT_UNREACHABLE, "rotate plan", "the volume cannot be judged; vx log tail says why");
     }
     Json::Value json(Json::objectValue);
-    json["volume"] = VolumeJson(need);
+    AddVolumesJson(needs, json);
     json["targets"] = Json::Value(Json::arrayValue);
     json["refused"] = Json::Value(Json::arrayValue);
     Table table({"TARGET", "BY", "LIMIT", ">COUNT", ">MB", "FROM", "TO"});
@@ -256,7 +256,7 @@ void Show(const Options& options)
             }
             continue;
         }
-        Plan plan(target, need.boundTime, options.rows);
+        Plan plan(target, needs[target.volume].boundTime, options.rows);
         if (plan.Make() != 0) {
             Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cannot be read; vx log tail says why", target.dbPath);
         }
@@ -267,7 +267,9 @@ void Show(const Options& options)
         PrintJson(json);
         return;
     }
-    fmt::print("{}\n", VolumeText(need));
+    for (const VolumeNeed& need : needs) {
+        fmt::print("{}\n", VolumeText(need));
+    }
     table.Print();
     for (const Json::Value& refused : json["refused"]) {
         fmt::print("nothing of {}\n", Printable(refused.asString()));

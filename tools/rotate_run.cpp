@@ -60,7 +60,7 @@ private:
 Json::Value RoundJson(const RoundResult& result)
 {
     Json::Value json(Json::objectValue);
-    json["volume"] = VolumeJson(result.need);
+    AddVolumesJson(result.needs, json);
     json["targets"] = result.targets;
     json["alerts"] = result.alerts;
     json["swept"] = result.swept;
@@ -89,8 +89,10 @@ void Print(const RoundResult& result, bool asJson)
         PrintJsonLine(RoundJson(result));
         return;
     }
-    if (result.need.neededMB > 0) {
-        fmt::print("{}\n", VolumeText(result.need));
+    for (const VolumeNeed& need : result.needs) {
+        if (need.neededMB > 0) {
+            fmt::print("{}\n", VolumeText(need));
+        }
     }
     for (const RoundResult::Pass& pass : result.passes) {
         fmt::print("{}: {} by volume, {} by date, {} by size, {} by number, {} MB{}\n", Printable(pass.name),

@@ -84,6 +84,7 @@ RotateTarget TaskTarget(const RecTask& task)
     target.archTaskId = task.GetKind() == RecTask::ARCHIVE ? task.GetId() : 0;
     target.name = fmt::format("{} {} {}", RotateTypeName(target.type), task.GetId(), task.GetName());
     target.dbPath = task.GetDBPath();
+    target.share = task.GetSharePath();
     target.make = MakerOf(task);
     return target;
 }
@@ -122,6 +123,7 @@ int AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<Rotat
         gone.SetId(id);
         gone.SetName(REMOVED);
         targets.push_back(TaskTarget(gone));
+        targets.back().isConfigured = false;
     };
     if (kind != RecTask::ARCHIVE) {
         std::vector<std::pair<int, int>> owners;

@@ -20,8 +20,11 @@ struct RotateTarget {
     REC_KIND kind = REC_KIND_EVENT;
     int archTaskId = 0;
     int id = 0;
-    std::string name;   ///< for people
-    std::string dbPath; ///< exists
+    std::string name;         ///< for people
+    std::string dbPath;       ///< exists
+    std::string share;        ///< folder of its recordings below rec/; "": rec/ itself
+    bool isConfigured = true; ///< no: only its recordings remember it
+    std::size_t volume = 0;   ///< which of the volumes that ComputeVolumeNeeds() tells
     Maker make;
 };
 

@@ -3,6 +3,7 @@
 #include "rotate_volume.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -99,38 +100,47 @@ struct Head {
     bool operator>(const Head& other) const noexcept { return slice.stopTime > other.slice.stopTime; }
 };
 
-/// Megabytes that are marked in a database. What a sweep refused to delete has no size any more.
-int AddComing(const std::string& dbPath, REC_KIND kind, long long& bytes)
+/// Bytes that are marked, of one owner or (0) of a whole database. What a sweep refused to delete has no size any more.
+int AddComing(const RotateTarget& target, int owner, long long& bytes)
 {
-    const std::string sql = fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1",
-                                        RecTableOf(kind).table);
-    return Query(dbPath, sql, [&bytes](DBResult_tag* pRows, unsigned int row) {
+    const RecTable& table = RecTableOf(target.kind);
+    const std::string sql =
+        fmt::format("SELECT SUM(MAX(size, 0)) AS bytes FROM {} WHERE mark_as_del = 1{}", table.table,
+                    owner > 0 ? fmt::format(" AND {} = {}", table.owner, owner) : "");
+    return Query(target.dbPath, sql, [&bytes](DBResult_tag* pRows, unsigned int row) {
         bytes += VxDB::FetchFieldAsNumber(pRows, row, "bytes");
     });
 }
 
-int ComputeComing(const std::list<RotateTarget>& targets, long long& comingMB)
+/// What is marked comes free on the volume of rec/, but for what belongs to a target on another one.
+int ComputeComing(const std::list<RotateTarget>& targets, std::vector<VolumeNeed>& needs)
 {
     std::set<std::string> seen;
-    long long bytes = 0;
+    std::vector<long long> bytes(needs.size());
     for (const RotateTarget& target : targets) {
-        if (seen.insert(target.dbPath).second && AddComing(target.dbPath, target.kind, bytes) != 0) {
+        long long ofTarget = 0;
+        if ((seen.insert(target.dbPath).second && AddComing(target, 0, bytes[0]) != 0) ||
+            (target.volume != 0 && AddComing(target, target.id, ofTarget) != 0)) {
             return -1;
         }
+        bytes[target.volume] += ofTarget;
+        bytes[0] -= ofTarget;
     }
-    comingMB = bytes / BYTES_OF_MB;
+    for (std::size_t i = 0; i < needs.size(); ++i) {
+        needs[i].comingMB = bytes[i] / BYTES_OF_MB;
+    }
     return 0;
 }
 
-/// The start of the newest recording of all targets; 0 without one, -1 (logged).
-long FindNewestStart(const std::list<RotateTarget>& targets)
+/// The start of the newest recording on a volume; 0 without one, -1 (logged).
+long FindNewestStart(const std::vector<const RotateTarget*>& targets)
 {
     VxRotLogger logger(EVT_TYPE_CAMERA);
     long newest = 0;
-    for (const RotateTarget& target : targets) {
-        const auto pRotator = target.make(0, g_neverRun, logger);
-        const long start =
-            GetRotBoundTimeFromRetainNum(pRotator->GetTableName(), pRotator->GetSqlWhere(), 0, target.dbPath);
+    for (const RotateTarget* const pTarget : targets) {
+        const auto pRotator = pTarget->make(0, g_neverRun, logger);
+        const long start = GetRotBoundTimeFromRetainNum(pRotator->GetTableName(), pRotator->GetSqlWhere(), 0,
+                                                        pTarget->dbPath);
         if (start < 0) {
             return -1;
         }
@@ -140,7 +150,7 @@ long FindNewestStart(const std::list<RotateTarget>& targets)
 }
 
 /// Walks until `need.neededMB` or many recordings without a size are found, or `limitTime` is reached.
-int FindBound(const std::list<RotateTarget>& targets, long limitTime, VolumeNeed& need)
+int FindBound(const std::vector<const RotateTarget*>& targets, long limitTime, VolumeNeed& need)
 {
     VxRotLogger logger(EVT_TYPE_CAMERA);
     std::list<Walk> walks;
@@ -152,9 +162,9 @@ int FindBound(const std::list<RotateTarget>& targets, long limitTime, VolumeNeed
         }
         return !walk.Failed();
     };
-    for (const RotateTarget& target : targets) {
-        const auto pRotator = target.make(0, g_neverRun, logger);
-        Walk& walk = walks.emplace_back(target.dbPath, pRotator->GetTableName(), pRotator->GetSqlWhere());
+    for (const RotateTarget* const pTarget : targets) {
+        const auto pRotator = pTarget->make(0, g_neverRun, logger);
+        Walk& walk = walks.emplace_back(pTarget->dbPath, pRotator->GetTableName(), pRotator->GetSqlWhere());
         if (!advance(walk)) {
             return -1;
         }
@@ -178,18 +188,33 @@ int FindBound(const std::list<RotateTarget>& targets, long limitTime, VolumeNeed
     return 0;
 }
 
-} // namespace
-
-int ComputeVolumeNeed(const std::list<RotateTarget>& targets, long long reserveMB, VolumeNeed& need)
+/// The volumes that targets record on; that of rec/ is the first.
+std::vector<VolumeNeed> FindVolumes(std::list<RotateTarget>& targets, const std::string& rec,
+                                    long long reserveMB)
 {
-    need.reserveMB = reserveMB >= 0 ? reserveMB : GetRecReserveMB();
-    const std::string rec = GetPackageRoot() + "/rec";
-    if (::access(rec.c_str(), F_OK) != 0) {
-        return 0; // nothing was recorded, or the volume is not there: nothing of it can make room
+    std::vector<VolumeNeed> needs(1);
+    struct stat info {};
+    std::vector<dev_t> devices{::stat(rec.c_str(), &info) == 0 ? info.st_dev : 0};
+    for (RotateTarget& target : targets) {
+        const std::string folder = rec + "/" + target.share;
+        if (target.share.empty() || ::stat(folder.c_str(), &info) != 0) {
+            continue; // a share that is not there lies nowhere else
+        }
+        const auto known = std::ranges::find(devices, info.st_dev);
+        target.volume = static_cast<std::size_t>(known - devices.begin());
+        if (known == devices.end()) {
+            devices.push_back(info.st_dev);
+            needs.emplace_back().share = target.share;
+        }
     }
-    if (GetVolumeSpaceMB(rec, need.freeMB, need.totalMB) != 0 || ComputeComing(targets, need.comingMB) != 0) {
-        return -1;
+    for (VolumeNeed& need : needs) {
+        need.reserveMB = reserveMB >= 0 ? reserveMB : GetRecReserveMB();
     }
+    return needs;
+}
+
+int FindBoundOf(const std::vector<const RotateTarget*>& targets, VolumeNeed& need)
+{
     need.neededMB = std::max(0LL, need.reserveMB - need.freeMB - need.comingMB);
     if (need.neededMB == 0) {
         return 0;
@@ -198,6 +223,33 @@ int ComputeVolumeNeed(const std::list<RotateTarget>& targets, long long reserveM
     if (newest < 0) {
         return -1;
     }
-    const long limitTime = std::min(newest, static_cast<long>(GetWallTimeSec()) - VOLUME_KEEP_SEC);
-    return FindBound(targets, limitTime, need);
+    return FindBound(targets, std::min(newest, static_cast<long>(GetWallTimeSec()) - VOLUME_KEEP_SEC), need);
+}
+
+} // namespace
+
+int ComputeVolumeNeeds(std::list<RotateTarget>& targets, long long reserveMB, std::vector<VolumeNeed>& needs)
+{
+    const std::string rec = GetPackageRoot() + "/rec";
+    needs = FindVolumes(targets, rec, reserveMB);
+    if (targets.empty() || ::access(rec.c_str(), F_OK) != 0) {
+        return 0; // nothing was recorded, or the volume is not there: nothing of it can make room
+    }
+    if (ComputeComing(targets, needs) != 0) {
+        return -1;
+    }
+    int result = 0;
+    for (std::size_t i = 0; i < needs.size(); ++i) {
+        std::vector<const RotateTarget*> own;
+        for (const RotateTarget& target : targets) {
+            if (target.volume == i) {
+                own.push_back(&target);
+            }
+        }
+        if (GetVolumeSpaceMB(rec + "/" + needs[i].share, needs[i].freeMB, needs[i].totalMB) != 0 ||
+            FindBoundOf(own, needs[i]) != 0) {
+            result = -1;
+        }
+    }
+    return result;
 }

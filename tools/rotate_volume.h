@@ -3,11 +3,14 @@
 #pragma once
 
 #include <list>
+#include <string>
+#include <vector>
 
 #include "rotate_targets.h"
 
-/// What the volume needs.
+/// What a volume needs.
 struct VolumeNeed {
+    std::string share; ///< the share that lies on it; "": it is that of rec/
     long long totalMB = 0;
     long long freeMB = 0;
     long long reserveMB = 0; ///< to be left free
@@ -20,11 +23,14 @@ struct VolumeNeed {
 /// Recordings that ended later than this long ago are never taken for room.
 constexpr long VOLUME_KEEP_SEC = 3600;
 
-/// Looks at the volume and, when it is short, walks the oldest recordings of all targets together until what
-/// is missing comes free. The newest recording of all stays, and so does what is younger than VOLUME_KEEP_SEC:
-/// a volume that others have filled does not empty the box.
+/// Looks at the volumes that targets record on: that of rec/, and those of shares that are mounted below it. For one
+/// that is short it walks the oldest recordings of its targets together until what is missing comes free. The newest
+/// recording of all stays, and so does what is younger than VOLUME_KEEP_SEC: a volume that others have filled does not
+/// empty the box.
 ///
+/// @param targets    their `volume` is set
 /// @param reserveMB  to be left free; below 0: as configured
-/// @return 0; -1 (logged): `need` says what was found until then, without a bound
-[[nodiscard]] int ComputeVolumeNeed(const std::list<RotateTarget>& targets, long long reserveMB,
-                                    VolumeNeed& need);
+/// @param needs      that of rec/ comes first, and is always there
+/// @return 0; -1 (logged): `needs` says what was found until then, without a bound for the one that failed
+[[nodiscard]] int ComputeVolumeNeeds(std::list<RotateTarget>& targets, long long reserveMB,
+                                     std::vector<VolumeNeed>& needs);

@@ -2,6 +2,7 @@
 // tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
 #include "package/monoclock.h"
 #include "rotate/rot_world.h"
+#include "support/namespaces.h"
 #include "vx_process.h"
 
 namespace {
@@ -116,6 +117,36 @@ TEST_F(RotateToolTest, RecordingsWithoutTaskOrSizeMakeRoom)
     }
     EXPECT_EQ(RotWorld::Marked(CAMERA).size(), 101U);
     EXPECT_TRUE(RotWorld::Marked(CAMERA).contains(1)) << "the group that no camera has";
+}
+
+// Catches: a share that is full and makes no room, or for which recordings of other volumes go; a task that is taken
+// for one within its limits.
+TEST_F(RotateToolTest, ShareOnAVolumeOfItsOwnMakesItsOwnRoom)
+{
+    const std::string share = GetPackageDir(PackageDir::REC) + "/share";
+    std::filesystem::create_directories(share);
+    if (!EnterNamespaces()) {
+        GTEST_SKIP() << "no namespaces here";
+    }
+    const TestVolume volume(share, "size=64m");
+    ASSERT_TRUE(volume);
+    std::vector<Recording> recordings;
+    DvaCoreRotateSettings task;
+    for (int id = 1; id <= 12; ++id) {
+        if (id % 4 == 1) { // the first on the share, the second beyond its days, the third within them
+            task.SetId(0);
+            task.SetSharePath(id == 1 ? "share" : "");
+            task.SetLimits({id > 1, id == 5 ? 1 : 9, false, 0, 0});
+            ASSERT_EQ(task.Save(), 0);
+        }
+        const long long start = m_now - 2 * DAY + 60 * id;
+        recordings.push_back({id, task.GetId(), start, start + 50, 10 * MIB});
+    }
+    m_world.Add(DVA, recordings);
+    const Json::Value round = VxJson({"rotate", "run", "--once", "--no-sweep", "--reserve", "80"});
+    EXPECT_EQ(round["shares"][0]["needed_mb"].asInt(), 16) << JsonWrite(round);
+    EXPECT_EQ(m_world.Marked(DVA), (std::set{1, 2, 5, 6, 7, 8}));
+    EXPECT_EQ(VxJson({"rotate", "plan", "--reserve", "80"})["shares"][0]["coming_mb"].asInt(), 20);
 }
 
 // Catches: a removal after the database was lost or while the volume is away, or one that is not told.
