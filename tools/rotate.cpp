@@ -11,16 +11,6 @@
 #include "rotate_common.h"
 #include "webhook_common.h"
 
-std::list<RotateTarget> FindRotateTargets(std::string_view verb)
-{
-    std::list<RotateTarget> targets;
-    if (ListRotateTargets(targets) != 0) {
-        Fail(EXIT_UNREACHABLE, verb, "{}: cameras and tasks cannot be read; vx log tail says why",
-             VxDB::GetDBPath(VxDB::DB_SYSTEM));
-    }
-    return targets;
-}
-
 bool IsVolumeOfTarget(const RotateTarget& target, std::string& why)
 {
     const REC_VOLUME volume = CheckRecVolume(target.dbPath, &why);
@@ -62,6 +52,9 @@ void AddVolumesJson(const std::vector<VolumeNeed>& needs, Json::Value& json)
 std::string VolumeText(const VolumeNeed& need)
 {
     const std::string name = need.share.empty() ? "volume" : "share " + Printable(need.share);
+    if (need.totalMB == 0) {
+        return name + ": not there, or nothing was recorded yet";
+    }
     std::string text = fmt::format("{}: {} of {} MB free, {} MB to be left free, {} MB marked already", name,
                                    need.freeMB, need.totalMB, need.reserveMB, need.comingMB);
     if (need.neededMB == 0) {

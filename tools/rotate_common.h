@@ -14,9 +14,6 @@ namespace CLI {
 class App;
 }
 
-/// The targets; ends the verb when they cannot be read.
-std::list<RotateTarget> FindRotateTargets(std::string_view verb);
-
 /// Whether the recordings of a target may be touched at all: database and volume belong together.
 /// @param why  set when not; empty when nothing was recorded yet
 bool IsVolumeOfTarget(const RotateTarget& target, std::string& why);

@@ -187,8 +187,9 @@ RoundResult RotateRounds::Run()
     RoundResult result;
     result.hasFailed = RecoverRecorders() != 0;
     std::list<RotateTarget> targets;
-    if (ListRotateTargets(targets) != 0) {
-        result.hasFailed = true;
+    const int listed = ListRotateTargets(targets, result.refused);
+    result.hasFailed = result.hasFailed || listed != 0;
+    if (listed < 0) {
         return result;
     }
     m_isWithin.clear();

@@ -236,9 +236,35 @@ void AddTableRows(const Plan& plan, Table& table)
     }
 }
 
+void Print(bool asJson, const std::vector<VolumeNeed>& needs, Table& table,
+           const std::list<std::string>& refused, Json::Value& json)
+{
+    json["refused"] = Json::Value(Json::arrayValue);
+    for (const std::string& line : refused) {
+        json["refused"].append(line);
+    }
+    if (asJson) {
+        PrintJson(json);
+        return;
+    }
+    for (const VolumeNeed& need : needs) {
+        fmt::print("{}\n", VolumeText(need));
+    }
+    table.Print();
+    for (const std::string& line : refused) {
+        fmt::print("nothing of {}\n", Printable(line));
+    }
+}
+
 void Show(const Options& options)
 {
-    std::list<RotateTarget> targets = FindRotateTargets("rotate plan");
+    std::list<RotateTarget> targets;
+    std::list<std::string> refused;
+    const int listed = ListRotateTargets(targets, refused);
+    if (listed < 0) {
+        Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cameras and tasks cannot be read; vx log tail says why",
+             VxDB::GetDBPath(VxDB::DB_SYSTEM));
+    }
     std::vector<VolumeNeed> needs;
     if (ComputeVolumeNeeds(targets, options.reserveMB, needs) != 0) {
         Fail(EXIT_UNREACHABLE, "rotate plan", "the volume cannot be judged; vx log tail says why");
@@ -246,13 +272,12 @@ void Show(const Options& options)
     Json::Value json(Json::objectValue);
     AddVolumesJson(needs, json);
     json["targets"] = Json::Value(Json::arrayValue);
-    json["refused"] = Json::Value(Json::arrayValue);
     Table table({"TARGET", "BY", "LIMIT", ">COUNT", ">MB", "FROM", "TO"});
     for (const RotateTarget& target : targets) {
         std::string why;
         if (!IsVolumeOfTarget(target, why)) {
             if (!why.empty()) {
-                json["refused"].append(target.name + ": " + why);
+                refused.push_back(target.name + ": " + why);
             }
             continue;
         }
@@ -263,16 +288,9 @@ void Show(const Options& options)
         json["targets"].append(PlanJson(plan));
         AddTableRows(plan, table);
     }
-    if (options.json) {
-        PrintJson(json);
-        return;
-    }
-    for (const VolumeNeed& need : needs) {
-        fmt::print("{}\n", VolumeText(need));
-    }
-    table.Print();
-    for (const Json::Value& refused : json["refused"]) {
-        fmt::print("nothing of {}\n", Printable(refused.asString()));
+    Print(options.json, needs, table, refused, json);
+    if (listed != 0) {
+        Fail(EXIT_UNREACHABLE, "rotate plan", "a database cannot be read; vx log tail says why");
     }
 }
 

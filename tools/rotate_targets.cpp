@@ -5,7 +5,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <functional>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -16,6 +19,7 @@
 #include "package/event.h"
 #include "package/recsweep.h"
 #include "package/rectask.h"
+#include "package/root.h"
 #include "vxrotateevt.h"
 #include "vxrotatefaceevt.h"
 #include "vxrotatelapseevt.h"
@@ -89,21 +93,21 @@ RotateTarget TaskTarget(const RecTask& task)
     return target;
 }
 
-/// Owner and group of live recordings. @return 0 (also without a database); -1 (logged)
-int ListOwners(REC_KIND kind, std::vector<std::pair<int, int>>& owners)
+/// Owner and group of live recordings; none where they cannot be read, which FindUnreadable() tells.
+std::vector<std::pair<int, int>> ListOwners(REC_KIND kind)
 {
+    std::vector<std::pair<int, int>> owners;
     const std::string dbPath = RecDBPath(kind);
-    return Exists(dbPath) ? ListRecOwners(kind, dbPath, owners) : 0;
+    if (Exists(dbPath)) {
+        static_cast<void>(ListRecOwners(kind, dbPath, owners));
+    }
+    return owners;
 }
 
 /// Recordings of cameras that were removed, and of groups that no camera has.
-int AddCamerasLeft(const std::set<int>& known, std::list<RotateTarget>& targets)
+void AddCamerasLeft(const std::set<int>& known, std::list<RotateTarget>& targets)
 {
-    std::vector<std::pair<int, int>> owners;
-    if (ListOwners(REC_KIND_EVENT, owners) != 0) {
-        return -1;
-    }
-    for (const auto& [id, group] : owners) {
+    for (const auto& [id, group] : ListOwners(REC_KIND_EVENT)) {
         if (!known.contains(id) || group >= CAM_REC_GROUP_COUNT) {
             Camera left;
             if (!known.contains(id) || left.Load(id) != 0) {
@@ -113,10 +117,9 @@ int AddCamerasLeft(const std::set<int>& known, std::list<RotateTarget>& targets)
             targets.push_back(CameraTarget(left, static_cast<CAM_REC_GROUP>(group)));
         }
     }
-    return 0;
 }
 
-int AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<RotateTarget>& targets)
+void AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<RotateTarget>& targets)
 {
     const auto add = [kind, &targets](int id) {
         RecTask gone(kind);
@@ -126,21 +129,18 @@ int AddTasksLeft(RecTask::KIND kind, const std::set<int>& known, std::list<Rotat
         targets.back().isConfigured = false;
     };
     if (kind != RecTask::ARCHIVE) {
-        std::vector<std::pair<int, int>> owners;
-        const int result = ListOwners(RecTask(kind).GetRecKind(), owners);
-        for (const auto& owner : owners) {
+        for (const auto& owner : ListOwners(RecTask(kind).GetRecKind())) {
             if (!known.contains(owner.first)) {
                 add(owner.first);
             }
         }
-        return result;
+        return;
     }
     for (const std::string& path : VxDB::ListDatabases()) { // each archive has one of its own
         if (const int id = ArchPullUtils::GetTaskId(path); id > 0 && !known.contains(id)) {
             add(id);
         }
     }
-    return 0;
 }
 
 int AddTasks(RecTask::KIND kind, std::list<RotateTarget>& targets)
@@ -154,7 +154,8 @@ int AddTasks(RecTask::KIND kind, std::list<RotateTarget>& targets)
         ids.insert(task.GetId());
         targets.push_back(TaskTarget(task));
     }
-    return AddTasksLeft(kind, ids, targets);
+    AddTasksLeft(kind, ids, targets);
+    return 0;
 }
 
 int AddCameras(std::list<RotateTarget>& targets)
@@ -171,12 +172,43 @@ int AddCameras(std::list<RotateTarget>& targets)
         targets.push_back(CameraTarget(camera, CAM_REC_GROUP_CONTINUOUS));
         targets.push_back(CameraTarget(camera, CAM_REC_GROUP_EVENT));
     }
-    return AddCamerasLeft(ids, targets);
+    AddCamerasLeft(ids, targets);
+    return 0;
+}
+
+/// Whether cameras have recorded here: their folders below rec/ have their numbers for names.
+bool HasCameraFolder()
+{
+    std::error_code none; // no folder at all
+    const std::filesystem::directory_iterator rec(GetPackageRoot() + "/rec", none);
+    return std::any_of(begin(rec), end(rec), [](const std::filesystem::directory_entry& entry) {
+        return entry.path().filename().string().find_first_not_of("0123456789") == std::string::npos;
+    });
+}
+
+/// The databases that exist and cannot be read: those of targets, and those that may hold recordings of removed ones.
+std::set<std::string> FindUnreadable(const std::list<RotateTarget>& targets)
+{
+    std::map<std::string, REC_KIND> kinds;
+    for (const REC_KIND kind : {REC_KIND_EVENT, REC_KIND_LAPSE, REC_KIND_IVA, REC_KIND_FACE}) {
+        kinds[RecDBPath(kind)] = kind;
+    }
+    for (const RotateTarget& target : targets) {
+        kinds[target.dbPath] = target.kind;
+    }
+    std::set<std::string> unreadable;
+    for (const auto& [path, kind] : kinds) {
+        if (Exists(path) &&
+            VxDB::Executep(path, fmt::format("SELECT id FROM {} LIMIT 1", RecTableOf(kind).table)) != 0) {
+            unreadable.insert(path);
+        }
+    }
+    return unreadable;
 }
 
 } // namespace
 
-int ListRotateTargets(std::list<RotateTarget>& targets)
+int ListRotateTargets(std::list<RotateTarget>& targets, std::list<std::string>& refused)
 {
     if (!Exists(VxDB::GetDBPath(VxDB::DB_SYSTEM))) {
         return 0; // nothing is configured; what limits there were is not known, so nothing goes
@@ -189,8 +221,18 @@ int ListRotateTargets(std::list<RotateTarget>& targets)
             return -1;
         }
     }
+    std::string why;
+    const std::string events = RecDBPath(REC_KIND_EVENT);
+    if (!Exists(events) && HasCameraFolder() && CheckRecVolume(events, &why) != REC_VOLUME::UNBOUND) {
+        refused.push_back("events: " + why);
+    }
     targets.remove_if([](const RotateTarget& target) { return !Exists(target.dbPath); });
-    return 0;
+    const std::set<std::string> unreadable = FindUnreadable(targets);
+    targets.remove_if([&](const RotateTarget& target) { return unreadable.contains(target.dbPath); });
+    for (const std::string& path : unreadable) {
+        refused.push_back(path + ": it cannot be read; vx log tail says why");
+    }
+    return unreadable.empty() ? 0 : 1;
 }
 
 const char* RotateTypeName(EVT_TYPE type) noexcept

@@ -31,8 +31,10 @@ struct RotateTarget {
 /// The targets whose databases exist, and the owners of recordings that are no longer configured: those have no
 /// limits of their own, but make room when the volume is short.
 ///
-/// @return 0; -1 (logged): what is configured cannot be read
-[[nodiscard]] int ListRotateTargets(std::list<RotateTarget>& targets);
+/// A database that cannot be read has no targets, and keeps those of others from nothing.
+/// @param refused  what cannot be rotated and why, a line each, is added
+/// @return 0; 1 (logged): a database cannot be read; -1 (logged): what is configured cannot be read
+[[nodiscard]] int ListRotateTargets(std::list<RotateTarget>& targets, std::list<std::string>& refused);
 
 /// Text for a kind of target: "camera", "archive", ...
 const char* RotateTypeName(EVT_TYPE type) noexcept;

@@ -232,7 +232,7 @@ int ComputeVolumeNeeds(std::list<RotateTarget>& targets, long long reserveMB, st
 {
     const std::string rec = GetPackageRoot() + "/rec";
     needs = FindVolumes(targets, rec, reserveMB);
-    if (targets.empty() || ::access(rec.c_str(), F_OK) != 0) {
+    if (::access(rec.c_str(), F_OK) != 0) {
         return 0; // nothing was recorded, or the volume is not there: nothing of it can make room
     }
     if (ComputeComing(targets, needs) != 0) {

@@ -149,7 +149,8 @@ TEST_F(RotateToolTest, ShareOnAVolumeOfItsOwnMakesItsOwnRoom)
     EXPECT_EQ(VxJson({"rotate", "plan", "--reserve", "80"})["shares"][0]["coming_mb"].asInt(), 20);
 }
 
-// Catches: a removal after the database was lost or while the volume is away, or one that is not told.
+// Catches: a removal after the database was lost or while the volume is away, or one that is not told; one database
+// that cannot be read and keeps all others from being rotated.
 TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
 {
     m_world.AddMany(CAMERA, 10, m_now - 40 * DAY, false, true);
@@ -161,6 +162,16 @@ TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
     std::filesystem::rename(m_world.m_root.Path() / "unmounted", m_world.m_root.Path() / "rec");
     EXPECT_EQ(RotWorld::FileCount(), 10);
     EXPECT_TRUE(m_world.Marked(CAMERA).empty());
+    std::ofstream(VxDB::GetDBPath(VxDB::DB_DVA))
+        << "this is no database, and it is longer than the header of one";
+    ExpectVx({"rotate", "plan"}, 3, "dva.db: it cannot be read");
+    ExpectVx({"rotate", "run", "--once", "--no-sweep"}, 1, "10 by date"); // the others go on
+    for (const char* const tail : {"", "-wal", "-shm"}) {
+        std::filesystem::remove(RotWorld::Path(CAMERA) + tail);
+    }
+    std::filesystem::remove(VxDB::GetDBPath(VxDB::DB_DVA));
+    std::filesystem::create_directories(m_world.m_root.Path() / "rec" / "7");
+    ExpectVx({"rotate", "run", "--once"}, 4, "nothing of events: ");
     std::filesystem::remove_all(m_world.m_root.Path() / "db");
     ExpectVx({"rotate", "run", "--once"}); // nothing is configured any more
     EXPECT_EQ(RotWorld::FileCount(), 10);
