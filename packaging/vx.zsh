@@ -83,7 +83,7 @@ vacuum:Give unused space back to the volume
 --json:Print an array of objects'
     '/doctor' '--help:Print this help message and exit
 --json:Print JSON'
-    '/event' 'ls:List events, oldest first
+    '/event' 'ls:List events in the order in which they were made, by id
 mark:Mark events as deleted; the sweep removes their files
 sweep:Delete what is marked: files first, rows last; events, archives, time-lapses, analytics, faces and alerts
 check:Compare all rows with all files
@@ -202,7 +202,7 @@ rotate:Archive and remove what logs hold beyond their limits, again and again
 --category:Of the event log: 0 system, 1 camera, 2 recording ...
 --server:Of the event log: recording server, 0 for this box
 --json:Print JSON'
-    '/log archive' 'ls:List the archives of the system log and the event log
+    '/log archive' 'ls:List the archives of the system log, the event log and the I/O module log
 show:Print what an archive holds
 --help:Print this help message and exit'
     '/log archive ls' '--help:Print this help message and exit

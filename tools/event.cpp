@@ -153,7 +153,8 @@ void AddEventNoun(CLI::App& vx)
     CLI::App* const noun = vx.add_subcommand("event", "Recorded events, their rows and their files");
     noun->require_subcommand(1);
     const auto options = std::make_shared<Options>();
-    CLI::App* const list = noun->add_subcommand("ls", "List events in the order in which they were made, by id");
+    CLI::App* const list =
+        noun->add_subcommand("ls", "List events in the order in which they were made, by id");
     AddWhich(*list, *options);
     list->add_option("--limit", options->limit, "At most so many; 0 for all")
         ->check(FROM_ZERO)
