@@ -7,8 +7,6 @@
 #include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstring>
@@ -18,6 +16,7 @@
 #include "shmfifo.h"
 #include "shmfiforeader.h"
 #include "support/allocation.h"
+#include "support/child_process.h"
 #include "support/temp_root.h"
 
 namespace {
@@ -38,7 +37,7 @@ extern "C" void* memcpy(void* dst, const void* src, std::size_t size) noexcept
 
 namespace {
 
-enum ChildExit { CHILD_DONE = 0, CHILD_FAILED = 1, CHILD_CANNOT = 2 };
+constexpr int CANNOT = 77;
 
 /// From here on this thread is ended by SIGSYS at any system call but the end of the process and the reading
 /// of clocks, which some machines cannot do without the kernel.
@@ -133,26 +132,21 @@ TEST_F(WritePathTest, OneCopyAndNoAllocationFromWriterToReaderInPlace)
 // Catches: a lock, a log line or a look at the kernel's tables that has crept into the road of each frame.
 TEST_F(WritePathTest, WarmRoadMakesNoSystemCall)
 {
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    ChildProcess child([this](const Channel&) {
         if (!ForbidSystemCalls()) {
-            ::_exit(CHILD_CANNOT);
+            return CANNOT;
         }
-        bool good = true;
-        for (int i = 0; i < 3 * SLOT_COUNT && good; ++i) {
-            good = Write() == 0 && Read();
+        bool isGood = true;
+        for (int i = 0; i < 3 * SLOT_COUNT && isGood; ++i) {
+            isGood = Write() == 0 && Read();
         }
-        ::_exit(good ? CHILD_DONE : CHILD_FAILED);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == CHILD_CANNOT) {
+        return isGood ? 0 : 1;
+    });
+    const int code = child.Wait();
+    if (code == CANNOT) {
         GTEST_SKIP() << "this kernel or emulator has no system-call filter";
     }
-    ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status)
-                                   << " (31: a forbidden system call)";
-    EXPECT_EQ(WEXITSTATUS(status), CHILD_DONE);
+    EXPECT_EQ(code, 0) << "-1: ended by a signal, for a forbidden system call";
 }
 
 // Catches: bytes missing, moved or written behind the frame where the way of copying changes with the size.
