@@ -103,16 +103,37 @@ void RepeatFirstEvent(ActionRule& rule)
     }
 }
 
+/// Ends the verb when it was to change a field that follows from the rule's events.
+void RefuseLostChange(const Options& options, const Json::Value& given, const ActionRule& before,
+                      const ActionRule& after)
+{
+    const Json::Value old = before.GetJson();
+    Json::Value kept = after.GetJson();
+    kept["multi_evt_ids"] = old["multi_evt_ids"];
+    for (const char* const field :
+         {"evt_source", "evt_server_id", "evt_device_id", "evt_id", "evt_item", "multi_evt_ids"}) {
+        if (given.isMember(field) && given[field] != old[field] && given[field] != kept[field]) {
+            Fail(EXIT_USAGE, options.verb,
+                 "field \"{}\" follows from the rule's events: change those; nothing is saved", field);
+        }
+    }
+}
+
 void Save(const Options& options, const CLI::App& verb)
 {
     const bool isNew = options.id == 0;
-    ActionRule rule = isNew ? ActionRule() : FindRule(options.verb, options.id);
+    const ActionRule before = isNew ? ActionRule() : FindRule(options.verb, options.id);
+    const Json::Value given = GivenJson(options, verb);
+    ActionRule rule = before;
     std::string error;
-    if (rule.SetByJson(GivenJson(options, verb), &error) != 0) {
+    if (rule.SetByJson(given, &error) != 0) {
         Fail(EXIT_USAGE, options.verb, "{}; nothing is saved", error);
     }
     AddEventOption(options, verb, rule);
     RepeatFirstEvent(rule);
+    if (!isNew) {
+        RefuseLostChange(options, given, before, rule);
+    }
     if (rule.GetName().empty()) {
         Fail(EXIT_USAGE, options.verb, "name: a rule needs one; use --name");
     }
@@ -144,9 +165,12 @@ void AddVerb(CLI::App& noun, const char* name, const char* what, bool isEdit)
     verb->add_option("--name", options->name, "Display name");
     verb->add_option("--schedule", options->schedule,
                      "When it is active: \"mon-fri 08:00-18:00; sat 10:00-14:00\"");
-    verb->add_option("--event", options->event, "What triggers it: motion, \"digital input\", doorbell, ...");
-    verb->add_option("--camera", options->camera, "Where: the camera's id, -1 for every camera");
-    verb->add_option("--item", options->item, "Which: the port, the application's or the task's id");
+    CLI::Option* const event = verb->add_option("--event", options->event,
+                                                "What triggers it: motion, \"digital input\", doorbell, ...");
+    verb->add_option("--camera", options->camera, "Where: the camera's id, -1 for every camera")
+        ->needs(event);
+    verb->add_option("--item", options->item, "Which: the port, the application's or the task's id")
+        ->needs(event);
     verb->add_option("--action", options->action, "What it does: the action's number");
     verb->add_option("--min-interval", options->minInterval, "Seconds between two triggers at least")
         ->check(FROM_ZERO);

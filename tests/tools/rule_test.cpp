@@ -54,6 +54,8 @@ TEST_F(RuleToolTest, ExportedWipedAndImportedIsIdentical)
     EXPECT_EQ(VxOut({"rule", "list"}), "No rules; vx rule add makes one.\n");
     const std::string path = Write("rules.json", exported);
     VxOut({"rule", "import", path});
+    const std::string shown = Write("shown.json", VxOut({"rule", "show", "1", "--json"}));
+    VxOut({"rule", "edit", "1", "--from", shown}); // as it was
     VxOut({"rule", "export", path});
     EXPECT_EQ(VxOut({"rule", "export"}), exported);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(std::ifstream(path).rdbuf()), {}), exported);
@@ -169,6 +171,8 @@ TEST_F(RuleToolTest, BadInputIsNamedAndChangesNothing)
         {{"rule", "add", "--name", "x", "--record", R"({"act_tims":5})"}, 2, "no field \"act_tims\""},
         {{"rule", "add", "--event", "motion"}, 2, "name: a rule needs one"},
         {{"rule", "edit", "1", "--record", R"({"act_times":"x"})"}, 2, "field \"act_times\""},
+        {{"rule", "edit", "1", "--record", R"({"evt_id":3})"}, 2, "field \"evt_id\" follows from"},
+        {{"rule", "edit", "1", "--camera", "5"}, 2, "--camera requires --event"},
         {{"rule", "edit", "7", "--name", "x"}, 1, "7: there is no such rule"},
         {{"rule", "rm", "1,x"}, 2, "[1,x]: ids joined by commas"},
         {{"rule", "rm", "", "--yes"}, 2, "[]: ids joined by commas"},
