@@ -154,22 +154,45 @@ int WaitSec(const ActionRule& rule, std::time_t instant) noexcept
     return isWithin ? static_cast<int>(rule.GetEvtMinInterval() - sinceSec) : 0;
 }
 
+/// The camera that a rule's condition names, and the item there: "12", "12:3".
+struct ConditionSource {
+    int deviceId = 0;
+    int item = 0;
+    bool isNamed = false; ///< false: the text is neither
+};
+
+ConditionSource ReadCondition(std::string_view text) noexcept
+{
+    ConditionSource source;
+    const char* const end = text.data() + text.size();
+    const auto camera = std::from_chars(text.data(), end, source.deviceId);
+    const bool hasItem = camera.ec == std::errc() && camera.ptr != end && *camera.ptr == ':';
+    const auto rest = hasItem ? std::from_chars(camera.ptr + 1, end, source.item) : camera;
+    source.isNamed = rest.ec == std::errc() && rest.ptr == end;
+    return source;
+}
+
 bool IsConditionMet(const ActionRule& rule, const CameraStates& cameras, std::time_t instant) noexcept
 {
     if (!rule.IsCondition()) {
         return true;
     }
-    const std::string_view text = rule.GetConditionValue();
-    const char* const end = text.data() + text.size();
-    int deviceId = 0;
-    int item = 0;
-    const auto camera = std::from_chars(text.data(), end, deviceId);
-    const bool hasItem = camera.ec == std::errc() && camera.ptr != end && *camera.ptr == ':';
-    const auto rest = hasItem ? std::from_chars(camera.ptr + 1, end, item) : camera;
-    const auto found = cameras.find(deviceId);
-    return rest.ec == std::errc() && rest.ptr == end && found != cameras.end() &&
-           ReadSource(found->second, static_cast<RULE_EVENT>(rule.GetConditionUnit()), item, instant)
+    const ConditionSource source = ReadCondition(rule.GetConditionValue());
+    const auto found = source.isNamed ? cameras.find(source.deviceId) : cameras.end();
+    return found != cameras.end() &&
+           ReadSource(found->second, static_cast<RULE_EVENT>(rule.GetConditionUnit()), source.item, instant)
                .isTriggered;
+}
+
+/// Why a condition does not hold.
+std::string ConditionPhrase(const ActionRule& rule)
+{
+    const std::string& text = rule.GetConditionValue();
+    return ReadCondition(text).isNamed
+               ? "its condition does not hold (" +
+                     RuleEventPhrase(DEVICE_SRC_CAMERA, static_cast<RULE_EVENT>(rule.GetConditionUnit())) +
+                     " on camera " + text + ")."
+               : "its condition \"" + text + "\" names no camera, as \"12\" or \"12:3\" would.";
 }
 
 std::string LocalTimeText(std::time_t instant)
@@ -388,9 +411,7 @@ std::string ExplainVerdict(const RuleVerdict& verdict, const ActionRule& rule, s
         return subject + "does not fire: it has fired before and waits " + std::to_string(verdict.waitSec) +
                " more seconds of its minimum interval of " + std::to_string(rule.GetEvtMinInterval()) + ".";
     case RuleReason::CONDITION_NOT_MET:
-        return subject + "does not fire: its condition does not hold (" +
-               RuleEventText(static_cast<RULE_EVENT>(rule.GetConditionUnit())) + " on camera " +
-               rule.GetConditionValue() + ").";
+        return subject + "does not fire: " + ConditionPhrase(rule);
     case RuleReason::FIRES:
         break;
     }

@@ -181,6 +181,8 @@ TEST_F(ActRuleVerdictTest, OddTimesAndConditionsAreOnTheSafeSide)
     for (const char* const value : {"", "x", "1:", "1:x", "1 ", "99", "99999999999"}) {
         m_rule.SetConditionValue(value);
         EXPECT_EQ(Reason(), RuleReason::CONDITION_NOT_MET) << value;
+        EXPECT_EQ(Sentence().find("names no camera") == std::string::npos, std::string(value) == "99")
+            << value;
     }
     m_rule.SetConditionValue("1:0");
     EXPECT_EQ(Reason(), RuleReason::FIRES);
