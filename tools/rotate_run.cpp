@@ -17,6 +17,7 @@
 #include "numbers.h"
 #include "package/root.h"
 #include "rotate_pass.h"
+#include "rotate_room.h"
 #include "stop_signal.h"
 #include "table.h"
 #include "webhook_common.h"
@@ -114,7 +115,9 @@ void Run(const Options& options)
     RotateRounds rounds(stop.RunFlag(), options.reserveMB, !options.noSweep);
     RoundResult result;
     do {
+        GiveUpRoomWhenFull();
         result = rounds.Run();
+        KeepRoomWhenPlenty();
         Print(result, options.json);
     } while (!options.once && !stop.WaitFor(std::chrono::seconds(options.intervalSec)));
     rounds.Finish();

@@ -2,6 +2,7 @@
 // tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
 #include "package/monoclock.h"
 #include "rotate/rot_world.h"
+#include "support/child_process.h"
 #include "support/namespaces.h"
 #include "vx_process.h"
 
@@ -175,6 +176,32 @@ TEST_F(RotateToolTest, WrongVolumeIsRefusedWithItsReason)
     std::filesystem::remove_all(m_world.m_root.Path() / "db");
     ExpectVx({"rotate", "run", "--once"}); // nothing is configured any more
     EXPECT_EQ(RotWorld::FileCount(), 10);
+}
+
+// Catches: a volume that is full to the last byte and stays so, since marking needs room as well.
+TEST_F(RotateToolTest, VolumeWithoutAByteLeftIsEmptied)
+{
+    const std::string root = m_world.m_root.Path().string();
+    if (!EnterNamespaces()) {
+        GTEST_SKIP() << "no namespaces here";
+    }
+    const auto inChild = [](const auto& body) {
+        return ChildProcess([&](Channel&) { return body(), 0; }).Wait();
+    };
+    const TestVolume volume(root, "size=100m");
+    ASSERT_TRUE(volume);
+    ASSERT_EQ(inChild([&] { // all connections to the databases end with it
+                  Camera camera;
+                  camera.SetLimits(CAM_REC_GROUP_CONTINUOUS, {true, 30, false, 0, 0});
+                  EXPECT_EQ(camera.Save(), 0);
+                  m_world.Add(CAMERA, {{1, camera.GetId(), m_now - 99, m_now}}, true);
+                  ExpectVx({"rotate", "run", "--once", "--reserve", "0"});
+                  m_world.Run(RotWorld::Path(CAMERA), "UPDATE event SET end_time = start_time - 40 * 86400");
+              }),
+              0);
+    std::ofstream(root + "/filler") << std::string(200 << 20, 'x'); // as much of it as there is room for
+    ExpectVx({"rotate", "run", "--once", "--reserve", "0"}, 0, "1 by date");
+    EXPECT_EQ(RotWorld::FileCount(), 0);
 }
 
 // Catches: a daemon that does not end when it is told to, ends before its reports are written, or runs twice.
