@@ -151,7 +151,7 @@ unsigned Seed()
 {
     const char* const fromEnv = std::getenv("VX_TEST_SEED");
     const unsigned seed =
-        fromEnv != nullptr ? static_cast<unsigned>(std::atoi(fromEnv)) : std::random_device{}();
+        fromEnv != nullptr ? static_cast<unsigned>(std::strtoul(fromEnv, nullptr, 10)) : std::random_device{}();
     std::printf("VX_TEST_SEED=%u\n", seed);
     return seed;
 }
