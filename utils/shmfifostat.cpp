@@ -36,13 +36,15 @@ void ShmStreamFifo::WriteStat::Reset() noexcept
 void ShmStreamFifo::WriteStat::Update(const DataEntry* pEntry) noexcept
 {
     const std::int32_t now = GetMonoTimeSec();
-    const std::int32_t frames = ShmAdd(m_frames, ShmLoad(pEntry->frameCnt));
+    // The writer alone counts here: no atomic step, which would wait for the line that readers are looking at.
+    const auto frames = static_cast<std::int32_t>(static_cast<std::uint32_t>(ShmLoad(m_frames)) +
+                                                  static_cast<std::uint32_t>(ShmLoad(pEntry->frameCnt)));
     const std::int64_t elapsedSec = std::int64_t{now} - ShmLoad(m_startSec);
     if (elapsedSec > PERIOD_SEC) {
         ShmStore(m_startSec, now);
         ShmStore(m_fps, RateOf(frames, elapsedSec));
-        ShmStore(m_frames, 0);
     }
+    ShmStore(m_frames, elapsedSec > PERIOD_SEC ? 0 : frames);
 }
 
 bool ShmStreamFifo::WriteStat::IsStale() const noexcept

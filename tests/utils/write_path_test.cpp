@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "package/dbglog.h"
@@ -21,7 +22,7 @@
 
 namespace {
 
-constexpr int FRAME_SIZE = 4099; // nothing else in the process is copied in pieces of this size
+constexpr int FRAME_SIZE = 2011; // nothing else in the process is copied in pieces of this size
 constexpr int SLOT_COUNT = 10;
 
 long g_frameCopies = 0;
@@ -169,6 +170,16 @@ TEST_F(WritePathTest, FramesOfEverySizeArriveWhole)
         EXPECT_EQ(pEntry->size, size);
         EXPECT_EQ(std::memcmp(pEntry->data, source, static_cast<std::size_t>(size)), 0) << size;
         EXPECT_EQ(pEntry->data[size], 0xA5) << size;
+    }
+    std::string seen;
+    const auto take = [](void* pSeen, DataEntry*, unsigned char* data, int size) {
+        static_cast<std::string*>(pSeen)->assign(data, data + size);
+    };
+    for (int i = 0; i < 600; ++i) { // a whole turn of the ways between which the writer chooses
+        unsigned char* const source = frame.data() + i * 7;
+        ASSERT_EQ(m_pFifo->WriteData(source, 2999 + i, 0, MediaES{}, FRAME_P, 1), 0);
+        ASSERT_TRUE(m_reader.Read(&seen, take, &ShmStreamFifo::ReadNext));
+        ASSERT_EQ(seen, std::string(source, source + 2999 + i));
     }
 }
 
