@@ -18,7 +18,7 @@
 
 namespace {
 
-const LogTable TABLES[VX_ROTATED_LOG_COUNT] = {
+constexpr LogTable TABLES[] = {
     {VX_ROTATED_LOG_SYSTEM, VxDB::DB_LOG, gszTableLog, "timestamp", "args", "system log"},
     {VX_ROTATED_LOG_EVENT, VxDB::DB_LOG, gszTableLogEvent, "timestamp", "description", "event log"},
     {VX_ROTATED_LOG_IO_MODULE, VxDB::DB_LOG, gszTableIOModuleLog, "timestamp", "description",
@@ -33,6 +33,7 @@ const LogTable TABLES[VX_ROTATED_LOG_COUNT] = {
     {VX_ROTATED_LOG_DETECTION, VxDB::DB_LOG, gszTableDetectionEvent, "timestamp", "size_bytes",
      "detection event"},
 };
+static_assert(std::size(TABLES) == VX_ROTATED_LOG_COUNT);
 
 constexpr int DELETE_BATCH = 1000;
 

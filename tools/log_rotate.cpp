@@ -246,9 +246,10 @@ void Keep(const KeepOptions& options)
 
 const std::vector<std::string>& LogWords()
 {
-    static const std::vector<std::string> words{"system",   "event",           "io-module",
-                                                "message",  "history",         "bookmark",
-                                                "intercom", "recorder-camera", "detection"};
+    static constexpr const char* WORDS[] = {"system",   "event",    "io-module",       "message",  "history",
+                                            "bookmark", "intercom", "recorder-camera", "detection"};
+    static_assert(std::size(WORDS) == VX_ROTATED_LOG_COUNT);
+    static const std::vector<std::string> words(std::begin(WORDS), std::end(WORDS));
     return words;
 }
 

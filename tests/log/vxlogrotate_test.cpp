@@ -104,43 +104,44 @@ TEST_F(LogRotateTest, StatementsAreTheAgreedOnesAndUseAnIndex)
 {
     AddOwners();
 #define COUNT "SELECT COUNT(1) as cnt, SUM(length("
-    for (const SqlCase& c : std::vector<SqlCase>{
-             {VX_ROTATED_LOG_SYSTEM, "DELETE FROM log WHERE timestamp < 9;",
-              COUNT "args))/1024/1024 as sizeMB FROM log;",
-              "SELECT timestamp FROM log ORDER BY timestamp LIMIT 1 OFFSET 4;", "log_timestamp"},
-             {VX_ROTATED_LOG_EVENT, "DELETE FROM log_event WHERE timestamp < 9;",
-              COUNT "description))/1024/1024 as sizeMB FROM log_event;",
-              "SELECT timestamp FROM log_event ORDER BY timestamp LIMIT 1 OFFSET 4;", "log_event_timestamp"},
-             {VX_ROTATED_LOG_IO_MODULE, "DELETE FROM iomodule_log WHERE timestamp < 9;",
-              COUNT "event) + length(description))/1024/1024 as sizeMB FROM iomodule_log;",
-              "SELECT timestamp FROM iomodule_log ORDER BY timestamp LIMIT 1 OFFSET 4;",
-              "iomodule_log_timestamp"},
-             {VX_ROTATED_LOG_MESSAGE, "DELETE FROM message WHERE timestamp < 9;",
-              COUNT "content))/1024/1024 as sizeMB FROM message;",
-              "SELECT timestamp FROM message ORDER BY timestamp LIMIT 1 OFFSET 4;", "message_timestamp"},
-             {VX_ROTATED_LOG_RULE_HISTORY, "DELETE FROM actionrule_history WHERE timestamp < 9;",
-              COUNT "rule_name))/1024/1024 as sizeMB FROM actionrule_history;",
-              "SELECT timestamp FROM actionrule_history ORDER BY timestamp LIMIT 1 OFFSET 4;",
-              "actionrule_history_timestamp"},
-             {VX_ROTATED_LOG_BOOKMARK, "DELETE FROM bookmark WHERE locked = 0 AND timestamp < 9;",
-              COUNT "comment))/1024/1024 as sizeMB FROM bookmark WHERE locked = 0;",
-              "SELECT timestamp FROM bookmark WHERE locked = 0 ORDER BY timestamp LIMIT 1 OFFSET 4;",
-              "bookmark_timestamp"},
-             {VX_ROTATED_LOG_INTERCOM, "DELETE FROM intercom_log WHERE intercom_id = 3 AND timestamp < 9;",
-              COUNT "description))/1024/1024 as sizeMB FROM intercom_log WHERE intercom_id = 3;",
-              "SELECT timestamp FROM intercom_log WHERE intercom_id = 3 ORDER BY timestamp LIMIT 1 OFFSET 4;",
-              "intercom_log_timestamp"},
-             {VX_ROTATED_LOG_ORVOCAM, "DELETE FROM orvocam_log WHERE camera_id = 7 AND timestamp < 9;",
-              COUNT "description))/1024/1024 as sizeMB FROM orvocam_log WHERE camera_id = 7;",
-              "SELECT timestamp FROM orvocam_log WHERE camera_id = 7 ORDER BY timestamp LIMIT 1 OFFSET 4;",
-              "orvocam_log_timestamp"},
-             {VX_ROTATED_LOG_DETECTION,
-              "DELETE FROM detection_event WHERE id IN (SELECT id FROM detection_event WHERE timestamp < 9 "
-              "ORDER BY timestamp LIMIT 1000);",
-              "SELECT COUNT(1) as cnt, SUM(size_bytes)/1024/1024 as sizeMB FROM detection_event;",
-              "SELECT timestamp FROM detection_event ORDER BY timestamp, id LIMIT 1 OFFSET 4;",
-              "detection_event_timestamp"},
-         }) {
+    const std::vector<SqlCase> cases{
+        {VX_ROTATED_LOG_SYSTEM, "DELETE FROM log WHERE timestamp < 9;",
+         COUNT "args))/1024/1024 as sizeMB FROM log;",
+         "SELECT timestamp FROM log ORDER BY timestamp LIMIT 1 OFFSET 4;", "log_timestamp"},
+        {VX_ROTATED_LOG_EVENT, "DELETE FROM log_event WHERE timestamp < 9;",
+         COUNT "description))/1024/1024 as sizeMB FROM log_event;",
+         "SELECT timestamp FROM log_event ORDER BY timestamp LIMIT 1 OFFSET 4;", "log_event_timestamp"},
+        {VX_ROTATED_LOG_IO_MODULE, "DELETE FROM iomodule_log WHERE timestamp < 9;",
+         COUNT "event) + length(description))/1024/1024 as sizeMB FROM iomodule_log;",
+         "SELECT timestamp FROM iomodule_log ORDER BY timestamp LIMIT 1 OFFSET 4;", "iomodule_log_timestamp"},
+        {VX_ROTATED_LOG_MESSAGE, "DELETE FROM message WHERE timestamp < 9;",
+         COUNT "content))/1024/1024 as sizeMB FROM message;",
+         "SELECT timestamp FROM message ORDER BY timestamp LIMIT 1 OFFSET 4;", "message_timestamp"},
+        {VX_ROTATED_LOG_RULE_HISTORY, "DELETE FROM actionrule_history WHERE timestamp < 9;",
+         COUNT "rule_name))/1024/1024 as sizeMB FROM actionrule_history;",
+         "SELECT timestamp FROM actionrule_history ORDER BY timestamp LIMIT 1 OFFSET 4;",
+         "actionrule_history_timestamp"},
+        {VX_ROTATED_LOG_BOOKMARK, "DELETE FROM bookmark WHERE locked = 0 AND timestamp < 9;",
+         COUNT "comment))/1024/1024 as sizeMB FROM bookmark WHERE locked = 0;",
+         "SELECT timestamp FROM bookmark WHERE locked = 0 ORDER BY timestamp LIMIT 1 OFFSET 4;",
+         "bookmark_timestamp"},
+        {VX_ROTATED_LOG_INTERCOM, "DELETE FROM intercom_log WHERE intercom_id = 3 AND timestamp < 9;",
+         COUNT "description))/1024/1024 as sizeMB FROM intercom_log WHERE intercom_id = 3;",
+         "SELECT timestamp FROM intercom_log WHERE intercom_id = 3 ORDER BY timestamp LIMIT 1 OFFSET 4;",
+         "intercom_log_timestamp"},
+        {VX_ROTATED_LOG_ORVOCAM, "DELETE FROM orvocam_log WHERE camera_id = 7 AND timestamp < 9;",
+         COUNT "description))/1024/1024 as sizeMB FROM orvocam_log WHERE camera_id = 7;",
+         "SELECT timestamp FROM orvocam_log WHERE camera_id = 7 ORDER BY timestamp LIMIT 1 OFFSET 4;",
+         "orvocam_log_timestamp"},
+        {VX_ROTATED_LOG_DETECTION,
+         "DELETE FROM detection_event WHERE id IN (SELECT id FROM detection_event WHERE timestamp < 9 "
+         "ORDER BY timestamp LIMIT 1000);",
+         "SELECT COUNT(1) as cnt, SUM(size_bytes)/1024/1024 as sizeMB FROM detection_event;",
+         "SELECT timestamp FROM detection_event ORDER BY timestamp, id LIMIT 1 OFFSET 4;",
+         "detection_event_timestamp"},
+    };
+    EXPECT_EQ(cases.size(), static_cast<std::size_t>(VX_ROTATED_LOG_COUNT));
+    for (const SqlCase& c : cases) {
         std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
         ASSERT_EQ(MakeLogRotaters(c.log, rotaters), 0);
         ASSERT_EQ(rotaters.size(), 1U);
@@ -249,7 +250,8 @@ TEST_F(LogRotateTest, EachLogHasItsOwnWayWhereItIsToHaveOne)
     const VxMessageRotater base;
     constexpr std::string_view SLOTS =
         "--URANDLrco"; // bound, Rotate, Archive, Notify, Days, Limits, three statements
-    const char* const own[VX_ROTATED_LOG_COUNT] = {"RA", "A", "Ac", "", "", "NDrco", "rco", "Drco", "RLrco"};
+    const char* const own[] = {"RA", "A", "Ac", "", "", "NDrco", "rco", "Drco", "RLrco"};
+    static_assert(std::size(own) == VX_ROTATED_LOG_COUNT);
     for (int log = 0; log < VX_ROTATED_LOG_COUNT; ++log) {
         std::vector<std::unique_ptr<VxLogRotaterBase>> rotaters;
         ASSERT_EQ(MakeLogRotaters(static_cast<VX_ROTATED_LOG>(log), rotaters), 0);

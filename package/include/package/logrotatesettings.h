@@ -19,7 +19,7 @@ enum VX_ROTATED_LOG : int {
     VX_ROTATED_LOG_INTERCOM = 6,
     VX_ROTATED_LOG_ORVOCAM = 7,
     VX_ROTATED_LOG_DETECTION = 8,
-    VX_ROTATED_LOG_COUNT = 9,
+    VX_ROTATED_LOG_COUNT, ///< a new log goes before this
 };
 
 /// The settings of one log. A log that has none is not rotated.
