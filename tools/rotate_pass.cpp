@@ -19,6 +19,7 @@
 #include "package/event.h"
 #include "package/ivaevent.h"
 #include "package/recsweep.h"
+#include "package/root.h"
 #include "taskrotateutils.h"
 #include "vxrotatealertevt.h"
 #include "vxrotateevt.h"
@@ -78,7 +79,9 @@ void RotateRounds::Announce(const RotateTarget& target)
 /// Whether a look says that no task of a share is beyond its days or megabytes. Other kinds are not looked at.
 bool RotateRounds::IsWithinLimits(const RotateTarget& target)
 {
-    if ((target.type != EVT_TYPE_DVA && target.type != EVT_TYPE_FACE) || !target.isConfigured) {
+    const std::string folder = GetPackageRoot() + "/rec/" + target.share; // its room is looked at as well
+    if ((target.type != EVT_TYPE_DVA && target.type != EVT_TYPE_FACE) || !target.isConfigured ||
+        ::access(folder.c_str(), F_OK) != 0) {
         return false;
     }
     const auto [known, isNew] = m_isWithin.try_emplace({target.type, target.share}, false);
