@@ -2,8 +2,6 @@
 // tests/notification/notificationwebhook_test.cpp - webhooks stored and checked.
 #include "notificationwebhook.h"
 
-#include <gtest/gtest.h>
-
 #include "support/log_capture.h"
 #include "support/sql.h"
 #include "support/temp_root.h"

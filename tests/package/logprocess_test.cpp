@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/package/logprocess_test.cpp - many processes, one configuration and one log.
-#include <gtest/gtest.h>
 #include <sys/ptrace.h>
 
 #include <atomic>

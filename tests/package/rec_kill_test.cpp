@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "package/camera.h"
-#include "support/kill_points.h"
+#include "support/kill_loop.h"
 #include "support/rec_fixture.h"
 #include "support/temp_root.h"
 

@@ -3,7 +3,7 @@
 // round comes to exactly what an undisturbed one comes to.
 #include "package/reccheck.h"
 #include "rot_world.h"
-#include "support/kill_points.h"
+#include "support/kill_loop.h"
 
 namespace {
 

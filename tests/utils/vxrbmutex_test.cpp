@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <new>
 #include <random>
 
 #include "support/child_process.h"

@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "package/dbglog.h"
