@@ -70,8 +70,6 @@ if(CMAKE_CROSSCOMPILING)
 else()
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
-    set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-    set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 endif()
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
@@ -81,7 +79,13 @@ while processes run, action rules, rotation of recordings and logs, SQL text
 and records mapped to rows.
 .
 This package has the shared libraries.")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${_packaging}/debian/triggers)
+# What packages that link the libraries depend on. CPack's own file needs the target's objdump, and calls ldconfig by hand.
+set(_shlibs "")
+foreach(_library vxpackage vxutil)
+    string(APPEND _shlibs "lib${_library} ${PROJECT_VERSION_MAJOR} ${VX_DEB_NAME_library} (= ${PROJECT_VERSION})\n")
+endforeach()
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs "${_shlibs}")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${_packaging}/debian/triggers;${PROJECT_BINARY_DIR}/debian/shlibs")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libvxutil1 (= ${PROJECT_VERSION}), libjsoncpp-dev")
