@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // actionrule/ruleschedule.cpp - the weekly schedules of a rule.
 #include <array>
+#include <exception>
 #include <functional>
 
 #include "actionrule.h"
@@ -12,8 +13,8 @@ struct RuleSchedule::Content {
     WeeklySchedule schedule;
 };
 
-int RuleSchedule::Set(const std::string& text, std::string* pError)
-{
+int RuleSchedule::Set(const std::string& text, std::string* pError) noexcept
+try {
     // The rules of a set have few schedules in common: the last ones that a thread has read are kept.
     thread_local std::array<std::shared_ptr<const Content>, 16> known;
     if (text.empty()) {
@@ -31,6 +32,8 @@ int RuleSchedule::Set(const std::string& text, std::string* pError)
     }
     m_pContent = pKnown;
     return 0;
+} catch (const std::exception&) {
+    return -1; // no memory, also none for a message
 }
 
 const std::string& RuleSchedule::Text() const noexcept

@@ -26,7 +26,7 @@ struct ActRuleStateChange;
 class VX_API RuleSchedule {
 public:
     /// @return 0; -1 with a message, and nothing changed
-    [[nodiscard]] int Set(const std::string& text, std::string* pError = nullptr);
+    [[nodiscard]] int Set(const std::string& text, std::string* pError = nullptr) noexcept;
     /// The column.
     const std::string& Text() const noexcept;
     /// What it says; always on for an empty text.

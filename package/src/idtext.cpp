@@ -2,7 +2,10 @@
 // package/src/idtext.cpp - reading and writing ids as text.
 #include "package/idtext.h"
 
+#include <algorithm>
 #include <charconv>
+#include <exception>
+#include <utility>
 
 namespace {
 
@@ -41,10 +44,31 @@ bool ForEachPiece(std::string_view text, Take take)
     return true;
 }
 
+/// Fills a container with the ids of a text; take(container, id) adds one.
+template <typename Container, typename Take>
+int ReadIds(std::string_view text, Container& out, Take take) noexcept
+try {
+    Container ids;
+    const bool isRead = ForEachPiece(text, [&](std::string_view piece) {
+        int id = 0;
+        if (!ToInt(piece, id)) {
+            return false;
+        }
+        take(ids, id);
+        return true;
+    });
+    if (isRead) {
+        out = std::move(ids);
+    }
+    return isRead ? 0 : -1;
+} catch (const std::exception&) {
+    return -1; // no memory; `out` is unchanged
+}
+
 } // namespace
 
-int StringToIdMap(std::string_view text, std::map<int, int>& out)
-{
+int StringToIdMap(std::string_view text, std::map<int, int>& out) noexcept
+try {
     std::map<int, int> ids;
     const bool isRead = ForEachPiece(text, [&ids](std::string_view piece) {
         int id = 0;
@@ -62,6 +86,8 @@ int StringToIdMap(std::string_view text, std::map<int, int>& out)
     }
     out = std::move(ids);
     return 0;
+} catch (const std::exception&) {
+    return -1; // no memory; `out` is unchanged
 }
 
 std::string IdMapToString(const std::map<int, int>& ids)
@@ -73,39 +99,17 @@ std::string IdMapToString(const std::map<int, int>& ids)
     return text;
 }
 
-int StringToIdList(std::string_view text, std::list<int>& out)
+int StringToIdList(std::string_view text, std::list<int>& out) noexcept
 {
-    std::list<int> ids;
-    const bool isRead =
-        ForEachPiece(text, [&ids](std::string_view piece) { return ToInt(piece, ids.emplace_back()); });
-    if (!isRead) {
-        return -1;
-    }
-    out = std::move(ids);
-    return 0;
+    return ReadIds(text, out, [](std::list<int>& ids, int id) { ids.push_back(id); });
 }
 
-int StringToIdVector(std::string_view text, std::vector<int>& out)
+int StringToIdVector(std::string_view text, std::vector<int>& out) noexcept
 {
-    const std::size_t size = out.size();
-    if (!ForEachPiece(text, [&out](std::string_view piece) { return ToInt(piece, out.emplace_back()); })) {
-        out.resize(size);
-        return -1;
-    }
-    out.erase(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(size));
-    return 0;
+    return ReadIds(text, out, [](std::vector<int>& ids, int id) { ids.push_back(id); });
 }
 
-int StringToIdSet(std::string_view text, std::set<int>& out)
+int StringToIdSet(std::string_view text, std::set<int>& out) noexcept
 {
-    std::set<int> ids;
-    const bool isRead = ForEachPiece(text, [&ids](std::string_view piece) {
-        int id = 0;
-        return ToInt(piece, id) && (ids.insert(id), true);
-    });
-    if (!isRead) {
-        return -1;
-    }
-    out = std::move(ids);
-    return 0;
+    return ReadIds(text, out, [](std::set<int>& ids, int id) { ids.insert(id); });
 }

@@ -16,7 +16,7 @@
 /// @param out  replaced on success, unchanged on failure; of an id that stands twice the last value holds
 /// @return 0 (an empty text is an empty map); -1 for a text of any other form or a number beyond 32 bits.
 /// Thread-safety: any thread.
-[[nodiscard]] VX_API int StringToIdMap(std::string_view text, std::map<int, int>& out);
+[[nodiscard]] VX_API int StringToIdMap(std::string_view text, std::map<int, int>& out) noexcept;
 
 /// The text that StringToIdMap() reads, in ascending order of the ids.
 VX_API std::string IdMapToString(const std::map<int, int>& ids);
@@ -25,8 +25,8 @@ VX_API std::string IdMapToString(const std::map<int, int>& ids);
 ///
 /// @param out  replaced on success, unchanged on failure
 /// @return 0; -1 for a text of any other form ("3,,5", "3;5") or a number beyond 32 bits.
-[[nodiscard]] VX_API int StringToIdList(std::string_view text, std::list<int>& out);
+[[nodiscard]] VX_API int StringToIdList(std::string_view text, std::list<int>& out) noexcept;
 
-/// The same into a set.
-[[nodiscard]] VX_API int StringToIdVector(std::string_view text, std::vector<int>& out);
-[[nodiscard]] VX_API int StringToIdSet(std::string_view text, std::set<int>& out);
+/// The same into a vector, and into a set.
+[[nodiscard]] VX_API int StringToIdVector(std::string_view text, std::vector<int>& out) noexcept;
+[[nodiscard]] VX_API int StringToIdSet(std::string_view text, std::set<int>& out) noexcept;
