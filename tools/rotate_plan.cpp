@@ -6,16 +6,19 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "fail.h"
 #include "numbers.h"
+#include "package/alertevent.h"
 #include "package/recsweep.h"
 #include "rotate_common.h"
 #include "sqlconversion.h"
 #include "table.h"
+#include "vxrotatealertevt.h"
 #include "webhook_common.h"
 
 namespace {
@@ -216,6 +219,46 @@ Json::Value PlanJson(const Plan& plan)
     return json;
 }
 
+/// What the later of two bounds, that of the volume and that of the days of alerts, would remove of all alerts.
+/// @return 0; -1 (logged)
+int PlanAlerts(long volBound, bool& isByDays, Share& share)
+{
+    AlertAdvSetting setting;
+    std::map<int, std::list<int>> devices;
+    if (setting.Load() != 0 || ListAlertDevices(devices) != 0) {
+        return -1;
+    }
+    const long dayBound = setting.GetDaysLimit() > 0 ? GetBoundTimeOfDays(setting.GetDaysLimit()) : 0;
+    isByDays = dayBound >= volBound;
+    const std::string dbPath = VxDB::GetDBPath(VxDB::DB_ALERT);
+    const bool isOff = devices.empty() || std::max(dayBound, volBound) <= 0 ||
+                       CheckRecVolume(dbPath, nullptr) != REC_VOLUME::SAME;
+    VxRotLogger logger(EVT_TYPE_ALERT);
+    for (const auto& [type, ids] : isOff ? decltype(devices)() : devices) {
+        const VxRotAlertEvt rotator(type, g_neverRun, setting, logger);
+        for (const int id : ids) {
+            DBResult_tag* pResult = nullptr;
+            const std::string sql =
+                fmt::format("SELECT COUNT(*) AS count, SUM(size) AS bytes, MIN(stop_time) AS oldest, "
+                            "MAX(stop_time) AS newest FROM {} WHERE {}",
+                            gszTableAlertEvent, rotator.GetWhereExpr(id, std::max(dayBound, volBound)));
+            if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
+                return -1;
+            }
+            unsigned int row = 0;
+            if (VxDBFetchRow(pResult, &row) == 0 && VxDB::FetchFieldAsNumber(pResult, row, "count") > 0) {
+                const long long oldest = VxDB::FetchFieldAsNumber(pResult, row, "oldest");
+                share.from = share.count == 0 ? oldest : std::min(share.from, oldest);
+                share.to = std::max(share.to, VxDB::FetchFieldAsNumber(pResult, row, "newest"));
+                share.count += VxDB::FetchFieldAsNumber(pResult, row, "count");
+                share.bytes += VxDB::FetchFieldAsNumber(pResult, row, "bytes");
+            }
+            VxDBFreeResult(pResult);
+        }
+    }
+    return 0;
+}
+
 void AddTableRows(const Plan& plan, Table& table)
 {
     for (int i = 0; i < STEP_COUNT; ++i) {
@@ -260,7 +303,7 @@ void Show(const Options& options)
 {
     std::list<RotateTarget> targets;
     std::list<std::string> refused;
-    const int listed = ListRotateTargets(targets, refused);
+    int listed = ListRotateTargets(targets, refused);
     if (listed < 0) {
         Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cameras and tasks cannot be read; vx log tail says why",
              VxDB::GetDBPath(VxDB::DB_SYSTEM));
@@ -287,6 +330,19 @@ void Show(const Options& options)
         }
         json["targets"].append(PlanJson(plan));
         AddTableRows(plan, table);
+    }
+    bool isByDays = false;
+    Share alerts;
+    if (PlanAlerts(needs[0].boundTime, isByDays, alerts) != 0) {
+        refused.emplace_back("alerts: they cannot be read; vx log tail says why");
+        listed = 1;
+    }
+    json["alerts"] = ShareJson(alerts);
+    if (alerts.count > 0) {
+        table.AddRow({"alerts", STEP_NAMES[isByDays ? STEP_DATE : STEP_VOLUME], "",
+                      std::to_string(alerts.count),
+                      fmt::format("{:.1f}", static_cast<double>(alerts.bytes) / BYTES_OF_MB),
+                      RotateTimeText(alerts.from), RotateTimeText(alerts.to)});
     }
     Print(options.json, needs, table, refused, json);
     if (listed != 0) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/rotate_test.cpp - vx rotate, as the daemon runs it and as an operator asks it.
+#include "package/alertevent.h"
 #include "package/monoclock.h"
 #include "rotate/rot_world.h"
 #include "support/child_process.h"
@@ -47,6 +48,13 @@ TEST_F(RotateToolTest, RunDoesWhatThePlanSays)
                 {{100, 7, m_now - DAY, m_now - DAY + 10, 5 * MIB}, {101, 7, m_now - 100, m_now, 5 * MIB}},
                 true);
     SetLimits(30, 6);
+    AlertAdvSetting alerts;
+    alerts.SetDaysLimit(9);
+    ASSERT_EQ(alerts.Save() + BindRecVolume(RecDBPath(REC_KIND_ALERT)), 0);
+    m_world.Run(RecDBPath(REC_KIND_ALERT),
+                "INSERT INTO alert_event (device_id,type,start_time) VALUES (1,1,1),(1,1024,"
+                "1),(1,1," +
+                    std::to_string(m_now) + ")");
     const auto before = m_world.All(CAMERA);
     const Json::Value plan = VxJson({"rotate", "plan", "--reserve", "0", "--rows", "2"});
     const Json::Value& target = plan["targets"][12]; // two groups of six cameras stand before it
@@ -58,12 +66,14 @@ TEST_F(RotateToolTest, RunDoesWhatThePlanSays)
     EXPECT_EQ(target["removes"]["date"]["rows"][1]["id"].asInt(), 2);
     EXPECT_EQ(target["removes"]["size"]["count"].asInt(), 1);
     EXPECT_EQ(target["removes"]["volume"]["count"].asInt(), 0);
+    EXPECT_EQ(plan["alerts"]["count"].asInt(), 2);
     EXPECT_EQ(m_world.All(CAMERA), before);
     EXPECT_EQ(RotWorld::FileCount(), 32);
     const Json::Value round = VxJson({"rotate", "run", "--once", "--reserve", "0"});
     EXPECT_EQ(round["passes"][0]["by_date"].asInt(), 30);
     EXPECT_EQ(round["passes"][0]["by_size"].asInt(), 1);
-    EXPECT_EQ(round["swept"].asInt(), 31);
+    EXPECT_EQ(round["alerts"].asInt(), 2);
+    EXPECT_EQ(round["swept"].asInt(), 33);
     ASSERT_EQ(m_world.All(CAMERA).size(), 1U);
     EXPECT_EQ(m_world.All(CAMERA)[0].id, 101);
     EXPECT_EQ(RotWorld::FileCount(), 1);
