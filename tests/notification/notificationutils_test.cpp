@@ -88,18 +88,18 @@ TEST(SnapshotRequiredTest, ExactlyTheListedKindsCarryAPicture)
 // Catches: a replacement that reads what it wrote, stops early, or never ends.
 TEST(StringReplaceSymbolTest, EveryOccurrenceOrTheFirst)
 {
-    struct Case {
-        std::string text, from, to;
-        bool flag;
-        std::string result;
-    };
-    for (const Case& c : {Case{"aXbX", "X", "XX", true, "aXXbXX"}, Case{"aXbX", "X", "", false, "abX"},
-                          Case{"aaa", "aa", "b", true, "ba"}, Case{"abc", "", "-", true, "abc"},
-                          Case{"", "a", "b", true, ""}, Case{"ab", "abc", "x", true, "ab"},
-                          Case{std::string("a\0b\0", 4), std::string("\0", 1), "-", true, "a-b-"}}) {
-        std::string text = c.text;
-        StringReplaceSymbol(text, c.from, c.to, c.flag);
-        EXPECT_EQ(text, c.result) << c.text << " " << c.from;
+    const std::tuple<std::string, std::string, std::string, bool, std::string> cases[] = {
+        {"aXbX", "X", "XX", true, "aXXbXX"},
+        {"aXbX", "X", "", false, "abX"},
+        {"aaa", "aa", "b", true, "ba"},
+        {"abc", "", "-", true, "abc"},
+        {"", "a", "b", true, ""},
+        {"ab", "abc", "x", true, "ab"},
+        {std::string("a\0b\0", 4), std::string("\0", 1), "-", true, "a-b-"}};
+    for (const auto& [text, from, to, flag, expected] : cases) {
+        std::string replaced = text;
+        StringReplaceSymbol(replaced, from, to, flag);
+        EXPECT_EQ(replaced, expected) << text << " " << from;
     }
 }
 

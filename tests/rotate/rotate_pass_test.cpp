@@ -190,29 +190,26 @@ public:
 TEST_F(RotatePassTest, FirstFailureEndsThePassUnreported)
 {
     m_world.AddMany(ARCHIVE, 3, OLD);
-    struct Case {
-        bool queries, date;
-        RotLimits limits;
-        const char* lines;
-    };
-    for (const Case& given : {Case{true,
-                                   false,
-                                   {false, 0, true, 1, 1},
-                                   "Execute failed\nFailed to rotate by size\nFailed to rotate by size.\n"},
-                              Case{false, true, {true, 1, true, 1, 1}, "Failed to rotate by size.\n"}}) {
+    const std::tuple<bool, bool, RotLimits, const char*> cases[] = {
+        {true,
+         false,
+         {false, 0, true, 1, 1},
+         "Execute failed\nFailed to rotate by size\nFailed to rotate by size.\n"},
+        {false, true, {true, 1, true, 1, 1}, "Failed to rotate by size.\n"}};
+    for (const auto& [failQueries, failDate, limits, lines] : cases) {
         ArchPullTask task;
         task.SetId(7);
-        task.SetLimits(given.limits);
+        task.SetLimits(limits);
         FailingRotator rotator(task, 0, m_world.m_runFlag, m_world.m_logger);
-        rotator.failQueries = given.queries;
-        rotator.failDate = given.date;
+        rotator.failQueries = failQueries;
+        rotator.failDate = failDate;
         LogCapture log;
         EXPECT_EQ(rotator.Start(), 1);
         std::string errors;
         for (const CapturedLine& line : log.Take()) {
             errors += line.level == "ERR" && line.place.starts_with("rotate/") ? line.text : "";
         }
-        EXPECT_EQ(errors, given.lines);
+        EXPECT_EQ(errors, lines);
         EXPECT_EQ(m_world.Marked(ARCHIVE).size(), 0U);
         EXPECT_EQ(m_world.m_logger.TotalDelCnt(VX_LOG_TYPE_BY_SIZE), 0);
     }

@@ -194,9 +194,8 @@ TEST_F(DBWrapperTest, SettingsOfTasksAreStoredLoadedReplacedAndDeleted)
     loaded.Get<DVA_SETTING_ID>() = second.Get<DVA_SETTING_ID>();
     ASSERT_EQ(LoadFromDB(loaded.m_DBI, loaded.strSqlSelect({DVA_SETTING_ID}), loaded), 0);
     EXPECT_EQ(loaded.GetJson(), second.GetJson());
-    DvaSetting fromJson;
-    EXPECT_EQ(fromJson.SetByJson(second.GetJson()), 0);
-    EXPECT_EQ(fromJson.GetJson(), second.GetJson());
+    EXPECT_EQ(loaded.SetByJson(first.GetJson()), 0);
+    EXPECT_EQ(loaded.GetJson(), first.GetJson());
 
     ASSERT_EQ(second.Delete(), 0);
     EXPECT_EQ(LoadFromDB(first.m_DBI, "SELECT * FROM dva_setting", loaded), 0)

@@ -150,8 +150,8 @@ int ReadForEver(int key, unsigned seed, Tally& tally)
 unsigned Seed()
 {
     const char* const fromEnv = std::getenv("VX_TEST_SEED");
-    const unsigned seed =
-        fromEnv != nullptr ? static_cast<unsigned>(std::strtoul(fromEnv, nullptr, 10)) : std::random_device{}();
+    const unsigned seed = fromEnv != nullptr ? static_cast<unsigned>(std::strtoul(fromEnv, nullptr, 10))
+                                             : std::random_device{}();
     std::printf("VX_TEST_SEED=%u\n", seed);
     return seed;
 }
