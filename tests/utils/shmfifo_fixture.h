@@ -33,6 +33,13 @@ protected:
         return m_pFifo->WriteData(frame.data(), size, fill, MEDIA_ES_VIDEO, flags, 1);
     }
 
+    void WriteMany(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(Write(FRAME_P), 0);
+        }
+    }
+
     /// The slots as they are now.
     Slots Look() const
     {

@@ -78,17 +78,13 @@ TEST_F(ShmFifoReadTest, SlotsAreListedNearestFirst)
 TEST_F(ShmFifoReadTest, FramesComeInOrderAndALappedReaderJumps)
 {
     EXPECT_EQ(NextId(SHM_FIFO_NO_FRAME_ID), -1);
-    for (int i = 0; i < 8; ++i) {
-        Write(FRAME_P);
-    }
+    WriteMany(8);
     EXPECT_EQ(NextId(SHM_FIFO_NO_FRAME_ID), 7);
     for (int id = 0; id < 7; ++id) {
         EXPECT_EQ(NextId(id), id + 1);
     }
     EXPECT_EQ(NextId(7), -1);
-    for (int i = 8; i < 25; ++i) {
-        Write(FRAME_P);
-    }
+    WriteMany(17);
     m_pFifo->SetCodec("H264");
     TakeLog();
     EXPECT_EQ(NextId(3), 24);
@@ -116,8 +112,7 @@ TEST_F(ShmFifoReadTest, SlotMarkedByTheWriterIsPassedOver)
 // Catches: a claim that is kept when the frame could not be had: the slot would be lost for four laps.
 TEST_F(ShmFifoReadTest, FrameThatCannotBeHadLeavesNoClaim)
 {
-    Write(FRAME_P);
-    Write(FRAME_P);
+    WriteMany(2);
     DataEntry* const pEntry = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, m_table.data());
     ASSERT_NE(pEntry, nullptr);
     EXPECT_EQ(MarkOf(1), 1U);
@@ -137,8 +132,7 @@ TEST_F(ShmFifoReadTest, FrameThatCannotBeHadLeavesNoClaim)
 // Catches: a slot whose ID was lost and which then never is found again.
 TEST_F(ShmFifoReadTest, ReaderRepairsTheIdOfASlot)
 {
-    Write(FRAME_P);
-    Write(FRAME_P);
+    WriteMany(2);
     m_pFifo->SetCodec("H264");
     Poke("m_entryArr", 77, sizeof(DATA_ENTRY_INFO));
     TakeLog();
@@ -202,22 +196,20 @@ TEST_F(ShmFifoReadTest, SizeOutsideTheSegmentOrTheLimitsIsNoFrame)
 // more.
 TEST_F(ShmFifoReadTest, RatesAreMeasuredOverMoreThanTenSeconds)
 {
+    const auto pass = [](int sec) { g_fakeMonoSec += sec, g_fakeWallSec += sec; };
     EXPECT_EQ(m_pFifo->GetWriteFPS(), -1);
     for (int i = 0; i < 117; ++i) {
         Write(FRAME_P, 300);
         DataEntry* const pEntry = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, m_table.data());
         const int passed = i == 50 ? 10 : i == 115 ? 1 : 0; // ten seconds are not yet enough
-        g_fakeMonoSec += passed;
-        g_fakeWallSec += passed;
+        pass(passed);
         m_pFifo->ReadFinish(pEntry, true, m_table.data());
     }
     EXPECT_EQ(m_pFifo->GetWriteFPS(), 11) << "117 frames in 11 seconds: 10.6";
     EXPECT_EQ(m_pFifo->GetReadFPS(), 11) << "116 frames: 10.5";
     EXPECT_EQ(m_pFifo->GetReadBPS(), 3164) << "116 frames of 300 bytes: 3163.6";
-    g_fakeMonoSec += 19;
-    g_fakeWallSec += 19;
+    pass(19);
     EXPECT_EQ(m_pFifo->GetReadBPS(), 3164);
-    g_fakeMonoSec += 1;
-    g_fakeWallSec += 1;
+    pass(1);
     EXPECT_EQ(m_pFifo->GetWriteFPS() + m_pFifo->GetReadFPS() + m_pFifo->GetReadBPS(), 0);
 }

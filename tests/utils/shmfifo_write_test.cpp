@@ -3,15 +3,7 @@
 #include "shmfifo_fixture.h"
 #include "support/child_process.h"
 
-class ShmFifoWriteTest : public ShmFifoFixture {
-protected:
-    void WriteMany(int count)
-    {
-        for (int i = 0; i < count; ++i) {
-            ASSERT_EQ(Write(FRAME_P), 0);
-        }
-    }
-};
+class ShmFifoWriteTest : public ShmFifoFixture {};
 
 // Catches: a refused call that leaves segments, or touches somebody's.
 TEST_F(ShmFifoWriteTest, ImpossibleFifoIsRefusedWithoutATrace)
