@@ -82,7 +82,7 @@ while processes run, action rules, rotation of recordings and logs, SQL text
 and records mapped to rows.
 .
 This package has the shared libraries.")
-# What packages that link the libraries depend on. CPack's own file needs the target's objdump, and calls ldconfig by hand.
+# What packages that link the libraries depend on. CPack's own file needs the target's objdump.
 set(_shlibs "")
 foreach(_library vxpackage vxutil)
     string(APPEND _shlibs "lib${_library} ${PROJECT_VERSION_MAJOR} ${VX_DEB_NAME_library} (= ${PROJECT_VERSION})\n")
