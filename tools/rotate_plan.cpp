@@ -14,6 +14,7 @@
 #include "fail.h"
 #include "numbers.h"
 #include "package/alertevent.h"
+#include "package/dbrows.h"
 #include "package/recsweep.h"
 #include "rotate_common.h"
 #include "sqlconversion.h"
@@ -158,18 +159,22 @@ private:
                                             "ORDER BY stop_time, start_time, size, id LIMIT {}",
                                             m_pRotator->GetTableName(), m_pRotator->GetSqlWhere(), last.stop,
                                             last.start, last.size, last.id, PAGE_ROWS);
-        DBResult_tag* pResult = nullptr;
-        if (VxDB::Executep(m_target.dbPath, sql, &pResult) != 0) {
+        VxDB::Rows rows;
+        if (VxDB::Executep(m_target.dbPath, sql, rows.Out()) != 0) {
             return -1;
         }
-        for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
-            page.push_back({VxDB::FetchFieldAsNumber(pResult, row, "id"),
-                            VxDB::FetchFieldAsNumber(pResult, row, "start_time"),
-                            VxDB::FetchFieldAsNumber(pResult, row, "stop_time"),
-                            VxDB::FetchFieldAsNumber(pResult, row, "size"),
-                            std::string(VxDB::FetchFieldText(pResult, row, "path"))});
+        page.resize(static_cast<std::size_t>(std::max(rows.Count(), 0)));
+        unsigned int at = 0;
+        for (Row& row : page) {
+            if (!rows.Next(at)) {
+                return -1;
+            }
+            row = {VxDB::FetchFieldAsNumber(rows.Get(), at, "id"),
+                   VxDB::FetchFieldAsNumber(rows.Get(), at, "start_time"),
+                   VxDB::FetchFieldAsNumber(rows.Get(), at, "stop_time"),
+                   VxDB::FetchFieldAsNumber(rows.Get(), at, "size"),
+                   std::string(VxDB::FetchFieldText(rows.Get(), at, "path"))};
         }
-        VxDBFreeResult(pResult);
         return 0;
     }
 
@@ -237,23 +242,22 @@ int PlanAlerts(long volBound, bool& isByDays, Share& share)
     for (const auto& [type, ids] : isOff ? decltype(devices)() : devices) {
         const VxRotAlertEvt rotator(type, g_neverRun, setting, logger);
         for (const int id : ids) {
-            DBResult_tag* pResult = nullptr;
+            VxDB::Rows rows;
             const std::string sql =
                 fmt::format("SELECT COUNT(*) AS count, SUM(size) AS bytes, MIN(stop_time) AS oldest, "
                             "MAX(stop_time) AS newest FROM {} WHERE {}",
                             gszTableAlertEvent, rotator.GetWhereExpr(id, std::max(dayBound, volBound)));
-            if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
+            if (VxDB::Executep(dbPath, sql, rows.Out()) != 0) {
                 return -1;
             }
             unsigned int row = 0;
-            if (VxDBFetchRow(pResult, &row) == 0 && VxDB::FetchFieldAsNumber(pResult, row, "count") > 0) {
-                const long long oldest = VxDB::FetchFieldAsNumber(pResult, row, "oldest");
+            if (rows.Next(row) && VxDB::FetchFieldAsNumber(rows.Get(), row, "count") > 0) {
+                const long long oldest = VxDB::FetchFieldAsNumber(rows.Get(), row, "oldest");
                 share.from = share.count == 0 ? oldest : std::min(share.from, oldest);
-                share.to = std::max(share.to, VxDB::FetchFieldAsNumber(pResult, row, "newest"));
-                share.count += VxDB::FetchFieldAsNumber(pResult, row, "count");
-                share.bytes += VxDB::FetchFieldAsNumber(pResult, row, "bytes");
+                share.to = std::max(share.to, VxDB::FetchFieldAsNumber(rows.Get(), row, "newest"));
+                share.count += VxDB::FetchFieldAsNumber(rows.Get(), row, "count");
+                share.bytes += VxDB::FetchFieldAsNumber(rows.Get(), row, "bytes");
             }
-            VxDBFreeResult(pResult);
         }
     }
     return 0;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "package/dbrows.h"
 #include "package/monoclock.h"
 #include "package/recsweep.h"
 #include "package/root.h"
@@ -30,14 +31,13 @@ const volatile int g_neverRun = 0; ///< for rotators that are only asked
 int Query(const std::string& dbPath, const std::string& sql,
           const std::function<void(DBResult_tag*, unsigned int)>& take)
 {
-    DBResult_tag* pResult = nullptr;
-    if (VxDB::Executep(dbPath, sql, &pResult) != 0) {
+    VxDB::Rows rows;
+    if (VxDB::Executep(dbPath, sql, rows.Out()) != 0) {
         return -1;
     }
-    for (unsigned int row = 0; VxDBFetchRow(pResult, &row) == 0;) {
-        take(pResult, row);
+    for (unsigned int row = 0; rows.Next(row);) {
+        take(rows.Get(), row);
     }
-    VxDBFreeResult(pResult);
     return 0;
 }
 

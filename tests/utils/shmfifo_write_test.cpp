@@ -3,6 +3,12 @@
 #include "shmfifo_fixture.h"
 #include "support/child_process.h"
 
+/// A byte of a frame; the entry's type names only the first four.
+static int ByteOf(const DataEntry* pEntry, std::size_t at)
+{
+    return reinterpret_cast<const unsigned char*>(pEntry)[offsetof(DataEntry, data) + at];
+}
+
 class ShmFifoWriteTest : public ShmFifoFixture {};
 
 // Catches: a refused call that leaves segments, or touches somebody's.
@@ -186,13 +192,13 @@ TEST_F(ShmFifoWriteTest, LargeFrameMakesItsSlotAnew)
     ASSERT_NE(pOld, nullptr);
     WriteMany(9 + 9 * 4);
     ASSERT_EQ(Write(FRAME_P, 5000, 9), 0); // by force, into a new segment
-    EXPECT_EQ(pOld->data[999], 7) << "the old segment stays as it was while somebody has it attached";
+    EXPECT_EQ(ByteOf(pOld, 999), 7) << "the old segment stays as it was while somebody has it attached";
     EXPECT_EQ(Look()[0].generation, 2);
     EXPECT_EQ(Look()[0].capacity, 5000);
     m_pFifo->ReadFinish(pOld, false, table.data());
     DataEntry* const pNew = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, table.data());
     ASSERT_NE(pNew, nullptr);
-    EXPECT_EQ(pNew->data[4999], 9);
+    EXPECT_EQ(ByteOf(pNew, 4999), 9);
     m_pFifo->ReadFinish(pNew, false, table.data());
     m_pFifo->StopRead(table.data());
 }

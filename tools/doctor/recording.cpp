@@ -13,6 +13,7 @@
 #include "doctor/finding.h"
 #include "package/camera.h"
 #include "package/db.h"
+#include "package/dbrows.h"
 #include "package/root.h"
 
 namespace {
@@ -36,27 +37,26 @@ long long LastSecOf(long long startSec, long long endSec, const std::string& pat
 /// @return false: the events cannot be read, which is another check's finding.
 bool ReadLastSign(int camId, LastSign& sign)
 {
-    DBResult_tag* pRows = nullptr;
+    VxDB::Rows rows;
     if (VxDB::Execute(
             VxDB::DB_EVENT,
             fmt::format(
                 "SELECT start_time, end_time, path FROM event WHERE camera_id = {} AND rec_group = {} "
                 "AND mark_as_del = 0 ORDER BY start_time DESC LIMIT 2",
                 camId, static_cast<int>(CAM_REC_GROUP_CONTINUOUS)),
-            &pRows) != 0) {
+            rows.Out()) != 0) {
         return false;
     }
-    for (unsigned int row = 0; VxDBFetchRow(pRows, &row) == 0;) {
+    for (unsigned int row = 0; rows.Next(row);) {
         const auto number = [&](const char* column) {
-            const char* const text = VxDBFetchField(pRows, row, column);
+            const char* const text = VxDBFetchField(rows.Get(), row, column);
             return text != nullptr ? std::strtoll(text, nullptr, 10) : 0;
         };
-        const char* const path = VxDBFetchField(pRows, row, "path");
+        const char* const path = VxDBFetchField(rows.Get(), row, "path");
         const long long endSec = number("end_time");
         sign.sec = std::max(sign.sec, LastSecOf(number("start_time"), endSec, path != nullptr ? path : ""));
         sign.lengthSec = sign.lengthSec == 0 && endSec != 0 ? endSec - number("start_time") : sign.lengthSec;
     }
-    VxDBFreeResult(pRows);
     return true;
 }
 
