@@ -69,7 +69,7 @@ public:
         } else {
             std::memcpy(dst, src, size);
         }
-        if (m_frame >= (m_past ? PAST_TURN : CACHE_TURN)) {
+        if (m_frame >= m_turn) {
             m_frame = 0;
             m_past = false;
         }
@@ -79,9 +79,11 @@ private:
     static constexpr std::uint32_t LAP = 32; ///< frames; a ring has at most 30 slots
     static constexpr std::uint32_t CACHE_TIMED = 9;
     static constexpr std::uint32_t PAST_TIMED = 3;
-    static constexpr std::uint32_t CACHE_TURN = 512; ///< a reader that comes is noticed soon
+    // A reader that comes is noticed soon at first. Frames that go past the cache for nothing are dear, and their slots
+    // have to be fetched again: the turns of a writer without readers grow.
+    static constexpr std::uint32_t SHORTEST_TURN = 512;
+    static constexpr std::uint32_t LONGEST_TURN = 4096;
     static constexpr std::uint32_t PAST_TURN = 8192; ///< a lap through the cache is dear while somebody reads
-
     static constexpr std::uint32_t MARGIN = 2; ///< when they are near each other, the cache serves better
 
     void CopyTimed(unsigned char* dst, const unsigned char* src, std::size_t size,
@@ -99,10 +101,14 @@ private:
             std::nth_element(m_cost, m_cost + CACHE_TIMED / 2, past);
             std::nth_element(past, past + PAST_TIMED / 2, past + PAST_TIMED);
             m_past = m_cost[CACHE_TIMED / 2] > past[PAST_TIMED / 2] * MARGIN;
+            m_turn = m_past                ? PAST_TURN
+                     : m_turn == PAST_TURN ? SHORTEST_TURN
+                                           : std::min(m_turn * 2, LONGEST_TURN);
         }
     }
 
     std::uint32_t m_frame = 0;
+    std::uint32_t m_turn = SHORTEST_TURN;
     bool m_past = false;
     std::uint32_t m_cost[CACHE_TIMED + PAST_TIMED] = {}; ///< ticks for 1 KiB
 };
