@@ -208,7 +208,7 @@ std::string LocalTimeText(std::time_t instant)
 /// "motion on camera 3"; without a device, on all that the event names.
 std::string PhraseOf(const ActionRuleEvent& event, int deviceId)
 {
-    const std::string phrase = RuleEventPhrase(event.GetEvtSrc(), event.GetEvtId());
+    std::string phrase = RuleEventPhrase(event.GetEvtSrc(), event.GetEvtId());
     if (event.GetEvtSrc() != DEVICE_SRC_CAMERA) {
         return phrase;
     }

@@ -6,9 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <iterator>
 #include <map>
-#include <ranges>
 
 #include "dvasetting.h"
 #include "facesetting.h"
@@ -153,7 +151,9 @@ void RotateRounds::RotateAlerts(long volBound, RoundResult& result)
         if (type == ALERT_TYPE_IVA) { // these are asked for by camera
             result.hasFailed = EnumIvaSettings(cameras) != 0 || result.hasFailed;
             ids.clear();
-            std::ranges::copy(std::views::keys(cameras), std::back_inserter(ids));
+            for (const auto& [camera, tasks] : cameras) {
+                ids.push_back(camera);
+            }
         }
         RotateAlertsOfType(type, ids, volBound, result);
     }
