@@ -13,8 +13,8 @@ public:
     ArchiveName(const ArchiveName&) = delete;
     ArchiveName& operator=(const ArchiveName&) = delete;
 
-    /// Waits (and says so) for another process that archives the same log into this folder, removes what a killed one has left,
-    /// and takes the present second's name, or the next one's that is free.
+    /// Waits (and says so) for another process that archives the same log into this folder, removes what a
+    /// killed one has left, and takes the present second's name, or the next one's that is free.
     ///
     /// @return 0; -1 (logged).
     [[nodiscard]] int Take(const std::string& dir);

@@ -20,7 +20,7 @@
 
 namespace {
 
-#define CATEGORY_IO_MODULE "3" ///< see section "vx_event_category" of the texts
+constexpr const char CATEGORY_IO_MODULE[] = "3"; ///< see section "vx_event_category" of the texts
 
 int FailToCreateHtml(const std::string& dir) noexcept
 {
@@ -194,9 +194,9 @@ private:
 int ListIOModuleLog(const LogEventFilterParam& filter, const VxLogEvent::Taker& take)
 {
     return ReadRecords<VxLogEvent>(
-        std::string(
-            "SELECT id," CATEGORY_IO_MODULE " AS category,iomodule_id AS name,timestamp,0 AS server_id,"
-            "event || iif(event = '' OR description = '', '', ': ') || description AS description FROM ") +
+        std::string("SELECT id,") + CATEGORY_IO_MODULE +
+            " AS category,iomodule_id AS name,timestamp,0 AS server_id,"
+            "event || iif(event = '' OR description = '', '', ': ') || description AS description FROM " +
             gszTableIOModuleLog + filter.GetWhereSqlStr() + OrderAndLimit(filter.limit, filter.offset),
         take);
 }

@@ -70,8 +70,8 @@ try {
                archiveDir.c_str());
     }
     int result = 0;
-    if (Archive(timeUPB, archiveDir) !=
-        0) { // also for want of its folder; a log that makes no archive needs none
+    // Fails also for want of its folder; a log that makes no archive needs none.
+    if (Archive(timeUPB, archiveDir) != 0) {
         VX_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to archive [%s].\n", name);
         result = -1;
     }

@@ -37,8 +37,7 @@ class RotateLock {
 public:
     RotateLock()
     {
-        static_cast<void>(GetPackageDir(PackageDir::RUN)); // when it cannot be made, opening says so
-        const std::string path = GetPackageRoot() + "/run/rotate.lock";
+        const std::string path = GetPackagePath(PackageDir::RUN, "rotate.lock");
         m_fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (m_fd < 0) {
             Fail(EXIT_UNREACHABLE, "rotate run", "{}: cannot be opened ({}); check its folder", path,

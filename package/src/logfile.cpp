@@ -168,7 +168,7 @@ try {
 
 void LogFile::OpenShare() noexcept
 try {
-    const std::string path = GetPackageDir(PackageDir::RUN) + "/vxlog.state";
+    const std::string path = GetPackagePath(PackageDir::RUN, "vxlog.state");
     const UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     // The block is reserved first: a mapped page without one ends the process on a full disk.
     if (!file || ::posix_fallocate(file.Get(), 0, SHARE_FILE_SIZE) != 0) {

@@ -22,9 +22,7 @@ constexpr std::size_t MAX_DATAGRAM = 256 * 1024; ///< bytes that a listener take
 
 std::string SocketPath()
 {
-    const std::string run = GetPackageDir(PackageDir::RUN);
-    // A folder that cannot be made: the path where it would be fails and is named, never one below "/".
-    return (run.empty() ? GetPackageRoot() + "/run" : run) + "/msgd.sock";
+    return GetPackagePath(PackageDir::RUN, "msgd.sock");
 }
 
 bool MakeAddress(const std::string& path, sockaddr_un& address) noexcept

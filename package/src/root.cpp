@@ -63,3 +63,9 @@ std::string GetPackageDir(PackageDir dir)
     }
     return {};
 }
+
+std::string GetPackagePath(PackageDir dir, const std::string& name)
+{
+    static_cast<void>(GetPackageDir(dir)); // when it cannot be made, opening says so
+    return GetPackageRoot() + "/" + SpecOf(dir).name + "/" + name;
+}

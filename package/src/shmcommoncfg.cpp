@@ -61,9 +61,8 @@ bool HasRecord(int fd) noexcept
 
 ShmCommonCfg* Map() noexcept
 try {
-    const std::string dir = GetPackageDir(PackageDir::RUN);
-    const std::string path = GetPackageRoot() + "/run/shmcommon";
-    const File file(dir.empty() ? dir : path);
+    const std::string path = GetPackagePath(PackageDir::RUN, "shmcommon");
+    const File file(path);
     void* const pAddr =
         file.Fd() < 0 || !HasRecord(file.Fd())
             ? MAP_FAILED

@@ -335,8 +335,8 @@ TEST_F(LogFaultTest, AClockThatJumpsMovesNoBound)
     EXPECT_EQ(RowsOfArchives(ArchiveDir()), AllRows());
 }
 
-// Catches: a deletion by anything but the time, so that a row of an old time, written meanwhile, stays for ever; an archive
-// that has it or not as it comes.
+// Catches: a deletion by anything but the time, so that a row of an old time, written meanwhile, stays for ever; an
+// archive that has it or not as it comes.
 TEST_F(LogFaultTest, ALateRowGoesWithTheOthersAndIsInNoArchive)
 {
     struct Late : VxLogEventRotater {
@@ -352,8 +352,8 @@ TEST_F(LogFaultTest, ALateRowGoesWithTheOthersAndIsInNoArchive)
     EXPECT_EQ(RowsOfArchives(ArchiveDir()), AllRows());
 }
 
-// Catches: rows of the system log that are in no archive, because there was no room for their spreadsheet; a spreadsheet
-// that is not whole.
+// Catches: rows of the system log that are in no archive, because there was no room for their spreadsheet; a
+// spreadsheet that is not whole.
 TEST_F(LogFaultTest, WithoutRoomForASpreadsheetPageAndTextAreTheArchive)
 {
     constexpr int COUNT = 200; // page, text and lines take 44 KiB, the sheet 40 KiB before it is packed
@@ -385,7 +385,8 @@ TEST_F(LogFaultTest, WithoutRoomForASpreadsheetPageAndTextAreTheArchive)
     EXPECT_EQ(result, 0);
 }
 
-// Catches: a wait that nobody is told of; a page without a row, left by a rotation whose rows another one has archived and removed meanwhile.
+// Catches: a wait that nobody is told of; a page without a row, left by a rotation whose rows another
+// one has archived and removed meanwhile.
 TEST_F(LogFaultTest, RowsThatWentWhileWaitingLeaveNoArchive)
 {
     fs::create_directory(ArchiveDir());

@@ -292,7 +292,8 @@ TEST_F(LogRotateTest, DetectionsGoBySizeInBatches)
     EXPECT_EQ(ExecuteOnLogs("SELECT COUNT(*) FROM detection_event"), "150");
 }
 
-// Catches: bookmarks that go in silence, beyond the first thousand too, that go although they are locked, or that are announced and stay.
+// Catches: bookmarks that go in silence, beyond the first thousand too, that go although they are
+// locked, or that are announced and stay.
 TEST_F(LogRotateTest, BookmarksAreAnnouncedAndLockedOnesStay)
 {
     constexpr int BOOKMARKS = 20000; // more than one message and one block of rows hold

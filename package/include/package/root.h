@@ -21,3 +21,10 @@ enum class PackageDir { ETC, DB, REC, LOG, ARCHIVE, RUN };
 /// @return the path; empty when it does not exist and cannot be made (errno says why).
 /// Thread-safety: any thread; several processes may make the same folder at once.
 VX_API std::string GetPackageDir(PackageDir dir);
+
+/// The path of a file in one of the folders, which is made on first use. Where it cannot be made the path is the
+/// same, so that opening it fails and names it: joined to an empty folder by hand, a name would stand in "/".
+///
+/// @param name  name of the file, without a slash before it.
+/// Thread-safety: as GetPackageDir.
+VX_API std::string GetPackagePath(PackageDir dir, const std::string& name);

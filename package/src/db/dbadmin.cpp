@@ -173,14 +173,14 @@ VxDB::DB_ADMIN_STATUS VxDB::GetDBInfo(const std::string& path, DBInfo& info, std
 VxDB::DB_ADMIN_STATUS VxDB::CheckDB(const std::string& path, std::list<std::string>& problems) noexcept
 {
     std::string problem;
-    std::string isOlder;
+    std::string older;
     DB_ADMIN_STATUS status = WithFile(path, &problem, [&](DbConnection& connection) {
         DbOutcome outcome = ReadProblems(connection, DbChore::INTEGRITY, problems);
         outcome = outcome.Ok() ? ReadProblems(connection, DbChore::REFERENCES, problems) : outcome;
         long long version = 0;
         outcome = outcome.Ok() ? AskNumber(connection, DialectChore(DbChore::VERSION), version) : outcome;
         if (outcome.Ok()) {
-            isOlder = OlderVersionText(path, version);
+            older = OlderVersionText(path, version);
             CheckMode(path, problems);
         }
         return outcome;
@@ -191,8 +191,8 @@ VxDB::DB_ADMIN_STATUS VxDB::CheckDB(const std::string& path, std::list<std::stri
     if (status == DB_ADMIN_STATUS::OK && !problems.empty()) {
         status = DB_ADMIN_STATUS::FAULTY;
     }
-    if (!isOlder.empty()) {
-        problems.push_back(isOlder);
+    if (!older.empty()) {
+        problems.push_back(older);
     }
     return status;
 }

@@ -23,9 +23,8 @@ struct FolderCloser {
 
 int RecorderLock::Take(int camId, int recGroup)
 {
-    static_cast<void>(GetPackageDir(PackageDir::RUN)); // when it cannot be made, opening fails
-    const std::string path =
-        GetPackageRoot() + "/run/rec_" + std::to_string(camId) + "_" + std::to_string(recGroup) + ".lock";
+    const std::string path = GetPackagePath(PackageDir::RUN, "rec_" + std::to_string(camId) + "_" +
+                                                                 std::to_string(recGroup) + ".lock");
     m_fd = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     return m_fd && ::flock(m_fd.Get(), LOCK_EX | LOCK_NB) == 0 ? 0 : -1;
 }

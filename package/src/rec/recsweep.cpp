@@ -133,7 +133,7 @@ class SweepLock {
 public:
     SweepLock()
     {
-        const std::string path = GetPackageDir(PackageDir::RUN) + "/sweep.lock";
+        const std::string path = GetPackagePath(PackageDir::RUN, "sweep.lock");
         m_fd = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
         while (m_fd && ::flock(m_fd.Get(), LOCK_EX) != 0) {
             if (errno != EINTR) {

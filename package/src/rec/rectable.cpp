@@ -66,8 +66,7 @@ try {
 
 int SetNonRecMode(bool on) noexcept
 try {
-    static_cast<void>(GetPackageDir(PackageDir::ETC)); // when it cannot be made, opening says so
-    const std::string path = GetPackageRoot() + "/etc/nonrec";
+    const std::string path = GetPackagePath(PackageDir::ETC, "nonrec");
     if (on) {
         const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         if (fd >= 0) {
