@@ -22,6 +22,9 @@ VX_API extern const char gszTableDvaSetting[];
 VX_API extern const char gszTableFaceSetting[];
 VX_API extern const char gszTableAlertSetting[];
 VX_API extern const char gszTableLogRotateSetting[];
+VX_API extern const char gszTablePos[];
+VX_API extern const char gszTableIPSpeaker[];
+VX_API extern const char gszTableShareRecStorage[];
 
 // The log database.
 VX_API extern const char gszTableLog[];
@@ -33,6 +36,8 @@ VX_API extern const char gszTableBookmark[];
 VX_API extern const char gszTableIntercomLog[];
 VX_API extern const char gszTableOrvocamLog[];
 VX_API extern const char gszTableDetectionEvent[];
+VX_API extern const char gszTableTransactionsLog[];
+VX_API extern const char gszTableTransactionsContent[];
 
 // One database each.
 VX_API extern const char gszTableEvent[];
@@ -42,3 +47,5 @@ VX_API extern const char gszTableAlertEvent[];
 VX_API extern const char gszTableLapseRecording[];
 VX_API extern const char gszTableIVARecording[];
 VX_API extern const char gszTableFaceRecording[];
+VX_API extern const char gszTablePplCnt[];             ///< beside the analytics recordings
+VX_API extern const char gszTableLicensePlateResult[]; ///< beside them, too

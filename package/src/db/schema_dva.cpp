@@ -31,6 +31,29 @@ CREATE TABLE rec_volume (
 DROP INDEX iva_recording_live;
 CREATE INDEX iva_recording_live ON iva_recording (task_id, stop_time, start_time, size, mark_as_del) WHERE mark_as_del = 0;
 )sql",
+    // What tasks count and read, beside what they record.
+    R"sql(
+CREATE TABLE ppl_cnt (
+    id         INTEGER PRIMARY KEY AUTOINCREMENT,
+    task_id    INTEGER NOT NULL,
+    start_time INTEGER NOT NULL,
+    seconds    INTEGER NOT NULL DEFAULT 0,
+    entered    INTEGER NOT NULL DEFAULT 0,
+    left_count INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX ppl_cnt_start ON ppl_cnt (task_id, start_time);
+CREATE TABLE license_plate_result (
+    id           INTEGER PRIMARY KEY AUTOINCREMENT,
+    task_id      INTEGER NOT NULL,
+    camera_id    INTEGER NOT NULL DEFAULT 0,
+    timestamp    INTEGER NOT NULL,
+    plate        TEXT    NOT NULL DEFAULT '',
+    confidence   INTEGER NOT NULL DEFAULT 0,
+    recording_id INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX license_plate_result_time ON license_plate_result (task_id, timestamp);
+CREATE INDEX license_plate_result_plate ON license_plate_result (plate, timestamp);
+)sql",
 };
 
 } // namespace

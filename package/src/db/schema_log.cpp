@@ -90,6 +90,27 @@ CREATE TABLE detection_event (
 );
 CREATE INDEX detection_event_timestamp ON detection_event (timestamp);
 )sql",
+    R"sql(
+CREATE TABLE transactions_log (
+    id         INTEGER PRIMARY KEY AUTOINCREMENT,
+    pos_id     INTEGER NOT NULL DEFAULT 0,
+    pos_name   TEXT    NOT NULL DEFAULT '',
+    server_id  INTEGER NOT NULL DEFAULT 0,
+    status     INTEGER NOT NULL DEFAULT 0,
+    start_time INTEGER NOT NULL,
+    end_time   INTEGER NOT NULL DEFAULT 0,
+    camera_id  INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX transactions_log_start ON transactions_log (pos_id, start_time);
+CREATE TABLE transactions_content (
+    id             INTEGER PRIMARY KEY AUTOINCREMENT,
+    transaction_id INTEGER NOT NULL,
+    timestamp      INTEGER NOT NULL,
+    msec           INTEGER NOT NULL DEFAULT 0,
+    content        TEXT    NOT NULL DEFAULT ''
+);
+CREATE INDEX transactions_content_transaction ON transactions_content (transaction_id, timestamp, msec);
+)sql",
 };
 
 } // namespace

@@ -203,6 +203,52 @@ CREATE TABLE log_rotate_setting (
     archive_dir         TEXT    NOT NULL DEFAULT '' -- '': the package's own
 );
 )sql",
+    // 6: point-of-sale devices, IP speakers, shared folders for recordings
+    R"sql(
+CREATE TABLE pos (
+    id         INTEGER PRIMARY KEY AUTOINCREMENT,
+    name       TEXT    NOT NULL DEFAULT '',
+    server_id  INTEGER NOT NULL DEFAULT 0,
+    enabled    INTEGER NOT NULL DEFAULT 1,
+    status     INTEGER NOT NULL DEFAULT 0,
+    conn_type  INTEGER NOT NULL DEFAULT 0,
+    host       TEXT    NOT NULL DEFAULT '',
+    port       INTEGER NOT NULL DEFAULT 0,
+    encoding   TEXT    NOT NULL DEFAULT '',
+    start_text TEXT    NOT NULL DEFAULT '',
+    end_text   TEXT    NOT NULL DEFAULT '',
+    camera_id  INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE ip_speaker (
+    id        INTEGER PRIMARY KEY AUTOINCREMENT,
+    name      TEXT    NOT NULL DEFAULT '',
+    server_id INTEGER NOT NULL DEFAULT 0,
+    enabled   INTEGER NOT NULL DEFAULT 1,
+    status    INTEGER NOT NULL DEFAULT 0,
+    vendor    TEXT    NOT NULL DEFAULT '',
+    model     TEXT    NOT NULL DEFAULT '',
+    host      TEXT    NOT NULL DEFAULT '',
+    port      INTEGER NOT NULL DEFAULT 0,
+    username  TEXT    NOT NULL DEFAULT '',
+    password  TEXT    NOT NULL DEFAULT '',
+    codec     TEXT    NOT NULL DEFAULT '',
+    volume    INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE share_rec_storage (
+    id         INTEGER PRIMARY KEY AUTOINCREMENT,
+    name       TEXT    NOT NULL DEFAULT '',
+    server_id  INTEGER NOT NULL DEFAULT 0,
+    status     INTEGER NOT NULL DEFAULT 0,
+    host       TEXT    NOT NULL DEFAULT '',
+    share      TEXT    NOT NULL DEFAULT '',
+    mount_path TEXT    NOT NULL DEFAULT '',
+    username   TEXT    NOT NULL DEFAULT '',
+    password   TEXT    NOT NULL DEFAULT '',
+    protocols  TEXT    NOT NULL DEFAULT '6',
+    encrypted  INTEGER NOT NULL DEFAULT 0,
+    quota_mb   INTEGER NOT NULL DEFAULT 0
+);
+)sql",
 };
 
 } // namespace

@@ -19,6 +19,9 @@ const char gszTableDvaSetting[] = "dva_setting";
 const char gszTableFaceSetting[] = "face_setting";
 const char gszTableAlertSetting[] = "alert_setting";
 const char gszTableLogRotateSetting[] = "log_rotate_setting";
+const char gszTablePos[] = "pos";
+const char gszTableIPSpeaker[] = "ip_speaker";
+const char gszTableShareRecStorage[] = "share_rec_storage";
 
 const char gszTableLog[] = "log";
 const char gszTableLogEvent[] = "log_event";
@@ -29,6 +32,8 @@ const char gszTableBookmark[] = "bookmark";
 const char gszTableIntercomLog[] = "intercom_log";
 const char gszTableOrvocamLog[] = "orvocam_log";
 const char gszTableDetectionEvent[] = "detection_event";
+const char gszTableTransactionsLog[] = "transactions_log";
+const char gszTableTransactionsContent[] = "transactions_content";
 
 const char gszTableEvent[] = "event";
 const char gszTableRecordingCount[] = "recording_count";
@@ -37,3 +42,5 @@ const char gszTableAlertEvent[] = "alert_event";
 const char gszTableLapseRecording[] = "lapse_recording";
 const char gszTableIVARecording[] = "iva_recording";
 const char gszTableFaceRecording[] = "face_recording";
+const char gszTablePplCnt[] = "ppl_cnt";
+const char gszTableLicensePlateResult[] = "license_plate_result";
