@@ -7,7 +7,7 @@
 #include <string_view>
 
 /// Opens a file to read, "-" for standard input. Ends the verb, as unreachable, where it cannot be read, also
-/// when that shows later (a folder, a disk that fails).
+/// when that shows later (a folder, a disk that fails); as called wrongly where it never ends (a device).
 class InputFile {
 public:
     InputFile(std::string_view verb, const std::string& path);
@@ -18,7 +18,9 @@ public:
     std::string ReadAll();
 
 private:
+    std::string Name() const;
     [[noreturn]] void FailToRead() const;
+    void FailIfEndless(std::size_t bytes, std::size_t maxMiB) const;
 
     std::string_view m_verb;
     std::string m_path;

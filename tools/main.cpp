@@ -57,6 +57,7 @@ int Run(int argc, char** argv)
     for (const char* const noun : {"camera", "event", "history", "rotate", "rule", "task", "webhook"}) {
         RequireDatabases(*vx.get_subcommand(noun));
     }
+    RefuseWhatIsNoNumber(vx);
     try {
         vx.parse(argc, argv);
     } catch (const CLI::Error& error) {

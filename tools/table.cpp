@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "package/json.h"
+
 namespace {
 
 // Columns on a terminal: bytes that continue a UTF-8 character take none.
@@ -17,10 +19,10 @@ std::size_t WidthOf(std::string_view text)
         text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0u) != 0x80u; }));
 }
 
-std::string JsonText(const Json::Value& value, const char* indentation)
+std::string Indented(const Json::Value& value)
 {
     Json::StreamWriterBuilder builder;
-    builder["indentation"] = indentation;
+    builder["indentation"] = "  ";
     builder["emitUTF8"] = true;
     return Json::writeString(builder, value) + "\n";
 }
@@ -76,11 +78,19 @@ void Table::Print(std::FILE* out) const
 
 void PrintJson(const Json::Value& value, std::FILE* out)
 {
-    std::fputs(JsonText(value, "  ").c_str(), out);
+    std::string text = Indented(value);
+    Json::Value
+        valid; // a name may hold any bytes, JSON may not: the package's writer replaces what is no UTF-8
+    std::string error;
+    const bool isAscii = std::all_of(text.begin(), text.end(), [](char c) { return c > 0; });
+    if (!isAscii && JsonRead(JsonWrite(value), valid, error)) {
+        text = Indented(valid);
+    }
+    std::fputs(text.c_str(), out);
 }
 
 void PrintJsonLine(const Json::Value& value, std::FILE* out)
 {
-    std::fputs(JsonText(value, "").c_str(), out);
+    std::fputs((JsonWrite(value) + "\n").c_str(), out);
     std::fflush(out);
 }

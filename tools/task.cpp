@@ -174,11 +174,15 @@ void BoxLimits(const Options& options)
                GetRecReserveMB());
 }
 
+CLI::Option* AddKind(CLI::App& verb, Options& options, const std::string& description)
+{
+    return verb.add_option("KIND", options.kind, description)
+        ->check(CLI::IsMember(std::vector<std::string>(std::begin(KIND_NAMES), std::end(KIND_NAMES))));
+}
+
 void AddWhich(CLI::App& verb, Options& options)
 {
-    verb.add_option("KIND", options.kind, "archive, lapse, iva or face")
-        ->required()
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(KIND_NAMES), std::end(KIND_NAMES))));
+    AddKind(verb, options, "archive, lapse, iva or face")->required();
 }
 
 void AddStoreOptions(CLI::App& verb, Options& options)
@@ -197,7 +201,12 @@ void AddChangingVerbs(CLI::App& noun, const std::shared_ptr<Options>& options)
     AddWhich(*add, *options);
     add->add_option("NAME", options->name, "Its name")->required();
     AddStoreOptions(*add, *options);
-    add->callback([options] { Store("task add", *options, RecTask(KindOf(*options))); });
+    add->callback([options] {
+        if (options->name.empty()) {
+            Fail(EXIT_USAGE, "task add", "NAME: a task needs one");
+        }
+        Store("task add", *options, RecTask(KindOf(*options)));
+    });
     CLI::App* const edit = noun.add_subcommand("edit", "Change a task; what is not named stays");
     AddWhich(*edit, *options);
     edit->add_option("ID", options->id, "Its id")->required();
@@ -219,7 +228,7 @@ void AddTaskNoun(CLI::App& vx)
     noun->require_subcommand(1);
     const auto options = std::make_shared<Options>();
     CLI::App* const list = noun->add_subcommand("list", "List tasks with their limits");
-    list->add_option("KIND", options->kind, "Only archive, lapse, iva or face tasks");
+    AddKind(*list, *options, "Only archive, lapse, iva or face tasks");
     list->add_flag("--json", options->json, "Print JSON");
     list->callback([options] { List(*options); });
     CLI::App* const show = noun->add_subcommand("show", "Show one task");

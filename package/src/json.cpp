@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <string_view>
 
 namespace {
 
@@ -29,6 +30,43 @@ std::string OneLine(std::string text)
     return out;
 }
 
+/// Bytes of the character that a text begins with; 0 if they are no UTF-8.
+std::size_t CharacterSize(std::string_view text) noexcept
+{
+    const auto byteAt = [text](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
+    };
+    const unsigned first = byteAt(0);
+    const std::size_t size = first < 0x80   ? 1
+                             : first < 0xc2 ? 0
+                             : first < 0xe0 ? 2
+                             : first < 0xf0 ? 3
+                             : first < 0xf5 ? 4
+                                            : 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byteAt(i) & 0xc0u) != 0x80u) {
+            return 0;
+        }
+    }
+    const unsigned second = byteAt(1);
+    const bool isTooLong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
+    const bool isNoCharacter = (first == 0xed && second > 0x9f) || (first == 0xf4 && second > 0x8f);
+    return isTooLong || isNoCharacter ? 0 : size;
+}
+
+/// The writer copies bytes as they are: what is no UTF-8 is replaced behind it.
+std::string ReplaceBroken(std::string_view text)
+{
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t size = CharacterSize(text);
+        out += size > 0 ? text.substr(0, size) : "\xEF\xBF\xBD"; // U+FFFD
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return out;
+}
+
 } // namespace
 
 std::string JsonWrite(const Json::Value& value) noexcept
@@ -36,7 +74,7 @@ try {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
+    return ReplaceBroken(Json::writeString(builder, value));
 } catch (const std::exception&) {
     return {};
 }

@@ -20,7 +20,28 @@ TEST(UsageTest, WhatIsWrongIsSaidWithWhatThereIsInstead)
          2,
          "vx log keep: --days: '0': a number above 0 is expected;"},
         {{"camera", "add", ""}, 2, "vx camera add: NAME: a camera needs one\n"},
+        {{"task", "add", "lapse", ""}, 2, "vx task add: NAME: a task needs one\n"},
+        {{"task", "list", "other"}, 2, "vx task list: KIND: other not in {archive,lapse,iva,face}; see"},
+        {{"rule", "watch", "/dev/zero"}, 2, "vx rule watch: /dev/zero: does not end within 1 MiB;"},
+        // a script's variable that was never set is no limit of 0, and a leading zero no octal number
+        {{"camera", "add", "x", "--days", ""}, 2, "vx camera add: --days: '': a number is expected; see"},
+        {{"camera", "add", "x", "--days="}, 2, "vx camera add: --days: a value is missing; see"},
+        {{"fifo", "top", "-s", "nan"}, 2, "vx fifo top: --seconds: 'nan': a number is expected; see"},
+        {{"camera", "add", "x", "--days", "030"}, 0, "30 days"},
     });
+}
+
+// Catches: output that no JSON parser takes, since a name holds other bytes.
+TEST(UsageTest, JsonIsUtf8WhateverTheNameHolds)
+{
+    const TempRoot root;
+    const std::string kept = "\x7f\xC3\xBC\xF0\x9F\x9A\xAA";
+    const std::string broken = kept + "\xC3|\xFF|\xED\xA0\x80|\xC0\xAF|\xF4\x90\x80\x80|\xE2\x82";
+    std::string name = kept + "?|?|???|??|????|??";
+    for (std::size_t at = 0; (at = name.find('?', at)) != name.npos;) {
+        name.replace(at, 1, "\xEF\xBF\xBD");
+    }
+    EXPECT_EQ(VxJson({"camera", "add", broken})["name"].asString(), name);
 }
 
 // Catches: an empty list for what cannot be read, an answer of many lines, a file that is made somewhere else.
