@@ -91,7 +91,7 @@ file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs "${_shlibs}")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${_packaging}/debian/triggers;${PROJECT_BINARY_DIR}/debian/shlibs")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libvxutil1 (= ${PROJECT_VERSION}), libjsoncpp-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${VX_DEB_NAME_library} (= ${PROJECT_VERSION}), libjsoncpp-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "shared utility library of a network video recorder - development
 Live frames between processes through shared memory, logging that is adjusted
 while processes run, action rules, rotation of recordings and logs, SQL text
@@ -101,7 +101,7 @@ This package has the headers and the files for CMake and pkg-config.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
-    "libvxutil1 (= ${PROJECT_VERSION}), systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles${_tools_cross}")
+    "${VX_DEB_NAME_library} (= ${PROJECT_VERSION}), systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles${_tools_cross}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools of a network video recorder: capture, record, look, mend
 One program, vx, that captures cameras into shared memory, records from it,
 shows what flows, keeps action rules, rotates recordings and logs, and says
