@@ -56,6 +56,7 @@ rm:Remove a camera; its recordings stay
     '/camera show' '--help:Print this help message and exit
 --json:Print JSON'
     '/camera add' '--help:Print this help message and exit
+--id:Make a camera of a lost database anew, under the number of its recordings
 --days:Keep so many days; 0 = any age
 --size:Keep so many megabytes; 0 = any size
 --group:Recording group that --days and --size are for
@@ -330,7 +331,7 @@ limits:Show or set the limits of the whole box
     '/task show' '--help:Print this help message and exit
 --json:Print JSON'
     '/task add' '--help:Print this help message and exit
---camera:Camera that it works on
+--camera:Camera that it works on; 0 for none
 --share:Folder of its recordings, below rec
 --on-camera:iva: whether it runs on the camera itself (true, false)
 --days:Keep so many days; 0 = any age
@@ -339,7 +340,7 @@ limits:Show or set the limits of the whole box
 --json:Print JSON'
     '/task edit' '--help:Print this help message and exit
 --name:A new name
---camera:Camera that it works on
+--camera:Camera that it works on; 0 for none
 --share:Folder of its recordings, below rec
 --on-camera:iva: whether it runs on the camera itself (true, false)
 --days:Keep so many days; 0 = any age

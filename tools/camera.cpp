@@ -14,6 +14,7 @@
 #include "fail.h"
 #include "limit_options.h"
 #include "nouns.h"
+#include "numbers.h"
 #include "package/db.h"
 #include "table.h"
 #include "webhook_common.h"
@@ -107,7 +108,7 @@ void Show(const Options& options)
     options.json ? PrintJson(CameraJson(camera)) : Print({camera});
 }
 
-void Store(const char* verb, const Options& options, Camera& camera)
+void Store(const char* verb, const Options& options, Camera& camera, int (Camera::*save)() noexcept)
 {
     const CAM_REC_GROUP group = ParseCameraGroup(verb, options.group);
     RotLimits limits = camera.GetLimits(group);
@@ -117,7 +118,7 @@ void Store(const char* verb, const Options& options, Camera& camera)
     if (!options.name.empty()) {
         camera.SetName(options.name);
     }
-    if (camera.Save() != 0) {
+    if ((camera.*save)() != 0) {
         FailOnDatabase(verb);
     }
     options.json ? PrintJson(CameraJson(camera)) : Print({camera});
@@ -128,14 +129,18 @@ void Add(const Options& options)
     if (options.name.empty()) {
         Fail(EXIT_USAGE, "camera add", "NAME: a camera needs one");
     }
+    if (options.id > 0 && AllIds("camera add").count(options.id) != 0) {
+        Fail(EXIT_FOUND, "camera add", "camera {}: there is one already; see vx camera list", options.id);
+    }
     Camera camera;
-    Store("camera add", options, camera);
+    camera.SetId(options.id);
+    Store("camera add", options, camera, options.id > 0 ? &Camera::Restore : &Camera::Save);
 }
 
 void Edit(const Options& options)
 {
     Camera camera = Find("camera edit", options.id);
-    Store("camera edit", options, camera);
+    Store("camera edit", options, camera, &Camera::Save);
 }
 
 void Remove(const Options& options)
@@ -202,6 +207,9 @@ void AddCameraNoun(CLI::App& vx)
     show->callback([options] { Show(*options); });
     CLI::App* const add = noun->add_subcommand("add", "Add a camera");
     add->add_option("NAME", options->name, "Its name")->required();
+    add->add_option("--id", options->id,
+                    "Make a camera of a lost database anew, under the number of its recordings")
+        ->check(ABOVE_ZERO);
     AddStoreOptions(*add, *options);
     add->callback([options] { Add(*options); });
     CLI::App* const edit = noun->add_subcommand("edit", "Change a camera; what is not named stays");

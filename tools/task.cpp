@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "agree.h"
@@ -12,6 +13,7 @@
 #include "nouns.h"
 #include "numbers.h"
 #include "package/alertevent.h"
+#include "package/camera.h"
 #include "package/db.h"
 #include "package/recsweep.h"
 #include "package/rectask.h"
@@ -121,6 +123,20 @@ void CheckShare(std::string_view verb, const std::string& share)
     }
 }
 
+void CheckCamera(std::string_view verb, const std::optional<int>& camera)
+{
+    std::set<int> ids;
+    if (camera.value_or(0) == 0) {
+        return;
+    }
+    if (GetAllCameraIds(ids) != 0) {
+        FailOnDatabase(verb);
+    }
+    if (ids.count(*camera) == 0) {
+        Fail(EXIT_FOUND, verb, "camera {}: there is none; see vx camera list", *camera);
+    }
+}
+
 void Store(std::string_view verb, const Options& options, RecTask task)
 {
     RotLimits limits = task.GetLimits();
@@ -133,6 +149,7 @@ void Store(std::string_view verb, const Options& options, RecTask task)
     task.SetSharePath(options.share.value_or(task.GetSharePath()));
     task.SetOnCamera(options.onCamera.value_or(task.IsOnCamera()));
     CheckShare(verb, task.GetSharePath());
+    CheckCamera(verb, options.camera);
     if (task.Save() != 0) {
         FailOnDatabase(verb);
     }
@@ -187,7 +204,7 @@ void AddWhich(CLI::App& verb, Options& options)
 
 void AddStoreOptions(CLI::App& verb, Options& options)
 {
-    verb.add_option("--camera", options.camera, "Camera that it works on")->check(FROM_ZERO);
+    verb.add_option("--camera", options.camera, "Camera that it works on; 0 for none")->check(FROM_ZERO);
     verb.add_option("--share", options.share, "Folder of its recordings, below rec");
     verb.add_option("--on-camera", options.onCamera,
                     "iva: whether it runs on the camera itself (true, false)");

@@ -7,6 +7,7 @@
 
 #include "package/recsweep.h"
 #include "pkglog.h"
+#include "rec/recowner_internal.h"
 #include "rec/recrows_internal.h"
 
 int GetAllCameraIds(std::set<int>& ids) noexcept
@@ -56,40 +57,69 @@ try {
     return -1;
 }
 
-int Camera::Save() noexcept
-try {
-    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
-    if (transaction.Begin() != 0) {
-        return -1;
-    }
-    const std::string table = gszTableCamera;
-    RecRows rows;
-    const std::string values = VxDB::QuoteEscape(m_name) + "," + (m_enabled ? "1" : "0");
-    if (rows.Load(VxDB::DB_SYSTEM, m_id > 0 ? "UPDATE " + table + " SET (name,enabled) = (" + values +
-                                                  ") WHERE id = " + std::to_string(m_id) + " " +
-                                                  VxDB::GetReturnColumnsStatement({"id"})
-                                            : "INSERT INTO " + table + " (name,enabled) VALUES (" + values +
-                                                  ")" + VxDB::GetReturnColumnsStatement({"id"})) != 0 ||
-        !rows.Next()) {
-        return -1;
-    }
-    const int id = rows.Int("id");
+namespace {
+
+/// The columns of a camera that it shares with none of its groups.
+std::string ValuesOf(const Camera& camera)
+{
+    return VxDB::QuoteEscape(camera.GetName()) + "," + (camera.IsEnabled() ? "1" : "0");
+}
+
+std::string GroupsSql(const Camera& camera, int id)
+{
     std::string sql;
     for (int group = 0; group < CAM_REC_GROUP_COUNT; ++group) {
-        const RotLimits& limits = m_limits[group];
+        const RotLimits& limits = camera.GetLimits(static_cast<CAM_REC_GROUP>(group));
         sql += std::string("INSERT OR REPLACE INTO ") + gszTableCamRecGroup +
                " (camera_id,rec_group,rotate_by_date,rotate_days,rotate_by_size,rotate_size_mb) VALUES (" +
                std::to_string(id) + "," + std::to_string(group) + "," + (limits.byDate ? "1" : "0") + "," +
                std::to_string(limits.days) + "," + (limits.bySize ? "1" : "0") + "," +
                std::to_string(limits.sizeMB) + ");";
     }
-    if (VxDB::Execute(VxDB::DB_SYSTEM, sql) != 0 || transaction.Commit() != 0) {
+    return sql;
+}
+
+/// Runs the statement that returns the id of the camera's row, then stores its groups.
+int Store(const std::string& sql, bool isNumbered, const Camera& camera, int& id)
+{
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    RecRows rows;
+    if (transaction.Begin() != 0 ||
+        rows.Load(VxDB::DB_SYSTEM, sql + " " + VxDB::GetReturnColumnsStatement({"id"})) != 0 ||
+        !rows.Next()) {
         return -1;
     }
-    m_id = id;
+    int stored = rows.Int("id");
+    if ((!isNumbered && MoveBehindOwners(gszTableCamera, REC_KIND_EVENT, "", stored) != 0) ||
+        VxDB::Execute(VxDB::DB_SYSTEM, GroupsSql(camera, stored)) != 0 || transaction.Commit() != 0) {
+        return -1;
+    }
+    id = stored;
     return 0;
+}
+
+} // namespace
+
+int Camera::Save() noexcept
+try {
+    const std::string table = gszTableCamera;
+    const std::string sql = m_id > 0
+                                ? "UPDATE " + table + " SET (name,enabled) = (" + ValuesOf(*this) +
+                                      ") WHERE id = " + std::to_string(m_id)
+                                : "INSERT INTO " + table + " (name,enabled) VALUES (" + ValuesOf(*this) + ")";
+    return Store(sql, m_id > 0, *this, m_id);
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_CAMERA, LOG_LEVEL_ERR, "Failed to save camera [%d]: %s.\n", m_id, error.what());
+    return -1;
+}
+
+int Camera::Restore() noexcept
+try {
+    return Store(std::string("INSERT INTO ") + gszTableCamera + " (id,name,enabled) VALUES (" +
+                     std::to_string(m_id) + "," + ValuesOf(*this) + ")",
+                 true, *this, m_id);
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_CAMERA, LOG_LEVEL_ERR, "Failed to restore camera [%d]: %s.\n", m_id, error.what());
     return -1;
 }
 

@@ -47,6 +47,7 @@ TEST_F(EventVerbTest, LimitsAreRecords)
         {{"camera", "edit", "77", "--days", "1"}, 1, ""},
         {{"task", "add", "film", "x"}, 2, ""},
         {{"task", "add", "lapse", "x", "--share", "../etc"}, 2, ""},
+        {{"task", "add", "lapse", "x", "--camera", "1"}, 1, "camera 1: there is none; see vx camera list"},
         {{"task", "edit", "lapse", "9", "--days", "1"}, 1, ""},
         {{"event", "mark", "--yes"}, 2, ""},
         {{"event", "mark", "--camera", "1", "--yes"}, 2, ""},
@@ -168,4 +169,33 @@ TEST_F(EventVerbTest, AnotherDiskTakesThePlaceOfALostOne)
     ASSERT_EQ(VxDB::Execute(VxDB::DB_FACE, std::string("UPDATE ") + gszTableRecVolume + " SET uuid = 'x'"),
               0);
     adopt("--yes", 4);
+}
+
+// Catches: recordings that are shown as another camera's or task's, and go by its limits, since it was given their
+// number after the database that knew whose they are was lost.
+TEST_F(EventVerbTest, WhatIsAddedInAnotherOrderInheritsNoRecordings)
+{
+    for (const char* const lost : {"db", "db/system.db"}) {
+        const TempRoot root;
+        ExpectVx({"camera", "add", "front"});
+        ExpectVx({"camera", "add", "back"});
+        ASSERT_EQ(AddEvent(1, 1000, 1060, "1/0/a.mp4"), 1);
+        ASSERT_EQ(AddEvent(2, 2000, 2060, "2/0/b.mp4"), 2);
+        WriteFile("iva/4/c.mp4", 5);
+        for (const char* const tail : {"", "-wal", "-shm"}) {
+            fs::remove_all(root.Path() / (std::string(lost) + tail));
+        }
+        EXPECT_EQ(VxJson({"camera", "add", "back", "--days", "1"})["id"], 3) << lost;
+        EXPECT_EQ(VxJson({"camera", "add", "front", "--id", "1"})["id"], 1);
+        ExpectVx({"camera", "add", "back", "--id", "1"}, 1, "camera 1: there is one already");
+        EXPECT_EQ(VxJson({"task", "add", "iva", "gate", "--days", "1"})["id"], 5);
+        ExpectVx({"event", "repair", "--yes"});
+        ExpectVx({"rotate", "run", "--once"});
+        const Json::Value events = VxJson({"event", "ls"});
+        for (const Json::Value& event : events) {
+            EXPECT_EQ(event["camera"].asString(), event["path"].asString().substr(0, 1));
+        }
+        EXPECT_EQ(events.size(), 2u);
+        EXPECT_EQ(CountFiles(), 3);
+    }
 }

@@ -23,8 +23,12 @@ class VX_API Camera {
 public:
     /// @return 0; -1 when there is none (not logged) or it cannot be read (logged).
     [[nodiscard]] int Load(int id) noexcept;
-    /// Stores name, switch and limits; an id of 0 makes a new camera. @return 0; -1 (logged).
+    /// Stores name, switch and limits; an id of 0 makes a new camera, with an id that no recording has.
+    /// @return 0; -1 (logged).
     [[nodiscard]] int Save() noexcept;
+    /// Makes a camera anew under its id, for its recordings, when the database that knew it was lost.
+    /// @return 0; -1 (logged): another camera has the id.
+    [[nodiscard]] int Restore() noexcept;
     /// Removes the record of the camera; its recordings stay. @return 0; -1 (logged).
     [[nodiscard]] static int Remove(int id) noexcept;
 

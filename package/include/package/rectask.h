@@ -19,7 +19,7 @@ public:
 
     /// @return 0; -1 when there is none (not logged) or it cannot be read (logged).
     [[nodiscard]] int Load(int id) noexcept;
-    /// An id of 0 makes a new task. @return 0; -1 (logged).
+    /// An id of 0 makes a new task, with an id that no recording has. @return 0; -1 (logged).
     [[nodiscard]] int Save() noexcept;
     /// Removes the task; its recordings stay. @return 0; -1 (logged).
     [[nodiscard]] int Remove() noexcept;

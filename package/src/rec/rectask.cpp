@@ -11,6 +11,7 @@
 #include "package/camera.h"
 #include "package/recsweep.h"
 #include "pkglog.h"
+#include "recowner_internal.h"
 #include "recrows_internal.h"
 
 namespace {
@@ -27,6 +28,13 @@ const char* TableOf(RecTask::KIND kind) noexcept
     default:
         return gszTableFaceSetting;
     }
+}
+
+/// Below rec/, or below the share: one folder a task.
+const char* FolderOf(RecTask::KIND kind) noexcept
+{
+    constexpr const char* FOLDERS[RecTask::KIND_COUNT] = {"arch", "lapse", "iva", "face"};
+    return FOLDERS[kind];
 }
 
 RotLimits LimitsOf(const RecRows& rows) noexcept
@@ -109,12 +117,19 @@ try {
                                                   ") WHERE id = " + std::to_string(m_id) + ";");
     }
     RecRows rows;
-    if (rows.Load(VxDB::DB_SYSTEM, "INSERT INTO " + table + " (" + columns + ") VALUES (" + values + ");" +
+    VxDB::Transaction transaction(VxDB::DB_SYSTEM);
+    if (transaction.Begin() != 0 ||
+        rows.Load(VxDB::DB_SYSTEM, "INSERT INTO " + table + " (" + columns + ") VALUES (" + values + ");" +
                                        VxDB::GetReturnIdStatement()) != 0 ||
         !rows.Next()) {
         return -1;
     }
-    m_id = rows.Int("id");
+    int id = rows.Int("id");
+    if (MoveBehindOwners(TableOf(m_kind), GetRecKind(), FolderOf(m_kind), id) != 0 ||
+        transaction.Commit() != 0) {
+        return -1;
+    }
+    m_id = id;
     return 0;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to save task [%d]: %s.\n", m_id, error.what());
