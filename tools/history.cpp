@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <set>
 
@@ -62,7 +63,7 @@ void List(const Options& options)
              VxDB::GetDBPath(VxDB::DB_LOG));
     }
     RuleHistoryFilterRule filter;
-    filter.limit = options.limit;
+    filter.limit = options.limit > 0 ? options.limit : std::numeric_limits<int>::max(); // 0 drops the offset
     filter.offset = options.offset;
     Json::Value lines(Json::arrayValue);
     Table table({">ID", "TIME", "LEVEL", ">STATUS", "RULE"});

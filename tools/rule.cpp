@@ -88,7 +88,7 @@ void Show(const Options& options)
 
 void SetEnabled(const Options& options, const char* verb, bool enabled)
 {
-    const std::list<ActionRule> rules = FindRules(verb, options.ids);
+    static_cast<void>(FindRules(verb, options.ids)); // ends the verb where there is none
     ActRuleFilterRule filter;
     filter.ids = options.ids;
     ActRuleStateChange change;

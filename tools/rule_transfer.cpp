@@ -163,11 +163,10 @@ void AddRuleTransferVerbs(CLI::App& rule)
     exportVerb->add_flag("--show-secrets", options->showSecrets, "Passwords in plain text, for another box");
     exportVerb->add_flag("--json", options->json, "With a FILE: print as JSON what was written");
     exportVerb->callback([options] { Export(*options); });
-    CLI::App* const import =
+    CLI::App* const importVerb =
         rule.add_subcommand("import", "Store the rules of such a document: all of them, or none");
-    import->add_option("FILE", options->path, "The document; - (the default) for standard input");
-    import->add_flag("--dry-run", options->dryRun, "Only check it");
-    import->add_flag("--json", options->json, "Print JSON");
-    import->callback([options] { Import(*options);
-});
+    importVerb->add_option("FILE", options->path, "The document; - (the default) for standard input");
+    importVerb->add_flag("--dry-run", options->dryRun, "Only check it");
+    importVerb->add_flag("--json", options->json, "Print JSON");
+    importVerb->callback([options] { Import(*options); });
 }

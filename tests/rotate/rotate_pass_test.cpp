@@ -146,8 +146,8 @@ TEST_F(RotatePassTest, TasksOnACameraGoByItsDays)
     task.SetCamId(7);
     task.SetOnCamera(true);
     ASSERT_EQ(task.Save(), 0);
-    m_world.Add(DVA,
-                {{1, task.GetId(), OLD, OLD + 50}, {2, task.GetId(), g_fakeWallSec - DAY, g_fakeWallSec}});
+    const long long bound = g_fakeWallSec - 30 * DAY;
+    m_world.Add(DVA, {{1, task.GetId(), OLD, bound - DAY}, {2, task.GetId(), OLD, bound + DAY}});
     EXPECT_EQ(pass(), "");
     EXPECT_EQ(m_world.Marked(DVA), std::set{1});
     m_world.Run(RotWorld::Path(DVA), std::string("DELETE FROM ") + gszTableRecVolume);

@@ -42,6 +42,9 @@ constexpr const char* DAY =
 {"time":"2026-11-23 19:00:00","camera":3,"event":"digital input","item":1,"on":true}
 )";
 
+constexpr const char* PRESSED =
+    R"({"time":1795435200,"camera":3,"event":"digital input","item":1,"on":true})";
+
 } // namespace
 
 // Catches: a rule that comes back changed, a password in the open, half a set after one broken rule.
@@ -116,6 +119,35 @@ TEST_F(RuleToolTest, ReplayedDayGivesTheSameAnswers)
     EXPECT_NE(passedOver.err.find(": 1 line(s) could not be read"), std::string::npos) << passedOver.err;
 }
 
+// Catches: a history that keeps only the last lines, or that a killed process takes along.
+TEST_F(RuleToolTest, HistoryOutlivesNoiseAndKills)
+{
+    AddTwoRules();
+    VxOut({"rule", "watch", Write("first.jsonl", PRESSED)});
+    std::string noise;
+    for (int i = 0; i < 9000; ++i) {
+        noise += "{\"time\":" + std::to_string(1795440000 + i) +
+                 ",\"camera\":9,\"event\":\"motion\",\"on\":" + (i % 2 == 0 ? "true}\n" : "false}\n");
+    }
+    const std::string path = Write("noise.jsonl", noise);
+    long fired = 1;
+    for (int kills = 0; kills < 3; ++kills) {
+        VxProcess watch({"rule", "watch", "--fires-only", path});
+        ASSERT_TRUE(watch.WaitForOutput("13:20:40"));
+        watch.Signal(SIGKILL);
+        const VxResult killed = watch.Finish();
+        EXPECT_EQ(killed.signal, SIGKILL);
+        fired +=
+            std::count(killed.out.begin(), killed.out.end(), '\n') - 1; // the last may not be written yet
+    }
+    const int count = VxJson({"history", "list"})["count"].asInt();
+    EXPECT_GE(count, fired);
+    const Json::Value oldest =
+        VxJson({"history", "list", "--limit", "0", "--offset", std::to_string(count - 1)});
+    ASSERT_EQ(oldest["lines"].size(), 1u);
+    EXPECT_EQ(oldest["lines"][0]["rule_name"], "Gate");
+}
+
 // Catches: a sentence for another reason, instant or state than the one that was asked about.
 TEST_F(RuleToolTest, ExplainSaysTheReason)
 {
@@ -123,8 +155,7 @@ TEST_F(RuleToolTest, ExplainSaysTheReason)
     VxOut({"rule", "add", "--name", "Gate", "--event", "digital input", "--camera", "3", "--item", "1",
            "--schedule", "mon-fri 08:00-18:00", "--min-interval", "10", "--record",
            R"({"condition":true,"condition_unit":3,"condition_value":"9"})"});
-    const std::string pressed =
-        R"({"time":1795435200,"camera":3,"event":"digital input","item":1,"on":true})";
+    const std::string pressed = PRESSED;
     const std::string motion = R"({"time":1795435100,"camera":9,"event":"motion","on":true})";
     const std::string state = Write("pressed.jsonl", pressed + "\n");
     const std::tuple<const char*, std::vector<std::string>, const char*> cases[] = {
