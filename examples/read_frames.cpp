@@ -15,6 +15,7 @@ static void PrintFrame(void* /*ctx*/, DataEntry* pEntry, unsigned char* data, in
 
 int main(int argc, char** argv)
 {
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // each line at once, also into a pipe
     ShmFifoReader reader;
     if (reader.Init(argc > 1 ? std::atoi(argv[1]) : 22016, true) != 0) {
         std::fprintf(stderr, "read_frames: no stream under this key\n");
