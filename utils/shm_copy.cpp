@@ -30,8 +30,7 @@ void StreamLines(unsigned char* dst, const unsigned char* src, std::size_t lines
         _mm_stream_si128(to + 2, c);
         _mm_stream_si128(to + 3, d);
     }
-    _mm_sfence(); // such stores are weakly ordered: all of them before the mark word that hands the frame
-                  // over
+    _mm_sfence(); // such stores are weakly ordered: all before the mark word that hands the frame over
 }
 
 /// Past the caches; `size` is at least a line.
@@ -48,8 +47,8 @@ void CopyPastCache(unsigned char* dst, const unsigned char* src, std::size_t siz
 // Decision: frames of 1 MiB and more go past the caches. A ring of them is larger than the caches, so that storing
 // through them reads each line first and pushes it out again. Frames of 2 KiB and more go the way that costs the writer
 // less: a slot that nobody reads lies in its own cache, where storing is fastest; one that was read lies in the
-// reader's, and each line has to be fetched from there, up to ten times as slow as storing past the caches, and once
-// more by the reader. Nothing tells but the time.
+// reader's, and each line has to be fetched from there, on some machines many times as slow as storing past the caches,
+// and once more by the reader. Nothing tells but the time.
 constexpr std::size_t CHOOSE_FROM = std::size_t{1} << 11;
 constexpr std::size_t STREAM_FROM = std::size_t{1} << 20;
 
