@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// package/src/exechelperd.cpp - tar and gzip by libarchive; the only file that calls it.
+// package/src/exechelperd.cpp - packs files into archives, by libarchive.
 #include "package/exechelperd.h"
 
 #include <archive.h>
@@ -14,10 +14,10 @@
 #include <memory>
 #include <vector>
 
+#include "archivereader.h"
 #include "package/fileutil.h"
 #include "pkglog.h"
 #include "unique_fd.h"
-#include "zipreader.h"
 
 namespace {
 
@@ -26,14 +26,10 @@ constexpr std::size_t BLOCK_SIZE = 64 * 1024;
 struct WriterCloser {
     void operator()(archive* pArchive) const noexcept { archive_write_free(pArchive); }
 };
-struct ReaderCloser {
-    void operator()(archive* pArchive) const noexcept { archive_read_free(pArchive); }
-};
 struct EntryCloser {
     void operator()(archive_entry* pEntry) const noexcept { archive_entry_free(pEntry); }
 };
 using Writer = std::unique_ptr<archive, WriterCloser>;
-using Reader = std::unique_ptr<archive, ReaderCloser>;
 
 /// A failure of an operating system call, or of the archiver: errno tells which.
 int FailOf(archive* pArchive) noexcept
@@ -160,51 +156,6 @@ int MakeArchive(const std::string& tgzPath, const std::list<std::string>& files)
     return -1;
 }
 
-int ReadEntries(archive* pArchive, const std::function<bool(const ArchiveEntry& entry)>& wanted,
-                const std::function<bool(std::string_view bytes)>& content)
-{
-    std::vector<char> block(BLOCK_SIZE);
-    archive_entry* pEntry = nullptr;
-    int code = ARCHIVE_OK;
-    while ((code = archive_read_next_header(pArchive, &pEntry)) == ARCHIVE_OK) {
-        const char* const name = archive_entry_pathname(pEntry);
-        if (!wanted({name != nullptr ? name : "", archive_entry_size(pEntry), archive_entry_mtime(pEntry)})) {
-            continue;
-        }
-        la_ssize_t got = 0;
-        while ((got = archive_read_data(pArchive, block.data(), block.size())) > 0) {
-            if (!content({block.data(), static_cast<std::size_t>(got)})) {
-                return 0;
-            }
-        }
-        if (got < 0) {
-            return FailOf(pArchive);
-        }
-    }
-    return code == ARCHIVE_EOF ? 0 : FailOf(pArchive);
-}
-
-/// @param support  tells the reader what the file may be
-int ReadFile(const std::string& path, void (*support)(archive* pArchive),
-             const std::function<bool(const ArchiveEntry& entry)>& wanted,
-             const std::function<bool(std::string_view bytes)>& content) noexcept
-try {
-    const Reader reader(archive_read_new());
-    support(reader.get());
-    if (archive_read_open_filename(reader.get(), path.c_str(), BLOCK_SIZE) == ARCHIVE_OK &&
-        ReadEntries(reader.get(), wanted, content) == 0) {
-        return 0;
-    }
-    const char* const problem = archive_error_string(reader.get());
-    PKG_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to read archive [%s] [%s].\n", path.c_str(),
-            problem != nullptr ? problem : "");
-    return -1;
-} catch (const std::exception& error) {
-    PKG_LOG(LOG_CATEG_LOG_SEND, LOG_LEVEL_ERR, "Failed to read archive [%s] [%s].\n", path.c_str(),
-            error.what());
-    return -1;
-}
-
 } // namespace
 
 int ExecHelperdApi::Tar(const std::string& tgzPath, const std::list<std::string>& files) noexcept
@@ -225,26 +176,5 @@ int ExecHelperdApi::ReadTar(const std::string& tgzPath,
                             const std::function<bool(const ArchiveEntry& entry)>& wanted,
                             const std::function<bool(std::string_view bytes)>& content) noexcept
 {
-    return ReadFile(
-        tgzPath,
-        [](archive* pArchive) {
-            archive_read_support_filter_gzip(pArchive);
-            archive_read_support_format_tar(pArchive);
-        },
-        wanted, content);
-}
-
-int ReadZip(const std::string& path, const std::function<void(const std::string& name)>& part,
-            const std::function<void(std::string_view bytes)>& content) noexcept
-{
-    return ReadFile(
-        path, [](archive* pArchive) { archive_read_support_format_zip(pArchive); },
-        [&part](const ArchiveEntry& entry) {
-            part(entry.name);
-            return true;
-        },
-        [&content](std::string_view bytes) {
-            content(bytes);
-            return true;
-        });
+    return ReadArchive(ArchiveKind::TAR_GZIP, tgzPath, wanted, content);
 }

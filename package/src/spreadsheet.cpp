@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "archivereader.h"
 #include "pkglog.h"
 #include "unique_fd.h"
-#include "zipreader.h"
 
 struct SpreadsheetWriter::State {
     ~State()
@@ -93,12 +93,16 @@ bool IsWhole(const std::string& path, const std::vector<std::int64_t>& storedByt
         char last = 0;
     };
     std::vector<Part> parts;
-    if (ReadZip(
-            path, [&parts](const std::string& name) { parts.push_back({name}); },
-            [&parts](std::string_view bytes) {
-                parts.back().bytes += static_cast<std::int64_t>(bytes.size());
-                parts.back().last = bytes.back();
-            }) != 0) {
+    const auto isNoted = [&parts](const ArchiveEntry& entry) {
+        parts.push_back({entry.name});
+        return true;
+    };
+    const auto isCounted = [&parts](std::string_view bytes) {
+        parts.back().bytes += static_cast<std::int64_t>(bytes.size());
+        parts.back().last = bytes.back();
+        return true;
+    };
+    if (ReadArchive(ArchiveKind::ZIP, path, isNoted, isCounted) != 0) {
         return false;
     }
     std::size_t sheets = 0;
