@@ -160,8 +160,7 @@ private:
 /// Nothing in it is believed: any process may write over it. Indexes, counts and sizes are copied, checked
 /// against the real length of the segment, and then used.
 ///
-/// Thread-safety: one writer thread; any number of reader threads and processes, each with a table of its
-/// own.
+/// Thread-safety: one writer thread; any number of reader threads and processes, each with a table of its own.
 class ShmStreamFifo {
 public:
     /// Frames a second as the writer puts them in, measured over periods of more than ten seconds.
@@ -302,8 +301,7 @@ public:
     ///
     /// @return the claimed frame, to be given to ReadFinish() on every path; null: none.
     /// Frames are read in place. A reader that holds a frame through five passes of the writer loses it: what
-    /// it reads then may change under it. The copying readers below notice that; a reader in place asks
-    /// IsIntact().
+    /// it reads then may change under it. The copying readers below notice that; a reader in place asks IsIntact().
     VX_API DataEntry* ReadNext(int lastId, DATA_ENTRY_INFO* table) noexcept;
     /// The newest frame, unless it is `lastId`.
     VX_API DataEntry* ReadLatest(int lastId, DATA_ENTRY_INFO* table) noexcept;

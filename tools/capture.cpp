@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// tools/capture.cpp - vx capture: from any address that libavformat opens into a FIFO for video and one for
-// audio.
+// tools/capture.cpp - vx capture: from any address that libavformat opens into a FIFO for video and one for audio.
 #include "capture_run.h"
 #include "exit_code.h"
 #include "nouns.h"
@@ -54,9 +53,8 @@ Trouble PlanFifos(const CLI::App& verb, Arguments& arguments)
         }
     }
     if (capture.plans[0] && capture.plans[1] && KeysOverlap(arguments.key, arguments.audioKey)) {
-        return {EXIT_USAGE,
-                "--key and --audio-key: each FIFO uses its key and the 30 behind it; keep them at least "
-                "31 apart"};
+        return {EXIT_USAGE, "--key and --audio-key: each FIFO uses its key and the 30 behind it; keep them "
+                            "at least 31 apart"};
     }
     return {};
 }
@@ -110,8 +108,7 @@ void RunCapture(const CLI::App& verb, Arguments& arguments)
     avdevice_register_all();
     avformat_network_init();
     const StopSignal stop;
-    std::signal(SIGPIPE,
-                SIG_IGN); // whoever reads our messages may go; the segments are still removed at the end
+    std::signal(SIGPIPE, SIG_IGN); // whoever reads our messages may go; the FIFOs are still removed
     CaptureRun run(arguments.capture, stop);
     EndIf(run.Start(), "capture");
     const Trouble trouble = run.Run();

@@ -13,8 +13,7 @@ constexpr std::chrono::milliseconds LONGEST_PAUSE{30000};
 constexpr std::chrono::milliseconds READER_PATIENCE{30000};
 constexpr std::chrono::milliseconds READER_POLL{2};
 constexpr std::chrono::milliseconds LINGER{500};
-constexpr std::chrono::milliseconds LIVE_GAP{
-    2}; ///< least time between two frames of a track of a live source
+constexpr std::chrono::milliseconds LIVE_GAP{2}; ///< between two frames of a track of a live source
 
 } // namespace
 
@@ -186,8 +185,7 @@ bool CaptureRun::Loop()
     return true;
 }
 
-/// Opens a source that went away again and again, with growing pauses. The FIFOs stay, and so do their
-/// readers.
+/// Opens a source that went away again and again, with growing pauses. The FIFOs stay, and so do their readers.
 bool CaptureRun::Reconnect()
 {
     Note("capture", m_source.Shown() + ": lost (" + m_source.LastError() + "); trying again");

@@ -97,10 +97,9 @@ std::string WhyNoFrames()
     if (VxShmCommonCfgAt() != nullptr) {
         return {};
     }
-    return fmt::format(
-        "{}/run/shmcommon: this user can neither use nor make it, and no frame is read without it; "
-        "run as the recorder's user, or set VX_ROOT to a folder of your own",
-        GetPackageRoot());
+    return fmt::format("{}/run/shmcommon: this user can neither use nor make it, and no frame is read "
+                       "without it; run as the recorder's user, or set VX_ROOT to a folder of your own",
+                       GetPackageRoot());
 }
 
 const char* FrameType(int flags)

@@ -138,8 +138,7 @@ void Run(const Options& options)
 {
     if (::isatty(STDOUT_FILENO) != 0) {
         Fail(EXIT_REFUSED, "fifo cat",
-             "standard output is a terminal; pipe it into a player or a file: "
-             "vx fifo cat {} | ffplay -",
+             "standard output is a terminal; pipe it into a player or a file: vx fifo cat {} | ffplay -",
              options.key);
     }
     std::signal(SIGPIPE, SIG_IGN); // write() tells

@@ -19,16 +19,13 @@ CLI::Option* AddKeyOption(CLI::App& verb, const std::string& name, int& key, con
 /// "4711 (0x1267)", as messages name a key.
 std::string KeyText(int key);
 
-/// What stands between this build and the FIFO under a key, with what to do about it; an empty text if
-/// nothing does.
+/// What stands between this build and the FIFO under a key, with what to do about it; an empty text if nothing does.
 std::string WhyUnreadable(int key, ExitCode& exitCode);
 
-/// Why no reader gets a frame on this box, with what to do about it; an empty text if nothing stands in the
-/// way.
+/// Why no reader gets a frame on this box, with what to do about it; an empty text if nothing stands in the way.
 std::string WhyNoFrames();
 
-/// "I", "P", "B", "PB", "-" by the first flag that is set; "N" for a frame that is only known not to be a key
-/// frame.
+/// "I", "P", "B", "PB", "-" by the first flag that is set; "N" for a frame that is only known not to be a key frame.
 const char* FrameType(int flags);
 
 /// One function a verb, in the file that is named after it.

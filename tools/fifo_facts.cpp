@@ -81,8 +81,7 @@ bool BelongsToOne(const std::vector<FifoFacts>& fifos, const ShmRow& row)
     });
 }
 
-/// Slots whose header is gone are shown under the key that the header had (when no key was skipped in making
-/// it).
+/// Slots whose header is gone are shown under the key that the header had (when no key was skipped in making it).
 void AddHeaderless(const std::vector<ShmRow>& rows, std::vector<FifoFacts>& fifos)
 {
     for (const ShmRow& row : rows) {

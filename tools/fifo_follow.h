@@ -26,8 +26,9 @@ struct FollowedFrame {
 /// Frames from the one with ID `from` to the one with ID `to`, both left out. IDs run 0..10000.
 int FramesBetween(int from, int to);
 
-/// A reader of one key. Attached before the first frame it starts with that one. It copies each frame before anybody looks at it, so that a slow terminal or pipe
-/// never holds a slot; a frame that was overwritten meanwhile counts as lost.
+/// A reader of one key. Attached before the first frame it starts with that one. It copies each frame before
+/// anybody looks at it, so that a slow terminal or pipe never holds a slot; a frame that was overwritten meanwhile
+/// counts as lost.
 class FifoFollower {
 public:
     enum class Start {

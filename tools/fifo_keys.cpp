@@ -56,8 +56,7 @@ Trouble CheckSegment(const FifoPlan& plan, const ShmRow& row, const ShmRow* pHea
     if (row.key == plan.key ? !IsHeader(row) : !IsSlot(row, row.key - plan.key - 1, pHeader)) {
         return Refuse(plan, row.key,
                       "is held by a segment of " + std::to_string(row.bytes) +
-                          " bytes that is no part of this FIFO; choose another key, or remove it "
-                          "(ipcrm -m " +
+                          " bytes that is no part of this FIFO; choose another key, or remove it (ipcrm -m " +
                           std::to_string(row.shmId) + ")");
     }
     if (CreatorAlive(row)) {
@@ -70,11 +69,11 @@ Trouble CheckSegment(const FifoPlan& plan, const ShmRow& row, const ShmRow* pHea
 
 Trouble OverLimit(const FifoPlan& plan, const std::string& what, const std::string& sysctl)
 {
-    return {EXIT_UNREACHABLE,
-            plan.option + " " + std::to_string(plan.key) + ": the kernel's limit of " + what +
-                " is reached; remove leftovers (vx fifo ls), use fewer or smaller slots, or raise "
-                "it (sysctl -w " +
-                sysctl + ")"};
+    return {EXIT_UNREACHABLE, plan.option + " " + std::to_string(plan.key) + ": the kernel's limit of " +
+                                  what +
+                                  " is reached; remove leftovers (vx fifo ls), use fewer or smaller slots, "
+                                  "or raise it (sysctl -w " +
+                                  sysctl + ")"};
 }
 
 Trouble CheckLimits(const FifoPlan& plan)
@@ -157,6 +156,6 @@ Trouble ExplainFailure(const FifoPlan& plan)
     }
     return {EXIT_UNREACHABLE,
             plan.option + " " + std::to_string(plan.key) +
-                ": the shared memory could not be had; the log says what the kernel answered "
-                "(vx log tail), the limits are in sysctl kernel.shmmni, shmmax, shmall"};
+                ": the shared memory could not be had; the log says what the kernel answered (vx log tail), "
+                "the limits are in sysctl kernel.shmmni, shmmax, shmall"};
 }

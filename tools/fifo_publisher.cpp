@@ -143,8 +143,7 @@ void FifoPublisher::Remove()
     for (const ShmRow& row : ListShm()) { // a header that was written over does not lead to its slots
         const bool isOurs = row.key > m_plan.key && row.key - m_plan.key <= SHM_FIFO_MAX_COUNT;
         if (isOurs && row.creator == ::getpid()) {
-            static_cast<void>(
-                RemoveShm(row.shmId)); // the next start tries again, and says what stands in its way
+            static_cast<void>(RemoveShm(row.shmId)); // the next start tries again, and says why it cannot
         }
     }
 }

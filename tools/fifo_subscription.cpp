@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// tools/fifo_subscription.cpp - follows one FIFO from key frame to key frame, also when it goes and comes
-// back.
+// tools/fifo_subscription.cpp - follows one FIFO from key frame to key frame, also when it goes and comes back.
 #include "fifo_subscription.h"
 
 #include <cstring>

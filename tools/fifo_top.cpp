@@ -27,8 +27,7 @@ struct Options {
     bool json = false;
 };
 
-/// Frames written since the last look, from the next ID. The header's own rate is only measured every ten
-/// seconds.
+/// Frames written since the last look, from the next ID. The header's own rate is only measured every ten seconds.
 class RateMeter {
 public:
     /// @return frames a second, or -1 at the first look.

@@ -31,8 +31,7 @@ std::string CfgPath()
 
 bool CfgExists()
 {
-    return ::access(CfgPath().c_str(), F_OK) == 0 ||
-           errno == EACCES; // in a folder that is closed to this user
+    return ::access(CfgPath().c_str(), F_OK) == 0 || errno == EACCES; // a closed folder may hold it
 }
 
 /// The record, or null where there is none. A file that is there but of no use ends the verb.
@@ -42,8 +41,7 @@ DbgLogCfg* LoadCfg(std::string_view verb)
     if (g_pDbgLogCfg == nullptr && CfgExists()) {
         Fail(EXIT_UNREACHABLE, verb,
              "{} is shorter than its record or cannot be read, so every process writes everything; run this "
-             "as the "
-             "user of the recorder, or make it anew with 'vx log set all LEVEL'",
+             "as the user of the recorder, or make it anew with 'vx log set all LEVEL'",
              CfgPath());
     }
     return g_pDbgLogCfg;

@@ -22,8 +22,7 @@ struct LogPosition {
     off_t offset;
 };
 
-/// Gives the lines of the log from the newest to the oldest, through the rotated files, until the sink has
-/// enough.
+/// Gives the lines of the log from the newest to the oldest, through the rotated files, until the sink has enough.
 ///
 /// @param before  null, or a place: only what stands before it is given
 /// @return false if there is no log at all.
@@ -31,8 +30,7 @@ bool ReadLogBackwards(const std::string& path, const LogPosition* before, const 
 
 /// Reads on at the end of a log that is being written, also through rotations.
 ///
-/// A file that has been rotated is read for two more seconds, since a line may still have been on its way
-/// into it.
+/// A file that has been rotated is read for two more seconds, since a line may still have been on its way into it.
 class LogFollower {
 public:
     explicit LogFollower(std::string path);

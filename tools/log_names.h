@@ -9,8 +9,7 @@
 /// A category by its name or number, 0..511. @return nothing for any other text.
 std::optional<int> ParseCategory(const std::string& text);
 
-/// A level by its name in either case, or by its number, 0..7; "off" is 0. @return nothing for any other
-/// text.
+/// A level by its name in either case, or by its number, 0..7; "off" is 0. @return nothing for any other text.
 std::optional<int> ParseLevel(const std::string& text);
 
 /// "shmfifo"; the number as text for a category without a name.

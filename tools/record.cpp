@@ -152,8 +152,7 @@ void AddRecordNoun(CLI::App& vx)
     CLI::App* const pVerb = vx.add_subcommand("record", "Record stream FIFOs into MP4 files");
     pVerb->footer(
         "Recording starts at a key frame, and after a loss goes on at the next one. Files are fragmented: "
-        "what "
-        "was written a second ago is playable whatever happens. Names are in UTC, and no file is ever "
+        "what was written a second ago is playable whatever happens. Names are in UTC, and no file is ever "
         "overwritten. With G.711 sound the files are QuickTime's (.mov), which MP4 has no name for.");
     pVerb->add_option("OUT", record.recorder.place.file, "The file to make; it must not exist");
     pVerb->add_option("--dir", record.recorder.place.folder,

@@ -28,9 +28,8 @@ Trouble CheckKey(int key, bool isVideo)
     case ShmInspectResult::NO_ACCESS:
         return {EXIT_UNREACHABLE, name + ": this user may not read the segment; run as its owner"};
     case ShmInspectResult::OTHER_LENGTH:
-        return {EXIT_UNREACHABLE,
-                name + ": the segment there is no FIFO that this build can read (another width, or "
-                       "something else); see vx fifo ls"};
+        return {EXIT_UNREACHABLE, name + ": the segment there is no FIFO that this build can read (another "
+                                         "width, or something else); see vx fifo ls"};
     case ShmInspectResult::OK:
         return snapshot.attached ? CheckKind(key, isVideo, snapshot.codec) : Trouble{};
     default:

@@ -18,8 +18,7 @@ struct RecordOptions {
     std::string tracePath;
 };
 
-/// Run() reads on the calling thread and writes on one of its own, so that a slow disk costs memory, not
-/// frames.
+/// Run() reads on the calling thread and writes on one of its own, so that a slow disk costs memory, not frames.
 class RecordRun {
 public:
     RecordRun(RecordOptions options, const StopSignal& stop);

@@ -170,8 +170,7 @@ int ShmStreamFifo::CopyOut(DataEntry* pEntry, FrameCopy& frame, bool updateStat,
     return good ? 0 : -1;
 }
 
-/// Counts this reader out, unless its count was thrown away with the frame: what the slot counts now are
-/// others.
+/// Counts this reader out, unless its count was thrown away with the frame: what the slot counts now are others.
 void ShmStreamFifo::Release(int idx, DataEntry* pEntry, int id, int generation,
                             DATA_ENTRY_INFO* table) noexcept
 {

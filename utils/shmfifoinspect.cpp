@@ -33,8 +33,7 @@ private:
     const void* const m_pAddr;
 };
 
-/// @return whether there is a segment; without the right to read it, only key and id are filled (errno says
-/// so).
+/// @return whether there is a segment; without the right to read it, only key and id are filled (see errno).
 bool LookUp(int key, ShmSegmentInfo& info) noexcept
 {
     info = ShmSegmentInfo();

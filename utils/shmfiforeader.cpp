@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// utils/shmfiforeader.cpp - finds, claims and attaches frames for a reader; the reader that drives a
-// callback.
+// utils/shmfiforeader.cpp - finds, claims and attaches frames for a reader; the reader that drives a callback.
 #include "shmfiforeader.h"
 
 #include <algorithm>
@@ -16,8 +15,7 @@
 
 // --- claiming a slot --------------------------------------------------------------------------------------
 
-/// Slots that may be read, the best first. Filled from the back, since each one found is better than those
-/// before.
+/// Slots that may be read, the best first. Filled from the back, since each one found is better than those before.
 struct ShmStreamFifo::Candidates {
     int idx[SHM_FIFO_MAX_COUNT];
     int first = SHM_FIFO_MAX_COUNT;

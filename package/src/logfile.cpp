@@ -37,8 +37,7 @@ const char* SettingOf(const char* name) noexcept
     return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-/// A number of the environment; the default if it is missing or no number, the nearest limit if it is out of
-/// range.
+/// A number of the environment; the default if it is missing or no number, the nearest limit if it is out of range.
 std::uint32_t NumberSetting(const char* name, std::uint32_t usual, unsigned long least,
                             unsigned long most) noexcept
 {
@@ -209,8 +208,7 @@ int LogFile::Reopen() noexcept
 }
 
 // Once a second: somebody moved or removed the file by hand, or closed our descriptor and opened another
-// under its number (which is then not ours to close). Also brings the shared count of bytes back to the
-// truth.
+// under its number (which is then not ours to close). Also brings the shared count of bytes back to the truth.
 void LogFile::CheckFile() noexcept
 {
     struct stat opened {};
@@ -248,8 +246,7 @@ void LogFile::Rotate(std::size_t lineSize, std::int64_t second) noexcept
     ::flock(lock.Get(), LOCK_UN); // also for a copy in a child that was made meanwhile
 }
 
-// vx.log.1 is the newest of the old ones. Each rename replaces: at no moment is a file gone that is to be
-// kept.
+// vx.log.1 is the newest of the old ones. Each rename replaces: at no moment is a file gone that is to be kept.
 int LogFile::MoveAway() noexcept
 {
     char from[PATH_SIZE + 12];

@@ -26,8 +26,7 @@ struct LogMoment {
 
 /// One line, made in place: header, text without its newline, newline.
 ///
-/// No allocation up to STACK_SIZE bytes. Where memory for more is lacking, the text is cut as if it were too
-/// long.
+/// No allocation up to STACK_SIZE bytes. Where memory for more is lacking, the text is cut as if it were too long.
 class LogLine {
 public:
     static constexpr std::size_t STACK_SIZE = 2048;

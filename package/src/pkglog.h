@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// package/src/pkglog.h - the logging step for the package's own code, which lies below VX_LOG. Never
-// installed.
+// package/src/pkglog.h - the logging step for the package's own code, which lies below VX_LOG. Never installed.
 #pragma once
 
 #include "package/logstep.h"
