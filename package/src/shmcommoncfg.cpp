@@ -3,10 +3,8 @@
 #include "package/shmcommoncfg.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -16,6 +14,7 @@
 #include "package/monoclock.h"
 #include "package/root.h"
 #include "pkglog.h"
+#include "unique_fd.h"
 
 namespace {
 
@@ -25,26 +24,6 @@ constexpr int RETRY_SEC = 1;
 constinit std::atomic<ShmCommonCfg*> g_pCfg{nullptr};
 constinit std::atomic<int> g_nextRefreshSec{0};
 constinit std::atomic<int> g_nextTrySec{0};
-
-class File {
-public:
-    explicit File(const std::string& path) noexcept
-        : m_fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666))
-    {}
-    ~File()
-    {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    int Fd() const noexcept { return m_fd; }
-
-private:
-    const int m_fd;
-};
 
 /// Gives the file its length and storage, so that no access to the mapping can fail for want of space.
 bool HasRecord(int fd) noexcept
@@ -62,18 +41,17 @@ bool HasRecord(int fd) noexcept
 ShmCommonCfg* Map() noexcept
 try {
     const std::string path = GetPackagePath(PackageDir::RUN, "shmcommon");
-    const File file(path);
+    const UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
     void* const pAddr =
-        file.Fd() < 0 || !HasRecord(file.Fd())
+        !file || !HasRecord(file.Get())
             ? MAP_FAILED
-            : ::mmap(nullptr, sizeof(ShmCommonCfg), PROT_READ | PROT_WRITE, MAP_SHARED, file.Fd(), 0);
+            : ::mmap(nullptr, sizeof(ShmCommonCfg), PROT_READ | PROT_WRITE, MAP_SHARED, file.Get(), 0);
     if (pAddr == MAP_FAILED) {
         PKG_LOG(LOG_CATEG_SHMFIFO, LOG_LEVEL_ERR, "Failed to map [%s], without which no frame is read: %m.\n",
                 path.c_str());
         return nullptr;
     }
-    auto* const pCfg =
-        static_cast<ShmCommonCfg*>(pAddr); // a new file is all zeros, which is what it starts as
+    auto* const pCfg = static_cast<ShmCommonCfg*>(pAddr); // a new file is all zeros, as the record starts
     std::atomic_ref<std::int32_t>(pCfg->magic).store(ShmCommonCfg::MAGIC, std::memory_order_relaxed);
     return pCfg;
 } catch (const std::exception&) {
