@@ -57,7 +57,7 @@ public:
     void Run()
     {
         bool mayWait = m_options.wait;
-        while (Attach(mayWait)) {
+        while (m_follower.Attach("fifo cat", mayWait, m_stop)) {
             if (!FollowOne() || m_options.once) {
                 return;
             }
@@ -66,22 +66,6 @@ public:
     }
 
 private:
-    bool Attach(bool mayWait)
-    {
-        ExitCode exitCode = EXIT_DONE;
-        std::string why = m_follower.Attach(exitCode);
-        while (!why.empty()) {
-            if (!mayWait) {
-                Fail(exitCode, "fifo cat", "{}", why);
-            }
-            if (m_stop.WaitFor(std::chrono::milliseconds(100))) {
-                return false;
-            }
-            why = m_follower.Attach(exitCode);
-        }
-        return !m_stop.Stopped();
-    }
-
     /// @return true if the FIFO went away; false if all is done.
     bool FollowOne()
     {

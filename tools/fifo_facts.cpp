@@ -143,7 +143,7 @@ const char* TextOf(FifoState state)
     case FifoState::LEFT_OVER:
         return "left over";
     case FifoState::OTHER_WIDTH:
-        return sizeof(void*) == 4 ? "64-bit" : "32-bit";
+        return OtherWidth();
     case FifoState::BROKEN:
         return "broken header";
     case FifoState::NO_ACCESS:

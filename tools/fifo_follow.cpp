@@ -2,9 +2,11 @@
 // tools/fifo_follow.cpp - follows one FIFO.
 #include "fifo_follow.h"
 
+#include <chrono>
 #include <ctime>
 #include <utility>
 
+#include "fail.h"
 #include "fifo_common.h"
 #include "frame_trace.h"
 #include "sysv_shm.h"
@@ -49,6 +51,21 @@ std::string FifoFollower::Attach(ExitCode& exitCode)
     m_wantKeyFrame = m_start == Start::KEY_FRAME;
     Fifo().AccConnectCnt();
     return {};
+}
+
+bool FifoFollower::Attach(std::string_view verb, bool mayWait, const StopSignal& stop)
+{
+    constexpr std::chrono::milliseconds LOOK_PERIOD{5}; // soon enough for the first frame of a new writer
+    ExitCode exitCode = EXIT_DONE;
+    for (std::string why = Attach(exitCode); !why.empty(); why = Attach(exitCode)) {
+        if (!mayWait) {
+            Fail(exitCode, verb, "{}", why);
+        }
+        if (stop.WaitFor(LOOK_PERIOD)) {
+            return false;
+        }
+    }
+    return !stop.Stopped();
 }
 
 void FifoFollower::Detach()

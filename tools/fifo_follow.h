@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "exit_code.h"
 #include "nouns.h"
 #include "shmfiforeader.h"
+#include "stop_signal.h"
 
 /// A frame copied out of the ring.
 struct FollowedFrame {
@@ -48,6 +50,11 @@ public:
 
     /// @return an empty text; else why there is nothing to attach to, and the exit code for it.
     std::string Attach(ExitCode& exitCode);
+    /// Attaches for a verb, which ends with the reason if it cannot.
+    ///
+    /// @param mayWait  tries until it can instead
+    /// @return false if a stop was asked for first.
+    bool Attach(std::string_view verb, bool mayWait, const StopSignal& stop);
     void Detach();
     Step Next(FollowedFrame& frame);
     /// What happened to the FIFO, after Step::GONE.

@@ -45,6 +45,15 @@ Json::Value ToJson(const FifoFacts& facts)
     return json;
 }
 
+Json::Value ToJson(const std::vector<FifoFacts>& fifos)
+{
+    Json::Value list(Json::arrayValue);
+    for (const FifoFacts& facts : fifos) {
+        list.append(ToJson(facts));
+    }
+    return list;
+}
+
 Json::Value SlotsJson(const ShmFifoSnapshot& snapshot)
 {
     Json::Value list(Json::arrayValue);

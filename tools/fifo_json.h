@@ -9,6 +9,9 @@
 /// One FIFO; what its header does not tell is null.
 Json::Value ToJson(const FifoFacts& facts);
 
+/// All of them.
+Json::Value ToJson(const std::vector<FifoFacts>& fifos);
+
 /// The slots of a FIFO.
 Json::Value SlotsJson(const ShmFifoSnapshot& snapshot);
 

@@ -11,20 +11,11 @@
 
 namespace {
 
-void PrintList(const std::vector<FifoFacts>& fifos)
-{
-    Json::Value list(Json::arrayValue);
-    for (const FifoFacts& facts : fifos) {
-        list.append(ToJson(facts));
-    }
-    PrintJson(list);
-}
-
 void Run(bool json)
 {
     const std::vector<FifoFacts> fifos = ListFifos(ListShm());
     if (json) {
-        PrintList(fifos);
+        PrintJson(ToJson(fifos));
         return;
     }
     if (fifos.empty()) {

@@ -135,7 +135,8 @@ public:
                  std::strerror(errno));
         }
         bool mayWait = m_options.wait;
-        while (!m_stop.Stopped() && !Enough() && Attach(mayWait)) {
+        while (!Enough() && m_follower.Attach("fifo tail", mayWait, m_stop)) {
+            m_printer.Attached(m_options.key);
             FollowOne();
             mayWait = true;
             if (m_options.once) {
@@ -151,24 +152,6 @@ public:
 
 private:
     bool Enough() const { return m_options.count > 0 && m_frames >= m_options.count; }
-
-    /// @return false if a stop was asked for before the FIFO was there.
-    bool Attach(bool mayWait)
-    {
-        ExitCode exitCode = EXIT_DONE;
-        std::string why = m_follower.Attach(exitCode);
-        while (!why.empty()) {
-            if (!mayWait) {
-                Fail(exitCode, "fifo tail", "{}", why);
-            }
-            if (m_stop.WaitFor(std::chrono::milliseconds(mayWait && m_frames == 0 ? 5 : 100))) {
-                return false;
-            }
-            why = m_follower.Attach(exitCode);
-        }
-        m_printer.Attached(m_options.key);
-        return true;
-    }
 
     void FollowOne()
     {

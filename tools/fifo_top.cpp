@@ -51,11 +51,7 @@ private:
 void Show(const std::vector<FifoFacts>& fifos, bool json)
 {
     if (json) {
-        Json::Value list(Json::arrayValue);
-        for (const FifoFacts& facts : fifos) {
-            list.append(ToJson(facts));
-        }
-        PrintJsonLine(list);
+        PrintJsonLine(ToJson(fifos));
         return;
     }
     if (::isatty(STDOUT_FILENO) != 0) {
