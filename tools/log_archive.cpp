@@ -42,8 +42,7 @@ std::set<std::string> Folders(const Options& options)
     std::set<std::string> folders;
     for (const VX_ROTATED_LOG log : {VX_ROTATED_LOG_SYSTEM, VX_ROTATED_LOG_EVENT, VX_ROTATED_LOG_IO_MODULE}) {
         VxLogRotateSettings settings;
-        static_cast<void>(
-            settings.Load(log)); // those of a fresh one otherwise, which name the package's folder
+        static_cast<void>(settings.Load(log)); // else those of a fresh one, which name the package's folder
         folders.insert(settings.GetArchiveDir());
     }
     return folders;

@@ -184,8 +184,7 @@ bool LogFollower::ReadNew(const LineSink& sink)
     const std::size_t before = m_files.size();
     const bool complete = FindNewer();
     for (std::size_t i = before == 0 ? 0 : before - 1; i < m_files.size(); ++i) {
-        Drain(m_files[i],
-              sink); // once more the one that was the newest: it may have grown before it was moved
+        Drain(m_files[i], sink); // also the one that was the newest: it may have grown before it was moved
     }
     DropOld();
     return complete;

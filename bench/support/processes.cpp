@@ -51,7 +51,7 @@ std::int64_t ThreadCpuNs() noexcept
 void SpinTurn() noexcept
 {
     constexpr unsigned TURNS_TO_YIELD =
-        1024; // some 20 microseconds: longer than any wait for a side that runs
+        1024; // some 20 microseconds: a side that runs is never waited for longer
     static thread_local unsigned turns = 0;
     if (g_cpuCount < 2 || ++turns % TURNS_TO_YIELD == 0) {
         ::sched_yield();
