@@ -47,35 +47,34 @@ TEST(DbgLogCfgTest, FiftyRunningProcessesObeyAtTheirNextCall)
     ASSERT_EQ(CreateDbgLogCfg(3), 0);
     Shared shared;
     Children children;
+    std::int32_t first = 0;
+    const struct {
+        std::function<int()> change;
+        char firstAnswer, others;
+    } steps[] = {{[] { return 0; }, 'n', 'n'},
+                 {[] { return SetDbgLogThreshold(LOG_CATEG_SHMFIFO, 5); }, 'y', 'y'},
+                 {[] { return SetDbgLogThreshold(DBGLOG_ALL_CATEGS, 4); }, 'n', 'n'},
+                 {[&] { return SetDbgLogPids(&first, 1); }, 'n', 'y'},
+                 {[] { return SetDbgLogPids(nullptr, 0); }, 'n', 'n'}};
     for (int i = 0; i < 50; ++i) {
         children.push_back(std::make_unique<ChildProcess>([&](Channel& toParent) {
-            for (int step = 0; step < 5; ++step) {
+            for (int step = 1; step <= static_cast<int>(std::size(steps)); ++step) {
                 WaitForStep(shared, step);
                 toParent.Send(Wanted(5) ? 'y' : 'n');
             }
             return 0;
         }));
     }
-    std::string answers(children.size(), ' ');
-    const auto all = [&] {
-        std::transform(children.begin(), children.end(), answers.begin(),
-                       [](auto& child) { return child->Receive(); });
-        return answers;
-    };
-    EXPECT_EQ(all(), std::string(50, 'n'));
-    ASSERT_EQ(SetDbgLogThreshold(LOG_CATEG_SHMFIFO, 5), 0);
-    shared->step = 1;
-    EXPECT_EQ(all(), std::string(50, 'y'));
-    ASSERT_EQ(SetDbgLogThreshold(DBGLOG_ALL_CATEGS, 4), 0);
-    shared->step = 2;
-    EXPECT_EQ(all(), std::string(50, 'n'));
-    const std::int32_t first = children[0]->Pid();
-    ASSERT_EQ(SetDbgLogPids(&first, 1), 0);
-    shared->step = 3;
-    EXPECT_EQ(all(), "n" + std::string(49, 'y'));
-    ASSERT_EQ(SetDbgLogPids(nullptr, 0), 0);
-    shared->step = 4;
-    EXPECT_EQ(all(), std::string(50, 'n'));
+    first = children[0]->Pid();
+    for (const auto& step : steps) {
+        ASSERT_EQ(step.change(), 0);
+        ++shared->step;
+        std::string answers;
+        for (const auto& child : children) {
+            answers += child->Receive();
+        }
+        EXPECT_EQ(answers, step.firstAnswer + std::string(49, step.others));
+    }
 }
 
 // Catches: a moment between two pid lists in which a process that is in neither is silenced. The process that
@@ -84,8 +83,7 @@ TEST(DbgLogCfgTest, ListIsNeverEmptyOrForeignWhileItChanges)
 {
     LogRoot root;
     ASSERT_EQ(CreateDbgLogCfg(0), 0);
-    const std::int32_t pids[] = {0x1000001, 0x1000002, 0x1000003, 0x1000004,
-                                 0x1000005}; // above every real id
+    const std::int32_t pids[] = {0x1000001, 0x1000002, 0x1000003, 0x1000004, 0x1000005}; // no real ids
     ASSERT_EQ(SetDbgLogPids(pids, 2), 0);
     const pid_t changer = ::fork();
     if (changer == 0) {

@@ -150,31 +150,26 @@ TEST_F(FifoLookTest, OnlyWhatNobodyUsesIsRemoved)
     ExpectVx(remove, 3);
 }
 
-// Catches: readers that wait for ever on a FIFO that was removed under them.
-TEST_F(FifoLookTest, ForcedRemovalTellsTheReaders)
+// Catches: slots that stay for ever once their header is gone; readers that wait for ever on a FIFO that was removed
+// under them.
+TEST_F(FifoLookTest, RemovalTellsTheReadersAndFindsSlotsWithoutHeader)
 {
-    FifoWriter writer(m_keys.First(), Idle(12));
-    ASSERT_EQ(writer.Receive(), 'W');
-    ShmFifoReader reader;
-    ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
-    writer.Kill(SIGKILL);
-    EXPECT_FALSE(reader.IsClose());
-    ExpectVx({"fifo", "rm", Key(), "--yes", "--force"});
-    EXPECT_TRUE(reader.IsClose());
-}
-
-// Catches: slots that stay for ever once their header is gone.
-TEST_F(FifoLookTest, SlotsWithoutHeaderAreFoundAndRemoved)
-{
-    FifoWriter writer(m_keys.First(), Idle(12));
-    ASSERT_EQ(writer.Receive(), 'W');
-    writer.Kill(SIGKILL);
-    ASSERT_EQ(::shmctl(::shmget(m_keys.First(), 0, 0), IPC_RMID, nullptr), 0);
-
-    EXPECT_FALSE(Listed()["header"].asBool());
-    EXPECT_EQ(Listed()["segments"], 10);
-    Remove();
-    EXPECT_EQ(m_keys.Used(false), 0);
+    for (const bool isHeaderGone : {false, true}) {
+        FifoWriter writer(m_keys.First(), Idle(12));
+        ASSERT_EQ(writer.Receive(), 'W');
+        ShmFifoReader reader;
+        ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
+        writer.Kill(SIGKILL);
+        if (isHeaderGone) {
+            ASSERT_EQ(::shmctl(::shmget(m_keys.First(), 0, 0), IPC_RMID, nullptr), 0);
+            EXPECT_FALSE(Listed()["header"].asBool());
+            EXPECT_EQ(Listed()["segments"], 10);
+        }
+        EXPECT_FALSE(reader.IsClose());
+        isHeaderGone ? Remove() : static_cast<void>(ExpectVx({"fifo", "rm", Key(), "--yes", "--force"}));
+        EXPECT_NE(reader.IsClose(), isHeaderGone);
+        EXPECT_EQ(m_keys.Used(false), 0);
+    }
 }
 
 // Catches: other programs' segments taken for FIFOs and removed, even with --force.
@@ -182,8 +177,7 @@ TEST_F(FifoLookTest, ForeignSegmentsStay)
 {
     constexpr int SLOT_OFFSET = 5;
     ASSERT_GE(Make(m_keys.First(), 5000), 0);
-    ASSERT_GE(Make(m_keys.First() + SLOT_OFFSET, sizeof(DataEntry) + 4096),
-              0); // as long as a slot, but empty
+    ASSERT_GE(Make(m_keys.First() + SLOT_OFFSET, sizeof(DataEntry) + 4096), 0); // a slot's length, but empty
     EXPECT_TRUE(Listed().isNull());
     for (const int offset : {0, SLOT_OFFSET}) {
         ExpectVx({"fifo", "rm", Key(offset), "--yes", "--force"}, 4, "not a FIFO");

@@ -85,32 +85,45 @@ TEST_F(FifoReadTest, TailGivesEveryFrameOnceAndEndsWithTheFifo)
 }
 
 // Catches: a reader that was there before the first frame and starts with a later one, because the machine gave
-// it no time; one that comes too late and does not say what it missed.
-TEST_F(FifoReadTest, WhoIsThereBeforeTheFirstFrameStartsWithIt)
+// it no time; a jump that is not told, or with a wrong count of lost frames; one that stays behind after it.
+TEST_F(FifoReadTest, FrozenTailStartsWithTheFirstFrameOrJumpsAndSaysSo)
 {
     const struct {
-        int frames; ///< written while the reader sleeps
-        int firstId;
+        int read;   ///< frames before it is frozen
+        int frames; ///< written while it is
+        int nextId;
         int lost;
-    } cases[] = {{8, 0, 0}, {10, 0, 0}, {25, 20, 20}}; // of ten slots
+    } cases[] = {{0, 8, 0, 0}, {0, 10, 0, 0}, {0, 25, 20, 20}, {3, 8, 3, 0}, {3, 25, 27, 24}}; // of ten slots
     for (const auto& late : cases) {
         FifoWriter writer(m_keys.First(), [&late](ShmStreamFifo& fifo, Channel& channel) {
             AwaitReaders(fifo, 1);
+            int n = 0;
+            for (; n < late.read; ++n) {
+                WriteTestFrame(fifo, n);
+            }
             channel.Send('S');
             AwaitReaders(fifo, 2); // until it is frozen
-            for (int n = 0; n < late.frames; ++n) {
+            for (; n < late.read + late.frames; ++n) {
                 WriteTestFrame(fifo, n);
             }
             channel.Send('W');
             AwaitReaders(fifo, 3);
         });
-        VxProcess tail({"fifo", "tail", Key(), "--from-key", "-n1", "--json"});
+        VxProcess tail({"fifo", "tail", Key(), "--from-key", "-n", std::to_string(late.read + 1), "--json"});
         ASSERT_EQ(writer.Receive(), 'S');
+        ASSERT_TRUE(tail.WaitForOutput(late.read == 0 ? "" : "\"id\":" + std::to_string(late.read - 1)));
         const VxResult result = FreezeAndFinish(tail, writer);
         const Json::Value end = Events(result.out, "end").at(0);
-        EXPECT_NE(result.out.find("\"id\":" + std::to_string(late.firstId)), std::string::npos) << result.out;
+        EXPECT_NE(result.out.find("\"id\":" + std::to_string(late.nextId)), std::string::npos) << result.out;
         EXPECT_EQ(end["lost"], late.lost);
         EXPECT_TRUE(end["firstIsKey"].asBool());
+        const std::vector<Json::Value> jumps = Events(result.out, "jump");
+        ASSERT_EQ(jumps.size(), late.lost > 0 ? 1u : 0u);
+        if (late.lost > 0) {
+            EXPECT_EQ(jumps[0]["from"], late.read == 0 ? Json::Value() : Json::Value(late.read - 1));
+            EXPECT_EQ(jumps[0]["to"], late.nextId);
+            EXPECT_EQ(jumps[0]["lost"], late.lost);
+        }
         TellWriter(m_keys.First());
         EXPECT_EQ(writer.Wait(), 0);
     }
@@ -138,56 +151,9 @@ TEST_F(FifoReadTest, LateJoinerHasAKeyFrameAtOnce)
     EXPECT_EQ(writer.Wait(), 0);
 }
 
-// Catches: a jump that is not told, a wrong count of lost frames, a reader that stays behind after it was
-// frozen.
-TEST_F(FifoReadTest, FrozenTailJumpsSaysSoAndGoesOn)
-{
-    FifoWriter writer(m_keys.First(), [](ShmStreamFifo& fifo, Channel& channel) {
-        AwaitReaders(fifo, 1);
-        for (int n = 0; n < 200; ++n) {
-            WriteTestFrame(fifo, n);
-            ::usleep(4000);
-            if (n == 20) {
-                channel.Send('F');
-                AwaitReaders(fifo, 2); // until it is frozen
-            }
-            if (n == 120) {
-                channel.Send('W');
-            }
-        }
-        ::usleep(SETTLE_US);
-    });
-    VxProcess tail({"fifo", "tail", Key(), "--once", "--json"});
-    ASSERT_EQ(writer.Receive(), 'F');
-    const VxResult result = FreezeAndFinish(tail, writer);
-    const std::vector<Json::Value> jumps = Events(result.out, "jump");
-    ASSERT_GE(jumps.size(), 1u);
-    EXPECT_GE(jumps[0]["lost"].asInt(), 80);
-    EXPECT_EQ(jumps[0]["to"].asInt() - jumps[0]["from"].asInt() - 1, jumps[0]["lost"].asInt());
-    const Json::Value end = Events(result.out, "end").at(0);
-    EXPECT_EQ(end["frames"].asInt() + end["lost"].asInt(), 200) << "every frame is read or counted as lost";
-    EXPECT_EQ(writer.Wait(), 0);
-}
-
-// Catches: --once that waits for ever, since a writer that was killed has cleared nothing.
-TEST_F(FifoReadTest, OnceEndsWhenTheWriterWasKilled)
-{
-    FifoWriter dead(m_keys.First(), [](ShmStreamFifo& fifo, Channel&) {
-        WriteTestFrame(fifo, 0);
-        Forever();
-    });
-    VxProcess tail({"fifo", "tail", Key(), "--once", "--from-key"});
-    VxProcess cat({"fifo", "cat", Key(), "--once"});
-    ASSERT_TRUE(tail.WaitForOutput("attached"));
-    ASSERT_TRUE(cat.WaitForOutput(TEST_PARAMETER_SETS));
-    dead.Kill(SIGKILL);
-    EXPECT_NE(tail.Finish(20000, 0).out.find("which was killed"), std::string::npos);
-    cat.Finish(20000, 0);
-    ExpectVx({"fifo", "rm", Key(), "--yes"});
-}
-
-// Catches: a tail that goes on looking at the segment of a writer that was killed and replaced.
-TEST_F(FifoReadTest, TailFollowsToTheNextWriter)
+// Catches: --once that waits for ever, since a writer that was killed has cleared nothing; a tail that goes on
+// looking at the segment of a writer that was killed and replaced.
+TEST_F(FifoReadTest, OnceEndsWithAKilledWriterAndTailGoesOnToTheNext)
 {
     const auto write = [](int n) {
         return [n](ShmStreamFifo& fifo, Channel&) {
@@ -196,14 +162,20 @@ TEST_F(FifoReadTest, TailFollowsToTheNextWriter)
             Forever();
         };
     };
-    FifoWriter dead(m_keys.First(), write(7));
+    FifoWriter dead(m_keys.First(), write(0));
+    VxProcess once({"fifo", "tail", Key(), "--once", "--from-key"});
+    VxProcess cat({"fifo", "cat", Key(), "--once"});
     VxProcess tail({"fifo", "tail", Key(), "-n2", "--json"});
-    ASSERT_TRUE(tail.WaitForOutput("280000")); // the timestamp of frame number 7
+    ASSERT_TRUE(once.WaitForOutput("attached"));
+    ASSERT_TRUE(cat.WaitForOutput(TEST_PARAMETER_SETS));
+    ASSERT_TRUE(tail.WaitForOutput("\"id\":0"));
     dead.Kill(SIGKILL);
+    EXPECT_NE(once.Finish(20000, 0).out.find("which was killed"), std::string::npos);
+    cat.Finish(20000, 0);
     FifoWriter next(m_keys.First(), write(8));
     const VxResult result = tail.Finish(20000, 0);
     EXPECT_EQ(Events(result.out, "attached").size(), 2u);
-    EXPECT_NE(result.out.find("320000"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("320000"), std::string::npos) << result.out; // the time stamp of frame number 8
     next.Kill(SIGKILL);
     ExpectVx({"fifo", "rm", Key(), "--yes"});
 }

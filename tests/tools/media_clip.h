@@ -56,6 +56,14 @@ inline std::string PacketTimes(const std::string& path, const std::string& track
                  " | grep . | tr , ' '"); // a packet with side data is followed by an empty line
 }
 
+/// How many packets a track has.
+inline int PacketCount(const std::string& path, const std::string& track)
+{
+    return std::atoi(Shell("ffprobe -v error -count_packets -select_streams " + track +
+                           " -show_entries stream=nb_read_packets -of csv=p=0 " + path)
+                         .c_str());
+}
+
 /// Whatever a decoder has to complain of in a file; that it is too short to tell its rate is no complaint.
 inline std::string DecodeComplaints(const std::string& path)
 {

@@ -51,8 +51,7 @@ TEST(SegmentFilesTest, NoNameIsUsedTwice)
 {
     const TempRoot root;
     const std::string folder = root.Path().string();
-    const long long wallSec =
-        1793512800; // 2026-11-01 06:00:00 UTC, when clocks in Chicago read 1:00 once more
+    const long long wallSec = 1793512800; // 2026-11-01 06:00 UTC: clocks in Chicago read 1:00 once more
     std::string paths[4];
     for (int i = 0; i < 4; ++i) {
         int fd = -1;

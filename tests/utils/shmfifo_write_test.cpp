@@ -11,29 +11,20 @@ static int ByteOf(const DataEntry* pEntry, std::size_t at)
 
 class ShmFifoWriteTest : public ShmFifoFixture {};
 
-// Catches: a refused call that leaves segments, or touches somebody's.
-TEST_F(ShmFifoWriteTest, ImpossibleFifoIsRefusedWithoutATrace)
+// Catches: a refused call that leaves segments; limits that are applied to the wrong number, and a header that promises
+// what was not made.
+TEST_F(ShmFifoWriteTest, SlotsAreMadeWithinTheLimitsOrNotAtAll)
 {
     EXPECT_EQ(m_handler.GetStreamFifo(-1, 1000, 10), nullptr);
     EXPECT_EQ(m_handler.GetStreamFifo(m_keys.First(), 0, 10), nullptr);
     EXPECT_EQ(m_keys.Used(false), 0);
-}
-
-// Catches: limits that are applied to the wrong number, and a header that promises what was not made.
-TEST_F(ShmFifoWriteTest, SlotsAreMadeWithinTheLimits)
-{
-    const struct {
-        int entrySize;
-        int fifoCnt;
-        int capacity;
-        int slots;
-    } cases[] = {{10, 5, 10, 10}, {10, 50, 10, 30}, {0x800000, 10, 0x400000, 10}};
-    for (const auto& made : cases) {
-        Make(made.entrySize, made.fifoCnt);
-        EXPECT_EQ(m_pFifo->GetFifoCnt(), made.slots);
-        EXPECT_EQ(m_keys.Used(false), made.slots + 1);
-        EXPECT_EQ(Look()[0].capacity, made.capacity);
-        EXPECT_EQ(Look()[static_cast<std::size_t>(made.slots) - 1].id, SHM_FIFO_NO_FRAME_ID);
+    const int cases[][4] = {{10, 5, 10, 10}, {10, 50, 10, 30}, {0x800000, 10, 0x400000, 10}};
+    for (const auto& [entrySize, fifoCnt, capacity, slots] : cases) {
+        Make(entrySize, fifoCnt);
+        EXPECT_EQ(m_pFifo->GetFifoCnt(), slots);
+        EXPECT_EQ(m_keys.Used(false), slots + 1);
+        EXPECT_EQ(Look()[0].capacity, capacity);
+        EXPECT_EQ(Look()[static_cast<std::size_t>(slots) - 1].id, SHM_FIFO_NO_FRAME_ID);
     }
 }
 
@@ -54,18 +45,20 @@ TEST_F(ShmFifoWriteTest, SegmentsHaveTheirKeysModesAndLengths)
     ::shmdt(pEntry);
 }
 
-// Catches: a field of a frame at another place, or of another width.
-TEST_F(ShmFifoWriteTest, FrameIsFoundByteForByte)
+// Catches: a field of a frame at another place, or of another width; an ID beyond the last one, or left out.
+TEST_F(ShmFifoWriteTest, FrameIsFoundByteForByteAndIdsStartAgain)
 {
     Make(1000, 10);
     unsigned char bytes[] = {0xAA, 0xBB, 0xCC};
-    Poke("m_nextId", 77);
+    Poke("m_nextId", SHM_FIFO_MAX_FRAME_ID);
     ASSERT_EQ(m_pFifo->WriteData(bytes, 3, 0x1122334455667788, MEDIA_ES_AUDIO, 0x84, 6), 0);
     const void* const pEntry = ::shmat(::shmget(m_keys.First() + 1, 0, 0), nullptr, SHM_RDONLY);
-    const std::int32_t expected[] = {0,          3,          1000,           77,      6, 0x84,
-                                     0x55667788, 0x11223344, MEDIA_ES_AUDIO, 0xCCBBAA};
+    const std::int32_t expected[] = {0,    3,          1000,       10000,          6,
+                                     0x84, 0x55667788, 0x11223344, MEDIA_ES_AUDIO, 0xCCBBAA};
     EXPECT_EQ(std::memcmp(pEntry, expected, sizeof(expected)), 0);
     ::shmdt(pEntry);
+    Write(FRAME_P);
+    EXPECT_EQ(Look()[1].id, 0);
 }
 
 // Catches: a key that a failed creation used up is used again, or leaves a gap in the slots; a resize that
@@ -148,7 +141,6 @@ TEST_F(ShmFifoWriteTest, HeldSlotIsTakenByForceInTheFifthPass)
     EXPECT_FALSE(m_pFifo->IsIntact(pHeld, 0)) << "overwritten from now on, under the old ID";
     m_pFifo->TryStopWrite(pForced, 0, MEDIA_ES_VIDEO, FRAME_P, 1);
 
-    FrameBuffer other;
     Slots otherTable = Look();
     ASSERT_NE(m_pFifo->ReadNext(SHM_FIFO_NO_FRAME_ID, otherTable.data()), nullptr);
     EXPECT_EQ(MarkOf(0), 1U);
@@ -196,9 +188,11 @@ TEST_F(ShmFifoWriteTest, LargeFrameMakesItsSlotAnew)
     EXPECT_EQ(Look()[0].generation, 2);
     EXPECT_EQ(Look()[0].capacity, 5000);
     m_pFifo->ReadFinish(pOld, false, table.data());
+    const int attached = IpcKeys::Attached();
     DataEntry* const pNew = m_pFifo->ReadLatest(SHM_FIFO_NO_FRAME_ID, table.data());
     ASSERT_NE(pNew, nullptr);
     EXPECT_EQ(ByteOf(pNew, 4999), 9);
+    EXPECT_EQ(IpcKeys::Attached(), attached) << "the new segment in place of the old one";
     m_pFifo->ReadFinish(pNew, false, table.data());
     m_pFifo->StopRead(table.data());
 }
@@ -223,17 +217,6 @@ TEST_F(ShmFifoWriteTest, RefusedFrameLeavesNoMark)
     }
     EXPECT_EQ(m_pFifo->GetReadableEntryIdx(SHM_FIFO_NO_FRAME_ID), -1) << "nothing has been published";
     EXPECT_EQ(Write(FRAME_P, SHM_FIFO_MAX_ENTRY_SIZE - 1), 0);
-}
-
-// Catches: an ID beyond the last one, or one that is left out.
-TEST_F(ShmFifoWriteTest, IdsStartAgainAfterTheLast)
-{
-    Make();
-    Poke("m_nextId", SHM_FIFO_MAX_FRAME_ID);
-    Write(FRAME_P);
-    Write(FRAME_P);
-    EXPECT_EQ(Look()[0].id, SHM_FIFO_MAX_FRAME_ID);
-    EXPECT_EQ(Look()[1].id, 0);
 }
 
 // Catches: a name or a block that runs over its field, and a size that says more than was stored.

@@ -4,7 +4,6 @@
 
 #include "package/shmcommoncfg.h"
 #include "shmfifo_fixture.h"
-#include "support/child_process.h"
 #include "support/fake_clock.h"
 
 class ShmFifoReaderTest : public ShmFifoFixture {
@@ -72,33 +71,6 @@ TEST_F(ShmFifoReaderTest, OnlyAHeaderOfThisBuildIsAttached)
     EXPECT_TRUE(m_reader.IsClose());
     EXPECT_FALSE(ReadOne());
     EXPECT_EQ(IpcKeys::Attached(), 0);
-}
-
-// Catches: frames that do not survive the way into another process, and attachments that pile up.
-TEST_F(ShmFifoReaderTest, FramesCrossProcessesAndTheEndIsSeen)
-{
-    Make();
-    ChildProcess child([&](const Channel& toParent) {
-        const bool attached = m_reader.Init(m_keys.First(), true) == 0;
-        toParent.Send(attached ? 'a' : 'x');
-        for (int i = 0; i < 2000 && !m_reader.IsClose(); ++i) {
-            if (ReadOne()) {
-                toParent.Send('r');
-            }
-            ::usleep(1000);
-        }
-        const int mappings = IpcKeys::Attached();
-        m_reader.Free();
-        const int left = IpcKeys::Attached() - mappings + 1 + 2; // header and two slots
-        return m_got == "0:11 1:12 " && left == 0 ? 0 : 1;
-    });
-    ASSERT_EQ(child.Receive(), 'a');
-    Write(FRAME_I, 200, 11);
-    ASSERT_EQ(child.Receive(), 'r');
-    Write(FRAME_P, 4000, 12); // grows
-    ASSERT_EQ(child.Receive(), 'r');
-    m_handler.FreeMem();
-    EXPECT_EQ(child.Wait(), 0);
 }
 
 // Catches: a time-out that starts too early, never, or is not reset by a frame; a same key that loses the
