@@ -1,52 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// tests/actionrule/actrulekill_test.cpp - a process killed between any two statements of an operation on rules,
-// and two processes that edit one rule.
-#include <dlfcn.h>
-#include <sqlite3.h>
-
+// tests/actionrule/actrulekill_test.cpp - a process killed at any change that an operation on rules makes to a
+// file, and two processes that edit one rule.
 #include <random>
 
 #include "actrulehistory.h"
 #include "package/homemode.h"
 #include "rule_samples.h"
-#include "support/child_process.h"
+#include "support/kill_loop.h"
 #include "support/sql.h"
 #include "support/temp_root.h"
-
-namespace {
-
-int g_stepsLeft = -1; // until this process is killed; -1: never
-
-void CountStep()
-{
-    if (g_stepsLeft >= 0 && g_stepsLeft-- == 0) {
-        ::raise(SIGKILL);
-    }
-}
-
-template <typename Function>
-Function* Real(const char* name)
-{
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
-
-} // namespace
-
-// These two stand before the database's own: every statement of the library comes through one of them.
-extern "C" int sqlite3_step(sqlite3_stmt* pStmt)
-{
-    static auto* const real = Real<int(sqlite3_stmt*)>("sqlite3_step");
-    CountStep();
-    return real(pStmt);
-}
-
-extern "C" int sqlite3_exec(sqlite3* pDb, const char* sql, int (*callback)(void*, int, char**, char**),
-                            void* pArg, char** pError)
-{
-    static auto* const real = Real<decltype(sqlite3_exec)>("sqlite3_exec");
-    CountStep();
-    return real(pDb, sql, callback, pArg, pError);
-}
 
 namespace {
 
@@ -104,24 +66,6 @@ struct Operation {
     const char* prepared = "SELECT 1"; ///< what the system's database is told before
 };
 
-/// A package root with a copy of the databases of another one.
-class CopiedRoot {
-public:
-    CopiedRoot(const std::filesystem::path& source, const Operation& operation)
-    {
-        std::filesystem::copy(source, m_root.Path(), std::filesystem::copy_options::recursive);
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_root.Path())) {
-            if (entry.path().extension() == ".db-shm") {
-                std::filesystem::remove(entry.path()); // made anew from the journal
-            }
-        }
-        Sql(operation.prepared);
-    }
-
-private:
-    TempRoot m_root;
-};
-
 const Operation OPERATIONS[] = {
     {"add",
      [] {
@@ -172,17 +116,20 @@ const Operation OPERATIONS[] = {
      }},
 };
 
-/// Runs an operation in a child that is killed before its n-th step. @return whether it came to its end
-bool RunKilled(const Operation& operation, int n)
+int Prepare(const Operation& operation)
 {
-    ChildProcess child([&](Channel&) {
-        Dump(); // opens the databases, so that only the operation's own steps count
-        g_stepsLeft = n;
-        return operation.run() == 0 ? 0 : 1;
-    });
-    const int code = child.Wait();
-    EXPECT_NE(code, 1) << operation.what << " fails";
-    return code == 0;
+    Fill();
+    Sql(operation.prepared);
+    return 0;
+}
+
+/// Every row, before an operation or behind it.
+std::string Rows(const Operation& operation, bool isDone)
+{
+    const TempRoot root;
+    Prepare(operation);
+    EXPECT_TRUE(!isDone || operation.run() == 0) << operation.what;
+    return Dump();
 }
 
 /// How many events no rule names, and how many groups.
@@ -197,31 +144,22 @@ std::string Orphans()
 } // namespace
 
 // Catches: half a group, an event nobody names, a key or a home-mode entry of a rule that is gone: whatever remains
-// of an operation whose process dies between two of its statements.
+// of an operation whose process dies on the way.
 TEST(ActRuleKillTest, EveryOperationIsWholeOrNotAtAll)
 {
-    TempRoot root;
-    Fill();
     for (const Operation& operation : OPERATIONS) {
-        std::string before;
-        std::string after;
-        {
-            const CopiedRoot copy(root.Path(), operation);
-            before = Dump();
-            EXPECT_TRUE(RunKilled(operation, 1'000'000));
-            after = Dump();
-            EXPECT_NE(after, before) << operation.what;
-        }
-        int kills = 0;
-        for (bool isDone = false; !isDone; ++kills) {
-            const CopiedRoot copy(root.Path(), operation);
-            isDone = RunKilled(operation, kills);
+        const std::string before = Rows(operation, false);
+        const std::string after = Rows(operation, true);
+        EXPECT_NE(after, before) << operation.what;
+        const TempRoot root;
+        const auto judge = [&] {
             const std::string now = Dump();
-            EXPECT_TRUE(now == before || now == after) << operation.what << ", step " << kills << ":\n"
-                                                       << now;
-            ASSERT_LT(kills, 500);
-        }
-        EXPECT_GT(kills, 2) << operation.what << ": nothing was killed";
+            return now == before || now == after ? "" : operation.what + (":\n" + now);
+        };
+        EXPECT_GT(KillAtEachPoint(
+                      root.Path(), [&] { return Prepare(operation); }, operation.run, judge),
+                  2)
+            << operation.what << ": nothing was killed";
     }
 }
 

@@ -230,21 +230,15 @@ TEST_F(ActRuleUtilsTest, ListedRulesHaveTheirEventsAndDevices)
 // Every way to spread up to four rules over groups and every choice of those that go, against the obvious answer.
 TEST_F(ActRuleUtilsTest, DeletionLeavesExactlyWhatIsUsed)
 {
-    for (int shape = 0; shape < 4 * 4 * 4; ++shape) {
-        const int groupOf[] = {0, shape % 4, shape / 4 % 4, shape / 16};
-        int begun = 0; // a shape counts once: its groups are numbered as their first rules come
-        for (const int group : groupOf) {
-            begun = group < begun ? begun : (group == begun ? begun + 1 : 99);
-        }
-        if (begun >= 99) {
-            continue;
-        }
+    for (const std::string shape :
+         {"0000", "0001", "0010", "0100", "0111", "0011", "0101", "0110", "0012", "0102", "0120", "0112",
+          "0121", "0122", "0123"}) { // the group of each rule
         for (unsigned goes = 0; goes < 16; ++goes) {
             ActionRule groups[4];
             std::string deleted = "0";
             std::set<int> staying[2]; // groups; rules
             for (int i = 0; i < 4; ++i) {
-                ActionRule& group = groups[groupOf[i]];
+                ActionRule& group = groups[shape[static_cast<std::size_t>(i)] - '0'];
                 ActionRule rule;
                 rule.SetMultiRuleId(group.GetMultiRuleId());
                 rule.SetMultiEvtIds(group.GetMultiEvtIds()); // one event set, several actions
