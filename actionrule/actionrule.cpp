@@ -21,13 +21,6 @@ struct ActionRuleFields {
 
 namespace {
 
-constexpr const char* ID_COLUMN = "id";
-
-bool IsIdColumn(const char* column) noexcept
-{
-    return std::string_view(column) == ID_COLUMN;
-}
-
 std::string ReadEvents(const Json::Value& json, std::vector<ActionRuleEvent>& events)
 {
     if (!json.isArray()) {
@@ -84,7 +77,7 @@ int ruledb::InsertRow(const Place& place, const std::string& sql, int& id) noexc
         VX_RULE_LOG_AT(place, "Failed to get id.\n");
         return -1;
     }
-    id = static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, ID_COLUMN));
+    id = static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, rulefield::ID_COLUMN));
     return 0;
 }
 
@@ -168,14 +161,7 @@ int ruledb::RuleReader::Read(ActionRule& rule, unsigned int row)
 
 std::string ActionRule::strSqlInsert() const
 try {
-    VxDB::SqlBuilder::Insert insert(gszTableActionRule);
-    ActionRuleFields::ForEach(*this, [&](const auto& field, const char* column) {
-        if (!IsIdColumn(column)) {
-            rulefield::Write(insert, column, field);
-        }
-    });
-    insert.m_returning << ID_COLUMN;
-    return insert.Expr().str();
+    return rulefield::InsertSql<ActionRuleFields>(gszTableActionRule, *this);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d] has no statement: %s.\n", m_id, error.what());
     return {};
@@ -183,14 +169,7 @@ try {
 
 std::string ActionRule::strSqlUpdate() const
 try {
-    VxDB::SqlBuilder::Update update(gszTableActionRule, ID_COLUMN);
-    ActionRuleFields::ForEach(*this, [&](const auto& field, const char* column) {
-        if (!IsIdColumn(column)) {
-            rulefield::Write(update, column, field);
-        }
-    });
-    update.SetupId(m_id);
-    return update.Expr().str();
+    return rulefield::UpdateSql<ActionRuleFields>(gszTableActionRule, *this);
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Rule [%d] has no statement: %s.\n", m_id, error.what());
     return {};
@@ -212,9 +191,7 @@ try {
 
 Json::Value ActionRule::GetJson() const
 {
-    Json::Value json(Json::objectValue);
-    ActionRuleFields::ForEach(
-        *this, [&](const auto& field, const char* column) { json[column] = rulefield::ToJson(field); });
+    Json::Value json = rulefield::RecordToJson<ActionRuleFields>(*this);
     Json::Value& events = json["events"] = Json::Value(Json::arrayValue);
     for (const ActionRuleEvent& event : m_evtList) {
         events.append(event.GetJson());
@@ -225,12 +202,7 @@ Json::Value ActionRule::GetJson() const
 int ActionRule::SetByJson(const Json::Value& json, std::string* pError) noexcept
 try {
     ActionRule changed = *this;
-    std::string error = json.isObject() ? "" : "a rule is a JSON object";
-    ActionRuleFields::ForEach(changed, [&](auto& field, const char* column) {
-        if (error.empty()) {
-            rulefield::SetMember(field, json, column, error);
-        }
-    });
+    std::string error = rulefield::SetFields<ActionRuleFields>(changed, json, "a rule");
     if (error.empty() && json.isMember("events")) {
         std::vector<ActionRuleEvent> events;
         error = ReadEvents(json["events"], events);

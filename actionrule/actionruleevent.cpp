@@ -26,17 +26,6 @@ struct ActionRuleEventFields {
     }
 };
 
-namespace {
-
-constexpr const char* ID_COLUMN = "id";
-
-bool IsIdColumn(const char* column) noexcept
-{
-    return std::string_view(column) == ID_COLUMN;
-}
-
-} // namespace
-
 int ActionRuleEvent::PutRowIntoObj(DBResult_tag* result, unsigned int row) noexcept
 try {
     return ruledb::EventReader(result).Read(*this, row);
@@ -65,26 +54,12 @@ int ruledb::EventReader::Read(ActionRuleEvent& event, unsigned int row)
 
 std::string ActionRuleEvent::strSqlInsert() const
 {
-    VxDB::SqlBuilder::Insert insert(gszTableActionRuleEvent);
-    ActionRuleEventFields::ForEach(*this, [&](const auto& field, const char* column) {
-        if (!IsIdColumn(column)) {
-            rulefield::Write(insert, column, field);
-        }
-    });
-    insert.m_returning << ID_COLUMN;
-    return insert.Expr().str();
+    return rulefield::InsertSql<ActionRuleEventFields>(gszTableActionRuleEvent, *this);
 }
 
 std::string ActionRuleEvent::strSqlUpdate() const
 {
-    VxDB::SqlBuilder::Update update(gszTableActionRuleEvent, ID_COLUMN);
-    ActionRuleEventFields::ForEach(*this, [&](const auto& field, const char* column) {
-        if (!IsIdColumn(column)) {
-            rulefield::Write(update, column, field);
-        }
-    });
-    update.SetupId(m_id);
-    return update.Expr().str();
+    return rulefield::UpdateSql<ActionRuleEventFields>(gszTableActionRuleEvent, *this);
 }
 
 int ActionRuleEvent::Save() noexcept
@@ -98,21 +73,13 @@ try {
 
 Json::Value ActionRuleEvent::GetJson() const
 {
-    Json::Value json(Json::objectValue);
-    ActionRuleEventFields::ForEach(
-        *this, [&](const auto& field, const char* column) { json[column] = rulefield::ToJson(field); });
-    return json;
+    return rulefield::RecordToJson<ActionRuleEventFields>(*this);
 }
 
 int ActionRuleEvent::SetByJson(const Json::Value& json, std::string* pError) noexcept
 try {
     ActionRuleEvent changed = *this;
-    std::string error = json.isObject() ? "" : "an event is a JSON object";
-    ActionRuleEventFields::ForEach(changed, [&](auto& field, const char* column) {
-        if (error.empty()) {
-            rulefield::SetMember(field, json, column, error);
-        }
-    });
+    std::string error = rulefield::SetFields<ActionRuleEventFields>(changed, json, "an event");
     if (error.empty()) {
         *this = std::move(changed);
         return 0;

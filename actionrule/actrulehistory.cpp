@@ -2,8 +2,6 @@
 // actionrule/actrulehistory.cpp - the history of what fired, on its table.
 #include "actrulehistory.h"
 
-#include <cstdlib>
-
 #include "package/db.h"
 #include "package/idtext.h"
 #include "package/monoclock.h"
@@ -26,12 +24,6 @@ Vx_LOG_LEVEL LevelOf(RULE_ACT_STATUS status) noexcept
     default:
         return Vx_LOG_LEVEL_INFO;
     }
-}
-
-long long FieldNumber(DBResult_tag* result, unsigned int row, const char* column) noexcept
-{
-    const char* const text = VxDBFetchField(result, row, column);
-    return text != nullptr ? std::strtoll(text, nullptr, 10) : 0;
 }
 
 int Change(const ruledb::Place& place, const std::string& sql) noexcept
@@ -62,12 +54,12 @@ RuleHistory::RuleHistory(const ActionRule& rule, RULE_ACT_STATUS status)
 void RuleHistory::PutRowIntoObj(DBResult_tag* result, unsigned int row)
 {
     const std::string_view name = VxDB::FetchFieldText(result, row, "rule_name");
-    m_id = static_cast<int>(FieldNumber(result, row, "id"));
-    m_level = static_cast<Vx_LOG_LEVEL>(FieldNumber(result, row, "level"));
-    m_timestamp = static_cast<std::time_t>(FieldNumber(result, row, "timestamp"));
+    m_id = static_cast<int>(VxDB::FetchFieldAsNumber(result, row, "id"));
+    m_level = static_cast<Vx_LOG_LEVEL>(VxDB::FetchFieldAsNumber(result, row, "level"));
+    m_timestamp = static_cast<std::time_t>(VxDB::FetchFieldAsNumber(result, row, "timestamp"));
     m_ruleName.assign(name.data() != nullptr ? name : std::string_view());
-    m_ruleType = static_cast<VxRULE_TYPE>(FieldNumber(result, row, "rule_type"));
-    m_actStat = static_cast<RULE_ACT_STATUS>(FieldNumber(result, row, "act_status"));
+    m_ruleType = static_cast<VxRULE_TYPE>(VxDB::FetchFieldAsNumber(result, row, "rule_type"));
+    m_actStat = static_cast<RULE_ACT_STATUS>(VxDB::FetchFieldAsNumber(result, row, "act_status"));
 }
 
 std::string RuleHistory::strSqlInsert() const
@@ -95,7 +87,7 @@ try {
         VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to get result [%s].\n", sql.c_str());
         return -1;
     }
-    m_id = static_cast<int>(FieldNumber(rows.Get(), row, "id"));
+    m_id = static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, "id"));
     return 0;
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to save a line of history [%s].\n", error.what());
@@ -157,7 +149,7 @@ try {
     if (Read(VX_RULE_HERE, sql, rows) != 0) {
         return -1;
     }
-    return rows.Next(row) ? static_cast<int>(FieldNumber(rows.Get(), row, "count")) : 0;
+    return rows.Next(row) ? static_cast<int>(VxDB::FetchFieldAsNumber(rows.Get(), row, "count")) : 0;
 } catch (const std::exception& error) {
     VX_LOG(LOG_CATEG_IO_MODULE, LOG_LEVEL_ERR, "Failed to count history [%s].\n", error.what());
     return -1;

@@ -154,6 +154,38 @@ void Write(Builder& builder, const char* column, const RuleSchedule& field)
     builder.Field(column, VxDB::Value(field.Text()));
 }
 
+inline constexpr const char* ID_COLUMN = "id";
+
+/// Writes every column but the id. Fields: see ActionRuleFields.
+template <typename Fields, typename Record, typename Builder>
+void WriteColumns(const Record& record, Builder& builder)
+{
+    Fields::ForEach(record, [&](const auto& field, const char* column) {
+        if (std::string_view(column) != ID_COLUMN) {
+            Write(builder, column, field);
+        }
+    });
+}
+
+/// The statement that stores a new row and returns its id.
+template <typename Fields, typename Record>
+std::string InsertSql(const char* table, const Record& record)
+{
+    VxDB::SqlBuilder::Insert insert(table);
+    WriteColumns<Fields>(record, insert);
+    insert.m_returning << ID_COLUMN;
+    return insert.Expr().str();
+}
+
+template <typename Fields, typename Record>
+std::string UpdateSql(const char* table, const Record& record)
+{
+    VxDB::SqlBuilder::Update update(table, ID_COLUMN);
+    WriteColumns<Fields>(record, update);
+    update.SetupId(record.GetId());
+    return update.Expr().str();
+}
+
 // ---- to JSON
 
 template <Number T>
@@ -192,6 +224,14 @@ inline Json::Value ToJson(const std::map<int, int>& field)
         map[std::to_string(id)] = value;
     }
     return map;
+}
+
+template <typename Fields, typename Record>
+Json::Value RecordToJson(const Record& record)
+{
+    Json::Value json(Json::objectValue);
+    Fields::ForEach(record, [&](const auto& field, const char* column) { json[column] = ToJson(field); });
+    return json;
 }
 
 // ---- from JSON. @return what is wrong; empty when the field is set, unchanged otherwise
@@ -285,6 +325,20 @@ bool SetMember(T& field, const Json::Value& json, const char* column, std::strin
         error = std::string("field \"") + column + "\" " + wrong;
     }
     return wrong.empty();
+}
+
+/// Sets every field that the object has. @param what  "a rule", for the complaint about another kind of JSON
+/// @return what is wrong with the first field that cannot be set; those before it are set then
+template <typename Fields, typename Record>
+std::string SetFields(Record& record, const Json::Value& json, const std::string& what)
+{
+    std::string error = json.isObject() ? "" : what + " is a JSON object";
+    Fields::ForEach(record, [&](auto& field, const char* column) {
+        if (error.empty()) {
+            SetMember(field, json, column, error);
+        }
+    });
+    return error;
 }
 
 } // namespace rulefield

@@ -16,8 +16,8 @@
 #include "nouns.h"
 #include "numbers.h"
 #include "package/idtext.h"
-#include "rule_common.h"
 #include "table.h"
+#include "time_text.h"
 #include "webhook_common.h"
 
 namespace {

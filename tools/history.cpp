@@ -15,8 +15,8 @@
 #include "package/dbrows.h"
 #include "package/idtext.h"
 #include "package/monoclock.h"
-#include "rule_common.h"
 #include "table.h"
+#include "time_text.h"
 #include "webhook_common.h"
 
 namespace {
@@ -32,16 +32,6 @@ struct Options {
     bool dryRun = false;
     bool json = false;
 };
-
-std::string TimeText(std::time_t time)
-{
-    char text[32] = "";
-    tm local{};
-    if (::localtime_r(&time, &local) != nullptr) {
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    }
-    return text;
-}
 
 const char* LevelText(Vx_LOG_LEVEL level) noexcept
 {
@@ -75,8 +65,9 @@ void List(const Options& options)
         json["rule_name"] = line.GetRuleName();
         json["rule_type"] = static_cast<int>(line.GetRuleType());
         json["act_status"] = static_cast<int>(line.GetActStat());
-        table.AddRow({std::to_string(line.GetId()), TimeText(line.GetTimeStamp()), LevelText(line.GetLevel()),
-                      std::to_string(line.GetActStat()), Printable(line.GetRuleName())});
+        table.AddRow({std::to_string(line.GetId()), LocalTimeText(line.GetTimeStamp()),
+                      LevelText(line.GetLevel()), std::to_string(line.GetActStat()),
+                      Printable(line.GetRuleName())});
     }
     if (options.json) {
         Json::Value json(Json::objectValue);

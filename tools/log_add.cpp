@@ -15,6 +15,7 @@
 #include "package/userlog.h"
 #include "rule_common.h"
 #include "table.h"
+#include "time_text.h"
 #include "vxdb.h"
 #include "vxlogrotate.h"
 

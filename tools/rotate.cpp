@@ -9,6 +9,7 @@
 #include "nouns.h"
 #include "package/recsweep.h"
 #include "rotate_common.h"
+#include "time_text.h"
 #include "webhook_common.h"
 
 bool IsVolumeOfTarget(const RotateTarget& target, std::string& why)
@@ -70,13 +71,7 @@ std::string VolumeText(const VolumeNeed& need)
 
 std::string RotateTimeText(long long time)
 {
-    char text[32] = "-";
-    const auto seconds = static_cast<std::time_t>(time);
-    tm local{};
-    if (time > 0 && ::localtime_r(&seconds, &local) != nullptr) {
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    }
-    return text;
+    return time > 0 ? LocalTimeText(static_cast<std::time_t>(time)) : "-";
 }
 
 void AddRotateNoun(CLI::App& vx)

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// tools/rule_common.cpp - finding rules, reading JSON and times.
+// tools/rule_common.cpp - finding rules, reading JSON.
 #include "rule_common.h"
 
 #include <pwd.h>
 #include <unistd.h>
 
-#include <charconv>
-#include <cstdlib>
 #include <set>
 
 #include "actruleutils.h"
@@ -15,7 +13,6 @@
 #include "package/db.h"
 #include "package/idtext.h"
 #include "package/json.h"
-#include "package/monoclock.h"
 #include "webhook_common.h"
 
 namespace {
@@ -120,38 +117,6 @@ Json::Value ReadJsonFile(std::string_view verb, const std::string& path)
         Fail(EXIT_USAGE, verb, "{}: not JSON: {}", path, error);
     }
     return json;
-}
-
-std::time_t ParseTimeText(const std::string& text) noexcept
-{
-    if (text == "now") {
-        return GetWallTimeSec();
-    }
-    long long number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error == std::errc() && end == text.data() + text.size() && number >= 0) {
-        return static_cast<std::time_t>(number);
-    }
-    for (const char* const format :
-         {"%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M"}) {
-        tm local{};
-        local.tm_isdst = -1;
-        const char* const rest = ::strptime(text.c_str(), format, &local);
-        if (rest != nullptr && *rest == '\0') {
-            return std::mktime(&local);
-        }
-    }
-    return -1;
-}
-
-std::time_t ParseTime(std::string_view verb, const std::string& text)
-{
-    const std::time_t time = ParseTimeText(text);
-    if (time < 0) {
-        Fail(EXIT_USAGE, verb, "time [{}]: \"2026-11-21 08:30\", seconds since 1970 or \"now\" is expected",
-             text);
-    }
-    return time;
 }
 
 std::string OperatorName()

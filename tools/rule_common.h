@@ -4,7 +4,6 @@
 
 #include <json/value.h>
 
-#include <ctime>
 #include <list>
 #include <string>
 #include <string_view>
@@ -29,11 +28,6 @@ std::string UnknownField(const Json::Value& json);
 
 /// All JSON of a file, "-" for standard input; ends the verb when it cannot be read or is no JSON.
 Json::Value ReadJsonFile(std::string_view verb, const std::string& path);
-
-/// "2026-11-21 08:30", "...:15" in local time, "now", or seconds since 1970; ends the verb for another text.
-std::time_t ParseTime(std::string_view verb, const std::string& text);
-/// The same, or -1 for a text of another form.
-std::time_t ParseTimeText(const std::string& text) noexcept;
 
 /// The user that the user log names.
 std::string OperatorName();

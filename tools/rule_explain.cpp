@@ -11,6 +11,7 @@
 #include "rule_common.h"
 #include "sensor_events.h"
 #include "table.h"
+#include "time_text.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "package/json.h"
-#include "rule_common.h"
+#include "time_text.h"
 
 namespace {
 

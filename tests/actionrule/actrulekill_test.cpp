@@ -156,7 +156,7 @@ TEST(ActRuleKillTest, EveryOperationIsWholeOrNotAtAll)
             const std::string now = Dump();
             return now == before || now == after ? "" : operation.what + (":\n" + now);
         };
-        EXPECT_GT(KillAtEachPoint(
+        ASSERT_GT(KillAtEachPoint(
                       root.Path(), [&] { return Prepare(operation); }, operation.run, judge),
                   2)
             << operation.what << ": nothing was killed";
