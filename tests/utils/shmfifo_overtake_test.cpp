@@ -95,20 +95,15 @@ TEST_F(ShmFifoOvertakeTest, PassingWriterDoesNotDisturbACopy)
     EXPECT_EQ(MarkOf(0), 0x40000000U);
 }
 
-// Catches: a copy of two frames that is taken for one, while the writer is at it (the ID is still the old
-// one).
-TEST_F(ShmFifoOvertakeTest, CopyIsRefusedWhileTheSlotIsOverwritten)
+// Catches: a copy of two frames that is taken for one: while the writer is at it (the ID is still the old one), or when
+// the new frame is complete and somebody else reads it (the slot is held, but not by us).
+TEST_F(ShmFifoOvertakeTest, CopyIsRefusedOnceTheSlotIsOverwritten)
 {
     EXPECT_EQ(CopyWith([&] { Overwrite(); }), -1);
     EXPECT_EQ(MarkOf(0), 0x10000000U);
-    m_pFifo->TryStopWrite(m_pHalf, 1, MEDIA_ES_VIDEO, FRAME_P, 1);
+    m_pFifo->TryStopWrite(m_pHalf, 1, MEDIA_ES_VIDEO, FRAME_I, 1);
     EXPECT_EQ(MarkOf(0), 0U);
-}
 
-// Catches: the same when the new frame is complete and somebody else reads it: the slot is held, but not by
-// us.
-TEST_F(ShmFifoOvertakeTest, CopyIsRefusedAfterTheSlotWasOverwritten)
-{
     Slots other = Look();
     DataEntry* pOther = nullptr;
     EXPECT_EQ(CopyWith([&] {

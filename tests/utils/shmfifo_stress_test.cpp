@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/utils/shmfifo_stress_test.cpp - a writer and eight readers, killed and stopped at random: no frame
 // that a reader was given differs from what was written.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -197,32 +198,21 @@ TEST_F(ShmFifoStressTest, NoReaderAcceptsATornFrame)
     while (
         (m_tally->accepted < wantedReads || m_tally->written < wantedReads / 20 || Clock::now() < enough) &&
         m_tally->torn == 0 && Clock::now() < deadline) {
-        switch (m_random() % 50) {
-        case 0:
+        const unsigned what = m_random() % 50;
+        if (what == 0) {
             writer->Kill(SIGKILL);
             writer = NewWriter();
             ASSERT_EQ(writer->Receive(), 'W');
-            break;
-        case 1:
-        case 2:
-        case 3:
-        case 4:
+        } else if (what < 5) {
             readers[m_random() % READERS] = NewReader();
-            break;
-        case 5:
+        } else if (what == 5) {
             writer->Signal(SIGSTOP);
             ::usleep(m_random() % 3000);
             writer->Signal(SIGCONT);
-            break;
-        default:
-            for (const Child& reader :
-                 readers) { // wherever each is; the writer goes on, up to taking slots by force
-                reader->Signal(SIGSTOP);
-            }
+        } else { // wherever each reader is; the writer goes on, up to taking slots by force
+            std::for_each(readers.begin(), readers.end(), [](const Child& each) { each->Signal(SIGSTOP); });
             ::usleep(m_random() % 5000);
-            for (const Child& reader : readers) {
-                reader->Signal(SIGCONT);
-            }
+            std::for_each(readers.begin(), readers.end(), [](const Child& each) { each->Signal(SIGCONT); });
             ::usleep(m_random() % 1000);
         }
     }

@@ -130,35 +130,33 @@ TEST_F(ShmFifoReaderTest, PackageCanHoldFramesBack)
 TEST_F(ShmFifoReaderTest, FormatIsReadFromTheHeader)
 {
     const struct {
-        const char* what;
         bool video;
         const char* codec;
-        const char* extra;
-        int extraSize;
+        int width; ///< of the pictures, as its writer says
+        std::string extra;
         int result;
         const char* log;
         std::uint32_t codecTag;
         int rateOrWidth;
         const char* block;
     } cases[] = {
-        {"H264", true, "H264", "abc", 3, 0, "", 0x68323634, 1920, "abc"},
-        {"H265", true, "H265", "", 0, 0, "", 0x68657663, 1920, ""},
-        {"OtherVideo", true, "VP8", "", 0, -1, "Unknown VodFmt[VP8]\n", 0, 0, ""},
-        {"NoSize", true, "H264", "", 0, -1, "Invalid Width[0] Height[0]\n", 0x68323634, 0, ""},
-        {"Aac", false, "MPEG4-GENERIC", "48000|2|\x11\x90", 10, 0, "", 0, 48000, "\x11\x90"},
-        {"Pcm", false, "PCMA", "8000|1|", 7, 0, "", 0, 8000, ""},
-        {"OtherAudio", false, "OPUS", "48000|2|", 8, -1, "Unknown AdoFmt[OPUS]\n", 0, 0, ""},
-        {"NoBar", false, "PCMU", "8000|1", 6, -1, "Broken extra, size[6]\n", 0, 0, ""},
-        {"NoText", false, "PCMU", "", 0, -1, "Broken extra, size[0]\n", 0, 0, ""},
+        {true, "H264", 1920, "abc", 0, "", 0x68323634, 1920, "abc"},
+        {true, "H265", 1920, "", 0, "", 0x68657663, 1920, ""},
+        {true, "VP8", 1920, "", -1, "Unknown VodFmt[VP8]\n", 0, 0, ""},
+        {true, "H264", 0, "", -1, "Invalid Width[0] Height[1080]\n", 0x68323634, 0, ""},
+        {false, "MPEG4-GENERIC", 0, "48000|2|\x11\x90", 0, "", 0, 48000, "\x11\x90"},
+        {false, "PCMA", 0, "8000|1|", 0, "", 0, 8000, ""},
+        {false, "OPUS", 0, "48000|2|", -1, "Unknown AdoFmt[OPUS]\n", 0, 0, ""},
+        {false, "PCMU", 0, "8000|1", -1, "Broken extra, size[6]\n", 0, 0, ""},
+        {false, "PCMU", 0, "", -1, "Broken extra, size[0]\n", 0, 0, ""},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(std::string(c.codec) + " " + c.extra);
         Make();
         m_pFifo->SetCodec(c.codec);
-        m_pFifo->SetExtra(reinterpret_cast<const unsigned char*>(c.extra), c.extraSize);
-        if (std::string_view(c.what) != "NoSize") {
-            m_pFifo->SetResolution(1920, 1080);
-        }
+        m_pFifo->SetExtra(reinterpret_cast<const unsigned char*>(c.extra.data()),
+                          static_cast<int>(c.extra.size()));
+        m_pFifo->SetResolution(c.width, 1080);
         ShmFifoReader reader;
         ASSERT_EQ(reader.Init(m_keys.First(), false), 0);
         ESFormat format;
