@@ -60,6 +60,10 @@ public:
     /// @return 0 when every step succeeded, or the settings want no rotation; -1 otherwise.
     int Run() noexcept;
 
+    /// What Run() heeds between two batches of a deletion: any value but 1 ends it there, without a failure; the rows
+    /// that are left go with the next rotation. The flag outlives this object, and any thread may write it.
+    void SetRunFlag(const volatile int& runFlag) noexcept { m_pRunFlag = &runFlag; }
+
     /// Reads the settings that the functions above go by. Run() does it itself. @return 0; -1 (logged).
     [[nodiscard]] int LoadSettings() noexcept;
     const VxLogRotateSettings& Settings() const noexcept { return m_settings; }
@@ -73,6 +77,11 @@ protected:
 
     const LogTable m_table;
     VxLogRotateSettings m_settings;
+
+    bool IsToldToStop() const noexcept { return m_pRunFlag != nullptr && *m_pRunFlag != 1; }
+
+private:
+    const volatile int* m_pRunFlag = nullptr;
 };
 
 /// How many of the oldest rows the limits take, rows being of equal size.
@@ -166,8 +175,8 @@ namespace DetectionEvent {
 class VX_API Rotater : public VxLogRotaterBase {
 public:
     Rotater();
-    /// Deletes in batches of 1000, so that whoever adds detections meanwhile never waits long. On -1 the batches
-    /// before the failing one are gone.
+    /// Deletes in batches of 1000, so that whoever adds detections meanwhile never waits long; heeds the run flag. On
+    /// -1 the batches before the failing one are gone.
     [[nodiscard]] int Rotate(int timeUPB) noexcept override;
     /// By the size of each row, not by their average: pictures differ a hundredfold.
     int GetTimeUPBByLimits() noexcept override;

@@ -307,7 +307,7 @@ int DetectionEvent::Rotater::Rotate(int timeUPB) noexcept
 try {
     VX_LOG_ROTATE(LOG_LEVEL_NOTICE, "Start to rotate [%s] with time limit [%d].\n", m_table.name, timeUPB);
     const std::string sql = GetRotateSqlStr(timeUPB) + "SELECT changes();";
-    for (int gone = DELETE_BATCH; gone == DELETE_BATCH;) {
+    for (int gone = DELETE_BATCH; gone == DELETE_BATCH && !IsToldToStop();) {
         std::string changes;
         if (VxDB::LoadFirstFieldFromDB(m_table.instance, sql, changes) != 0) {
             return -1;

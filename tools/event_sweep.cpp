@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 #include <set>
 
@@ -106,14 +107,19 @@ void Sweep(const Options& options)
                      Agreed("event sweep", fmt::format("Delete {} marked record(s) with their files?", total),
                             options.yes));
     bool isWhole = true;
+    bool isStopped = false;
     if (go) {
         const StopSignal stop;
         isWhole = RecoverRecorders() == 0;
         for (Marked& marked : all) {
             isWhole = SweepOne(marked, stop) && isWhole;
         }
+        isStopped = stop.Stopped();
     }
     PrintSwept(all, options.json);
+    if (isStopped && std::ranges::any_of(all, [](const Marked& one) { return one.deleted < one.count; })) {
+        Fail(EXIT_FOUND, "event sweep", "told to stop before all were deleted; the next sweep goes on");
+    }
     if (!isWhole) {
         Fail(EXIT_FOUND, "event sweep", "not all could be deleted; vx event check and vx log tail say why");
     }

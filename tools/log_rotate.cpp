@@ -41,6 +41,7 @@ struct Outcome {
     int bound = 0;
     long long rows = 0;
     bool isDone = false;
+    bool isStopped = false; ///< it was not reached, or not all of it, before the program was told to stop
 };
 
 Json::Value JsonOf(const Outcome& outcome, bool plan)
@@ -58,8 +59,23 @@ Json::Value JsonOf(const Outcome& outcome, bool plan)
     }
     if (!plan) {
         json["done"] = outcome.isDone;
+        json["stopped"] = outcome.isStopped;
     }
     return json;
+}
+
+const char* StateOf(const Outcome& outcome, bool plan)
+{
+    if (outcome.isStopped) {
+        return "told to stop; the next rotation goes on";
+    }
+    if (!outcome.isRead) {
+        return "cannot be read; vx log tail says why";
+    }
+    if (!outcome.isOn) {
+        return "kept for ever";
+    }
+    return plan ? "would go" : outcome.isDone ? "gone" : "failed; vx log tail says why";
 }
 
 void Print(const std::vector<Outcome>& outcomes, bool plan, bool json)
@@ -68,12 +84,8 @@ void Print(const std::vector<Outcome>& outcomes, bool plan, bool json)
     Table table({"LOG", "OWNER", "BEFORE", ">ROWS", "STATE"});
     for (const Outcome& outcome : outcomes) {
         list.append(JsonOf(outcome, plan));
-        const char* const state = !outcome.isRead ? "cannot be read; vx log tail says why"
-                                  : !outcome.isOn ? "kept for ever"
-                                  : plan          ? "would go"
-                                         : (outcome.isDone ? "gone" : "failed; vx log tail says why");
         table.AddRow({outcome.word, outcome.owner, outcome.isOn ? BoundText(outcome.bound) : "",
-                      outcome.isOn ? std::to_string(outcome.rows) : "", state});
+                      outcome.isOn ? std::to_string(outcome.rows) : "", StateOf(outcome, plan)});
     }
     if (json) {
         PrintJson(list);
@@ -83,13 +95,17 @@ void Print(const std::vector<Outcome>& outcomes, bool plan, bool json)
     std::fflush(stdout);
 }
 
-/// Looks at one rotater, and runs it unless it is only planned.
-Outcome RunOne(VxLogRotaterBase& rotater, bool plan)
+/// Looks at one rotater, and runs it unless it is only planned or the program was told to stop.
+Outcome RunOne(VxLogRotaterBase& rotater, bool plan, const StopSignal& stop)
 {
     Outcome outcome;
     outcome.word = LogWords()[static_cast<std::size_t>(rotater.Table().log)];
     if (const auto* const pOwned = dynamic_cast<const VxOwnedLogRotater*>(&rotater); pOwned != nullptr) {
         outcome.owner = std::to_string(pOwned->OwnerId());
+    }
+    outcome.isStopped = stop.Stopped();
+    if (outcome.isStopped) {
+        return outcome;
     }
     outcome.isRead = rotater.LoadSettings() == 0;
     outcome.isOn = outcome.isRead && rotater.Settings().IsRotationWanted();
@@ -98,12 +114,18 @@ Outcome RunOne(VxLogRotaterBase& rotater, bool plan)
         outcome.rows = rotater.CountRotated(outcome.bound);
         outcome.isRead = outcome.rows >= 0;
     }
-    outcome.isDone = !plan && outcome.isRead && rotater.Run() == 0;
+    if (!plan && outcome.isRead) {
+        rotater.SetRunFlag(stop.RunFlag());
+        outcome.isDone = rotater.Run() == 0;
+        outcome.isStopped =
+            outcome.isDone && outcome.isOn && stop.Stopped() && rotater.CountRotated(outcome.bound) > 0;
+        outcome.isDone = outcome.isDone && !outcome.isStopped;
+    }
     return outcome;
 }
 
 /// One log that cannot be read keeps no other one from being trimmed.
-std::vector<Outcome> RunAll(const std::vector<VX_ROTATED_LOG>& logs, bool plan)
+std::vector<Outcome> RunAll(const std::vector<VX_ROTATED_LOG>& logs, bool plan, const StopSignal& stop)
 {
     std::vector<Outcome> outcomes;
     for (const VX_ROTATED_LOG log : logs) {
@@ -113,10 +135,25 @@ std::vector<Outcome> RunAll(const std::vector<VX_ROTATED_LOG>& logs, bool plan)
             outcomes.back().isRead = false;
         }
         for (const auto& rotater : rotaters) {
-            outcomes.push_back(RunOne(*rotater, plan));
+            outcomes.push_back(RunOne(*rotater, plan, stop));
         }
     }
     return outcomes;
+}
+
+void FailUnlessDone(const std::vector<Outcome>& outcomes, bool plan)
+{
+    if (std::ranges::any_of(outcomes, &Outcome::isStopped)) {
+        Fail(EXIT_FOUND, "log rotate",
+             "told to stop before all logs were rotated; the next vx log rotate goes on with them");
+    }
+    if (!std::ranges::all_of(outcomes, &Outcome::isRead)) {
+        Fail(EXIT_UNREACHABLE, "log rotate",
+             "a log or its settings cannot be read; vx log tail says why, vx log keep sets them anew");
+    }
+    if (!plan && !std::ranges::all_of(outcomes, &Outcome::isDone)) {
+        Fail(EXIT_FOUND, "log rotate", "not everything could be archived or removed; vx log tail says why");
+    }
 }
 
 void Rotate(const RotateOptions& options)
@@ -127,23 +164,14 @@ void Rotate(const RotateOptions& options)
         logs.push_back(ParseLog("log rotate", word));
     }
     const StopSignal stop;
-    for (;;) {
-        const std::vector<Outcome> outcomes = RunAll(logs, options.plan);
+    bool isOver = false;
+    while (!isOver) {
+        const std::vector<Outcome> outcomes = RunAll(logs, options.plan, stop);
         Print(outcomes, options.plan, options.json);
-        if ((options.plan || options.once) && !std::ranges::all_of(outcomes, &Outcome::isRead)) {
-            Fail(EXIT_UNREACHABLE, "log rotate",
-                 "a log or its settings cannot be read; vx log tail says why, vx log keep sets them anew");
+        if (options.plan || options.once) {
+            FailUnlessDone(outcomes, options.plan);
         }
-        if (options.plan) {
-            return;
-        }
-        if (options.once && !std::ranges::all_of(outcomes, &Outcome::isDone)) {
-            Fail(EXIT_FOUND, "log rotate",
-                 "not everything could be archived or removed; vx log tail says why");
-        }
-        if (options.once || stop.WaitFor(std::chrono::seconds(options.everySec))) {
-            return;
-        }
+        isOver = options.plan || options.once || stop.WaitFor(std::chrono::seconds(options.everySec));
     }
 }
 

@@ -396,15 +396,7 @@ TEST_F(LogFaultTest, RowsThatWentWhileWaitingLeaveNoArchive)
     ASSERT_EQ(::flock(other, LOCK_EX), 0);
     int result = -1;
     std::thread waiting([this, &result] { result = VxLogEventRotater().Archive(NOW, ArchiveDir()); });
-    const bool isWaiting = WaitFor([] {
-        std::ifstream locks("/proc/locks");
-        bool isFound = false;
-        for (std::string line; std::getline(locks, line);) {
-            isFound = isFound || (line.find("-> FLOCK") != line.npos &&
-                                  line.find(" " + std::to_string(::getpid()) + " ") != line.npos);
-        }
-        return isFound;
-    });
+    const bool isWaiting = WaitFor([] { return IsWaitingForALock(::getpid()); });
     ExecuteOnLogs("DELETE FROM log_event;");
     ::close(other);
     waiting.join();

@@ -7,6 +7,7 @@
 
 #include "log_fixture.h"
 #include "package/msgd.h"
+#include "support/sql_watch.h"
 #include "vxlogevent.h"
 
 namespace {
@@ -273,8 +274,8 @@ TEST(LogArchiveDirTest, FolderThatCannotBeMadeIsNamed)
     ::unsetenv("VX_ROOT");
 }
 
-// Catches: a bound by an average that keeps too much of large pictures, a deletion of one batch only, a row of the
-// limit's own size that goes.
+// Catches: a bound by an average that keeps too much of large pictures, a deletion of one batch only, or one that
+// nothing stops; a row of the limit's own size that goes.
 TEST_F(LogRotateTest, DetectionsGoBySizeInBatches)
 {
     FillLog("detection_event", 3500, ",size_bytes",
@@ -284,6 +285,15 @@ TEST_F(LogRotateTest, DetectionsGoBySizeInBatches)
     EXPECT_EQ(rotater.LoadSettings(), 0);
     EXPECT_EQ(rotater.GetTimeUPB(), 3101) << "the newest 400 stay";
     EXPECT_EQ(rotater.CountRotated(3101), 3100);
+    volatile int runFlag = 1;
+    rotater.SetRunFlag(runFlag);
+    g_sqlWatch.after = [&runFlag](const std::string&, const std::string& sql) {
+        runFlag = sql.starts_with("DELETE") ? 0 : 1;
+    };
+    EXPECT_EQ(rotater.Run(), 0);
+    g_sqlWatch = {};
+    EXPECT_EQ(rotater.CountRotated(3101), 2100) << "one batch, then it heeds the flag";
+    runFlag = 1;
     EXPECT_EQ(rotater.Run(), 0);
     EXPECT_EQ(ExecuteOnLogs("SELECT COUNT(*) || ' ' || MIN(timestamp) FROM detection_event"), "400 3101");
     EXPECT_EQ(rotater.GetTimeUPBByLimits(), 0) << "400 MB are within 400 MB";

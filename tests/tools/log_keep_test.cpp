@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // tests/tools/log_keep_test.cpp - vx log add, keep, rotate and archive, run as their users run them.
+#include <sys/file.h>
+
 #include "package/db.h"
+#include "package/root.h"
 #include "support/temp_root.h"
+#include "support/wait_for.h"
 #include "vx_process.h"
 
 namespace {
@@ -115,4 +119,27 @@ TEST_F(LogKeepTest, GoesOnUntilItIsStopped)
     EXPECT_TRUE(rotating.WaitForOutput("failed; vx log tail says why"));
     EXPECT_TRUE(rotating.WaitForOutput(" 0  ")) << "the next rotation finds nothing left";
     rotating.End();
+}
+
+// Catches: a stop that is heeded when all logs are done, loses what was in hand, or looks like a rotation that was whole.
+TEST_F(LogKeepTest, ToldToStopItEndsBehindTheLogInHand)
+{
+    AddTwoEvents();
+    VxOut({"log", "add", "message", "old", "--time", "1000"});
+    for (const char* const log : {"event", "message"}) {
+        VxOut({"log", "keep", log, "--on"});
+    }
+    const std::string dir = GetPackageDir(PackageDir::ARCHIVE);
+    const int other = ::open((dir + "/.vigeventlog.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    VxProcess rotating({"log", "rotate", "event", "message", "--once", "--json"});
+    EXPECT_TRUE(WaitFor([&] { return IsWaitingForALock(rotating.Pid()); }));
+    rotating.Signal(SIGTERM);
+    ::close(other);
+    const VxResult result = rotating.Finish(20000, 1);
+    EXPECT_NE(result.err.find("told to stop"), std::string::npos) << result.err;
+    const Json::Value outcomes = ParseJson(result.out);
+    EXPECT_TRUE(outcomes[0]["done"].asBool() && outcomes[1]["stopped"].asBool()) << result.out;
+    EXPECT_EQ(VxJson({"log", "archive", "ls"}).size(), 1U);
+    EXPECT_EQ(VxJson({"log", "rotate", "message", "--once"})[0]["rows"], 1);
 }
