@@ -36,6 +36,10 @@ Json::Value VolumeJson(const VolumeNeed& need)
     json["needed_mb"] = Json::Int64{need.neededMB};
     json["found_mb"] = Json::Int64{need.foundMB};
     json["bound_time"] = Json::Int64{need.boundTime};
+    json["stuck"] = Json::Value(Json::arrayValue);
+    for (const std::string& line : need.stuck) {
+        json["stuck"].append(line);
+    }
     return json;
 }
 
@@ -66,7 +70,19 @@ std::string VolumeText(const VolumeNeed& need)
         text +=
             fmt::format(", what ended before {} makes {} MB", RotateTimeText(need.boundTime), need.foundMB);
     }
-    return need.foundMB < need.neededMB ? text + "; the rest is not taken by old recordings" : text;
+    if (need.foundMB < need.neededMB) {
+        text += "; the rest is not taken by old recordings";
+        text += need.stuck.empty() ? "" : " that can be deleted";
+    }
+    for (const std::string& line : need.stuck) {
+        text += "\nno room of " + Printable(line);
+    }
+    return text;
+}
+
+long VolumeBoundOf(const RotateTarget& target, const std::vector<VolumeNeed>& needs)
+{
+    return target.makesRoom ? needs[target.volume].boundTime : 0;
 }
 
 std::string RotateTimeText(long long time)

@@ -20,8 +20,10 @@ bool IsVolumeOfTarget(const RotateTarget& target, std::string& why);
 
 /// Adds "volume", that of rec/, and "shares", the other volumes.
 void AddVolumesJson(const std::vector<VolumeNeed>& needs, Json::Value& json);
-/// A line.
+/// A line, and one for each target that makes no room.
 std::string VolumeText(const VolumeNeed& need);
+/// The bound time of its volume for a target; 0 for one that makes no room.
+long VolumeBoundOf(const RotateTarget& target, const std::vector<VolumeNeed>& needs);
 
 /// 2026-11-21 08:30:00, local time.
 std::string RotateTimeText(long long time);

@@ -101,7 +101,7 @@ void RotateRounds::RotateOne(const RotateTarget& target, RoundResult& result)
         return;
     }
     ++result.targets;
-    const long volBound = result.needs[target.volume].boundTime;
+    const long volBound = VolumeBoundOf(target, result.needs);
     const auto pRotator = target.make(volBound, m_runFlag, LoggerOf(target.type));
     if (volBound <= 0 && pRotator->NumLimit() <= 0 && IsWithinLimits(target)) {
         return;
@@ -188,6 +188,10 @@ RoundResult RotateRounds::Run()
 {
     RoundResult result;
     result.hasFailed = RecoverRecorders() != 0;
+    if (m_sweep) {
+        Sweep(
+            result); // what is marked already makes real room, or is seen to make none, before room is counted
+    }
     std::list<RotateTarget> targets;
     const int listed = ListRotateTargets(targets, result.refused);
     result.hasFailed = result.hasFailed || listed != 0;
@@ -197,6 +201,9 @@ RoundResult RotateRounds::Run()
     m_isWithin.clear();
     if (ComputeVolumeNeeds(targets, m_reserveMB, result.needs) != 0) {
         result.hasFailed = true; // the other limits are kept all the same
+    }
+    for (const VolumeNeed& need : result.needs) {
+        result.hasFailed = result.hasFailed || !need.stuck.empty();
     }
     for (const RotateTarget& target : targets) {
         if (!Goes()) {

@@ -224,6 +224,30 @@ Json::Value PlanJson(const Plan& plan)
     return json;
 }
 
+/// Adds what one device's alerts come to.
+/// @return 0; -1 (logged)
+int AddAlerts(const std::string& dbPath, const std::string& where, Share& share)
+{
+    VxDB::Rows rows;
+    const std::string sql =
+        fmt::format("SELECT COUNT(*) AS count, SUM(MAX(size, 0)) AS bytes, MIN(stop_time) AS oldest, "
+                    "MAX(stop_time) AS newest FROM {} WHERE {}",
+                    gszTableAlertEvent, where);
+    if (VxDB::Executep(dbPath, sql, rows.Out()) != 0) {
+        return -1;
+    }
+    unsigned int row = 0;
+    const auto number = [&](const char* column) { return VxDB::FetchFieldAsNumber(rows.Get(), row, column); };
+    if (!rows.Next(row) || number("count") == 0) {
+        return 0;
+    }
+    share.from = share.count == 0 ? number("oldest") : std::min(share.from, number("oldest"));
+    share.to = std::max(share.to, number("newest"));
+    share.count += number("count");
+    share.bytes += number("bytes");
+    return 0;
+}
+
 /// What the later of two bounds, that of the volume and that of the days of alerts, would remove of all alerts.
 /// @return 0; -1 (logged)
 int PlanAlerts(long volBound, bool& isByDays, Share& share)
@@ -234,33 +258,29 @@ int PlanAlerts(long volBound, bool& isByDays, Share& share)
         return -1;
     }
     const long dayBound = setting.GetDaysLimit() > 0 ? GetBoundTimeOfDays(setting.GetDaysLimit()) : 0;
-    isByDays = dayBound >= volBound;
+    const long bound = std::max(dayBound, volBound);
     const std::string dbPath = VxDB::GetDBPath(VxDB::DB_ALERT);
-    const bool isOff = devices.empty() || std::max(dayBound, volBound) <= 0 ||
-                       CheckRecVolume(dbPath, nullptr) != REC_VOLUME::SAME;
+    isByDays = dayBound >= volBound;
+    if (devices.empty() || bound <= 0 || CheckRecVolume(dbPath, nullptr) != REC_VOLUME::SAME) {
+        return 0;
+    }
     VxRotLogger logger(EVT_TYPE_ALERT);
-    for (const auto& [type, ids] : isOff ? decltype(devices)() : devices) {
+    for (const auto& [type, ids] : devices) {
         const VxRotAlertEvt rotator(type, g_neverRun, setting, logger);
         for (const int id : ids) {
-            VxDB::Rows rows;
-            const std::string sql =
-                fmt::format("SELECT COUNT(*) AS count, SUM(size) AS bytes, MIN(stop_time) AS oldest, "
-                            "MAX(stop_time) AS newest FROM {} WHERE {}",
-                            gszTableAlertEvent, rotator.GetWhereExpr(id, std::max(dayBound, volBound)));
-            if (VxDB::Executep(dbPath, sql, rows.Out()) != 0) {
+            if (AddAlerts(dbPath, rotator.GetWhereExpr(id, bound), share) != 0) {
                 return -1;
-            }
-            unsigned int row = 0;
-            if (rows.Next(row) && VxDB::FetchFieldAsNumber(rows.Get(), row, "count") > 0) {
-                const long long oldest = VxDB::FetchFieldAsNumber(rows.Get(), row, "oldest");
-                share.from = share.count == 0 ? oldest : std::min(share.from, oldest);
-                share.to = std::max(share.to, VxDB::FetchFieldAsNumber(rows.Get(), row, "newest"));
-                share.count += VxDB::FetchFieldAsNumber(rows.Get(), row, "count");
-                share.bytes += VxDB::FetchFieldAsNumber(rows.Get(), row, "bytes");
             }
         }
     }
     return 0;
+}
+
+/// Megabytes for a cell. A row that claims less than nothing counts as nothing, and says so.
+std::string SizeText(long long bytes)
+{
+    return bytes < 0 ? fmt::format("0.0, not {} bytes", bytes)
+                     : fmt::format("{:.1f}", static_cast<double>(bytes) / BYTES_OF_MB);
 }
 
 void AddTableRows(const Plan& plan, Table& table)
@@ -273,12 +293,11 @@ void AddTableRows(const Plan& plan, Table& table)
             continue;
         }
         table.AddRow({Printable(plan.Target().name), STEP_NAMES[i], limit, std::to_string(share.count),
-                      fmt::format("{:.1f}", static_cast<double>(share.bytes) / BYTES_OF_MB),
-                      RotateTimeText(share.from), RotateTimeText(share.to)});
+                      SizeText(share.bytes), RotateTimeText(share.from), RotateTimeText(share.to)});
         for (const Row& row : share.oldest) {
             table.AddRow({"  " + Printable(row.path.empty() ? "event " + std::to_string(row.id) : row.path),
-                          "", "", "", fmt::format("{:.1f}", static_cast<double>(row.size) / BYTES_OF_MB),
-                          RotateTimeText(row.start), RotateTimeText(row.stop)});
+                          "", "", "", SizeText(row.size), RotateTimeText(row.start),
+                          RotateTimeText(row.stop)});
         }
     }
 }
@@ -328,7 +347,7 @@ void Show(const Options& options)
             }
             continue;
         }
-        Plan plan(target, needs[target.volume].boundTime, options.rows);
+        Plan plan(target, VolumeBoundOf(target, needs), options.rows);
         if (plan.Make() != 0) {
             Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cannot be read; vx log tail says why", target.dbPath);
         }
@@ -344,9 +363,8 @@ void Show(const Options& options)
     json["alerts"] = ShareJson(alerts);
     if (alerts.count > 0) {
         table.AddRow({"alerts", STEP_NAMES[isByDays ? STEP_DATE : STEP_VOLUME], "",
-                      std::to_string(alerts.count),
-                      fmt::format("{:.1f}", static_cast<double>(alerts.bytes) / BYTES_OF_MB),
-                      RotateTimeText(alerts.from), RotateTimeText(alerts.to)});
+                      std::to_string(alerts.count), SizeText(alerts.bytes), RotateTimeText(alerts.from),
+                      RotateTimeText(alerts.to)});
     }
     Print(options.json, needs, table, refused, json);
     if (listed != 0) {

@@ -25,6 +25,7 @@ struct RotateTarget {
     std::string share;        ///< folder of its recordings below rec/; "": rec/ itself
     bool isConfigured = true; ///< no: only its recordings remember it
     std::size_t volume = 0;   ///< which of the volumes that ComputeVolumeNeeds() tells
+    bool makesRoom = true;    ///< no: its files cannot be deleted, so marking them would free nothing
     Maker make;
 };
 

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <limits>
 #include <queue>
 #include <set>
@@ -100,7 +102,7 @@ struct Head {
     bool operator>(const Head& other) const noexcept { return slice.stopTime > other.slice.stopTime; }
 };
 
-/// Bytes that are marked, of one owner or (0) of a whole database. What a sweep refused to delete has no size any more.
+/// Bytes that are marked, of one owner or (0) of a whole database. What a sweep could not delete has no size any more.
 int AddComing(const RotateTarget& target, int owner, long long& bytes)
 {
     const RecTable& table = RecTableOf(target.kind);
@@ -133,7 +135,7 @@ int ComputeComing(const std::list<RotateTarget>& targets, std::vector<VolumeNeed
 }
 
 /// The start of the newest recording on a volume; 0 without one, -1 (logged).
-long FindNewestStart(const std::vector<const RotateTarget*>& targets)
+long FindNewestStart(const std::vector<RotateTarget*>& targets)
 {
     VxRotLogger logger(EVT_TYPE_CAMERA);
     long newest = 0;
@@ -150,7 +152,7 @@ long FindNewestStart(const std::vector<const RotateTarget*>& targets)
 }
 
 /// Walks until `need.neededMB` or many recordings without a size are found, or `limitTime` is reached.
-int FindBound(const std::vector<const RotateTarget*>& targets, long limitTime, VolumeNeed& need)
+int FindBound(const std::vector<RotateTarget*>& targets, long limitTime, VolumeNeed& need)
 {
     VxRotLogger logger(EVT_TYPE_CAMERA);
     std::list<Walk> walks;
@@ -213,7 +215,32 @@ std::vector<VolumeNeed> FindVolumes(std::list<RotateTarget>& targets, const std:
     return needs;
 }
 
-int FindBoundOf(const std::vector<const RotateTarget*>& targets, VolumeNeed& need)
+/// Whether a target's recordings can be deleted at all, judged by the oldest and the newest of them.
+void LookWhetherItGoes(RotateTarget& target, VolumeNeed& need)
+{
+    VxRotLogger logger(target.type);
+    const auto pRotator = target.make(0, g_neverRun, logger);
+    std::string path;
+    int error = 0;
+    target.makesRoom = false;
+    for (const char* const order : {"DESC", "ASC"}) { // what cannot be read is told by whoever walks it
+        const std::string sql = fmt::format("SELECT path FROM {} {} ORDER BY stop_time {} LIMIT 1",
+                                            pRotator->GetTableName(), pRotator->GetSqlWhere(), order);
+        static_cast<void>(Query(target.dbPath, sql, [&path](DBResult_tag* pRows, unsigned int row) {
+            path = VxDB::FetchFieldText(pRows, row, "path");
+        }));
+        target.makesRoom = target.makesRoom || MayDeleteRecFile(path);
+        error = errno;
+    }
+    if (!target.makesRoom) {
+        need.stuck.push_back(
+            fmt::format("{}: {} cannot be deleted ({}), nor can the newest; let this user write in "
+                        "their folders",
+                        target.name, path, std::strerror(error)));
+    }
+}
+
+int FindBoundOf(std::vector<RotateTarget*>& targets, VolumeNeed& need)
 {
     need.neededMB = std::max(0LL, need.reserveMB - need.freeMB - need.comingMB);
     if (need.neededMB == 0) {
@@ -223,6 +250,10 @@ int FindBoundOf(const std::vector<const RotateTarget*>& targets, VolumeNeed& nee
     if (newest < 0) {
         return -1;
     }
+    for (RotateTarget* const pTarget : targets) {
+        LookWhetherItGoes(*pTarget, need);
+    }
+    std::erase_if(targets, [](const RotateTarget* pTarget) { return !pTarget->makesRoom; });
     return FindBound(targets, std::min(newest, static_cast<long>(GetWallTimeSec()) - VOLUME_KEEP_SEC), need);
 }
 
@@ -240,8 +271,8 @@ int ComputeVolumeNeeds(std::list<RotateTarget>& targets, long long reserveMB, st
     }
     int result = 0;
     for (std::size_t i = 0; i < needs.size(); ++i) {
-        std::vector<const RotateTarget*> own;
-        for (const RotateTarget& target : targets) {
+        std::vector<RotateTarget*> own;
+        for (RotateTarget& target : targets) {
             if (target.volume == i) {
                 own.push_back(&target);
             }

@@ -15,13 +15,20 @@ VX_API std::string RecDBPath(REC_KIND kind, int archTaskId = 0);
 /// How many records are marked. @return 0; -1 (logged), `count` unchanged.
 [[nodiscard]] VX_API int CountMarkedRecords(REC_KIND kind, int archTaskId, long long& count) noexcept;
 
-/// Deletes at most `limit` marked records of a kind with their files, as DeleteMultiEvents() does.
+/// Deletes at most `limit` marked records of a kind with their files, as DeleteMultiEvents() does. A record whose file
+/// cannot be deleted stays marked, is tried by every sweep, and has the size 0 from then on: it makes no room.
 ///
 /// @param afterId  in: only ids above it; out: the last id looked at, unchanged when there was none
 /// @param deleted  the rows that went are added
 /// @return 1 when there may be more; 0 at the end; -1 (logged).
 [[nodiscard]] VX_API int DeleteMarkedRecords(REC_KIND kind, int archTaskId, int limit, long long& afterId,
                                              int& deleted) noexcept;
+
+/// Whether this process may delete files from the folder that a record's file is in. True as well when that cannot be
+/// known: for a path that is empty or bad, and for a folder that is not there.
+///
+/// @return true; false with EACCES, EPERM or EROFS in errno
+VX_API bool MayDeleteRecFile(const std::string& path) noexcept;
 
 /// Whether a database and rec/ carry each other's mark. Anything else but SAME removes nothing.
 enum class REC_VOLUME {

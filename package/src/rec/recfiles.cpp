@@ -124,6 +124,16 @@ REC_FILE RecFiles::Unlink(const std::string& path)
     return REC_FILE::OK;
 }
 
+bool RecFiles::MayUnlinkBeside(const std::string& path)
+{
+    if (!IsInside(path)) {
+        errno = EINVAL;
+        return false;
+    }
+    return EnterFolder(FolderOf(path)) == REC_FILE::OK &&
+           ::faccessat(m_folder.Get(), ".", W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 int RecFiles::Create(const std::string& path)
 {
     if (!IsInside(path)) {

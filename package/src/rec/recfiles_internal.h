@@ -27,6 +27,8 @@ public:
 
     [[nodiscard]] REC_FILE Stat(const std::string& path, struct stat& info);
     [[nodiscard]] REC_FILE Unlink(const std::string& path);
+    /// Whether names may be removed from the folder of `path`. @return false with errno, also when it cannot be entered
+    [[nodiscard]] bool MayUnlinkBeside(const std::string& path);
     /// Makes the folders of `path`, then the file itself, which must not exist (errno EEXIST).
     /// @return the descriptor; -1 (errno).
     [[nodiscard]] int Create(const std::string& path);

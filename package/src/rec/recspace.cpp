@@ -3,11 +3,13 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 
 #include "package/recsweep.h"
 #include "package/root.h"
 #include "pkglog.h"
+#include "recfiles_internal.h"
 #include "recrows_internal.h"
 
 namespace {
@@ -15,18 +17,18 @@ namespace {
 constexpr long long DEFAULT_RESERVE_MB = 1024;
 constexpr long long BYTES_PER_MB = 1024 * 1024;
 
-/// The size of live records, megabytes, a begun one counted as whole.
+/// The size of live records, megabytes, a begun one counted as whole, one below 0 as none.
 int LoadSizeMB(REC_KIND kind, const std::string& dbPath, const std::string& condition,
                long long& sizeMB) noexcept
 try {
     std::int64_t bytes = 0;
     if (LoadNumber(dbPath,
-                   std::string("SELECT COALESCE(SUM(size), 0) AS n FROM ") + RecTableOf(kind).table +
+                   std::string("SELECT COALESCE(SUM(MAX(size, 0)), 0) AS n FROM ") + RecTableOf(kind).table +
                        " WHERE mark_as_del = 0 AND " + condition,
                    bytes) != 0) {
         return -1;
     }
-    sizeMB = std::max<long long>(0, bytes / BYTES_PER_MB + (bytes % BYTES_PER_MB > 0 ? 1 : 0));
+    sizeMB = bytes / BYTES_PER_MB + (bytes % BYTES_PER_MB > 0 ? 1 : 0);
     return 0;
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to sum up sizes in [%s]: %s.\n", dbPath.c_str(),
@@ -76,6 +78,15 @@ try {
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to look for old records [%s].\n", error.what());
     return -1;
+}
+
+bool MayDeleteRecFile(const std::string& path) noexcept
+try {
+    RecFiles files;
+    return files.Open() != 0 || files.MayUnlinkBeside(path) ||
+           (errno != EACCES && errno != EPERM && errno != EROFS);
+} catch (const std::exception&) {
+    return true;
 }
 
 int GetVolumeSpaceMB(const std::string& path, long long& freeMB, long long& totalMB) noexcept

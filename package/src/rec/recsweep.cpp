@@ -40,18 +40,59 @@ int ListMarked(REC_KIND kind, const std::string& dbPath, const std::string& more
     return 0;
 }
 
-/// Removes the file of a row. OK and GONE: it is out of the way.
-REC_FILE RemoveFile(RecFiles& files, const std::string& path)
+/// What whoever reads that a file cannot be deleted is to do.
+const char* RemedyFor(int error) noexcept
 {
-    const REC_FILE outcome = path.empty() ? REC_FILE::GONE : files.Unlink(path);
-    if (outcome == REC_FILE::REFUSED) {
-        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR,
-                "Refused to delete [%s]: it is no plain file below rec. See vx event check.\n", path.c_str());
-    } else if (outcome == REC_FILE::FAILED) {
-        PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to delete file [%s]: %m.\n", path.c_str());
+    switch (error) {
+    case EACCES:
+    case EPERM:
+        return "let this user write in its folder";
+    case EROFS:
+        return "mount its volume for writing";
+    default:
+        return "see to its volume";
     }
-    return outcome;
 }
+
+/// Removes the files of rows and sorts their ids by what became of them.
+struct FileSweep {
+    std::list<std::int64_t> gone; ///< their files are out of the way
+    std::list<std::int64_t> left; ///< their files stay
+
+    void Remove(RecFiles& files, const MarkedRow& row)
+    {
+        const REC_FILE outcome = row.path.empty() ? REC_FILE::GONE : files.Unlink(row.path);
+        const int error = errno;
+        (outcome == REC_FILE::OK || outcome == REC_FILE::GONE ? gone : left).push_back(row.id);
+        if (outcome == REC_FILE::REFUSED) {
+            PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR,
+                    "Refused to delete [%s]: it is no plain file below rec. See vx event check.\n",
+                    row.path.c_str());
+        } else if (outcome == REC_FILE::FAILED) {
+            TellFailed(row.path, error);
+        }
+    }
+
+private:
+    /// Once for the files of a folder, which follow each other: a folder that may not be written has thousands.
+    void TellFailed(const std::string& path, int error)
+    {
+        std::string folder = path.substr(0, path.rfind('/') + 1);
+        if (error != m_toldError || folder != m_toldFolder) {
+            m_toldError = error;
+            m_toldFolder = std::move(folder);
+            errno = error;
+            PKG_LOG(
+                LOG_CATEG_ROTATE, LOG_LEVEL_ERR,
+                "Failed to delete file [%s]: %m. It stays marked and makes no room, and so may others beside "
+                "it; %s, and the next sweep deletes them.\n",
+                path.c_str(), RemedyFor(error));
+        }
+    }
+
+    int m_toldError = 0;
+    std::string m_toldFolder;
+};
 
 /// Opens rec/ and makes sure that it belongs to the database. What is opened is what is compared: a volume that
 /// is mounted or unmounted in between would make every file look gone.
@@ -78,53 +119,50 @@ int OpenVolume(const std::string& dbPath, RecFiles& files)
     return 0;
 }
 
-int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> rows, int& deleted)
+/// Whether rows of a database could be deleted now, with their marks durable.
+int PrepareRows(const std::string& dbPath)
 {
-    RecFiles files;
-    if (OpenVolume(dbPath, files) != 0) {
-        return -1;
-    }
     if (VxDB::Executep(dbPath, "BEGIN IMMEDIATE;COMMIT;") != 0) {
-        return -1; // its rows could not go: locked for long, or not to be written
+        return -1; // locked for long, or not to be written
     }
     if (const DbOutcome outcome = SyncDatabase(dbPath); !outcome.Ok()) {
         PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Nothing is deleted: %s.\n", outcome.text.c_str());
         return -1;
     }
+    return 0;
+}
+
+int DeleteRows(REC_KIND kind, const std::string& dbPath, std::list<MarkedRow> rows, int& deleted)
+{
+    RecFiles files;
+    if (OpenVolume(dbPath, files) != 0 || PrepareRows(dbPath) != 0) {
+        return -1;
+    }
     // Cameras record side by side: in order of their paths each folder is entered once.
     rows.sort([](const MarkedRow& a, const MarkedRow& b) { return a.path < b.path; });
-    std::list<std::int64_t> ids;
-    std::list<std::int64_t> refused;
+    FileSweep sweep;
     for (const MarkedRow& row : rows) {
-        switch (RemoveFile(files, row.path)) {
-        case REC_FILE::REFUSED:
-            refused.push_back(row.id);
-            break;
-        case REC_FILE::FAILED:
-            break;
-        default:
-            ids.push_back(row.id);
-        }
+        sweep.Remove(files, row);
     }
     files.Settle();
     const std::string table = RecTableOf(kind).table;
-    // No sweep frees what they name; whoever asks what comes free goes by their size.
-    if (!refused.empty() &&
+    // Nobody knows when they go; whoever asks what comes free goes by their size.
+    if (!sweep.left.empty() &&
         VxDB::Executep(dbPath, "UPDATE " + table + " SET size = 0 WHERE size <> 0 AND id IN (" +
-                                   IdsText(refused) + ");") != 0) {
+                                   IdsText(sweep.left) + ");") != 0) {
         return -1;
     }
-    if (!ids.empty()) {
+    if (!sweep.gone.empty()) {
         // Whoever marked them may have been killed before it came to their bookmarks.
         const bool isEvent = kind == REC_KIND_EVENT;
-        if ((isEvent && DeleteBookmarks(ArchPullUtils::GetTaskId(dbPath), ids) != 0) ||
+        if ((isEvent && DeleteBookmarks(ArchPullUtils::GetTaskId(dbPath), sweep.gone) != 0) ||
             VxDB::Executep(dbPath, "DELETE FROM " + table + " WHERE mark_as_del = 1 AND id IN (" +
-                                       IdsText(ids) + ");") != 0) {
+                                       IdsText(sweep.gone) + ");") != 0) {
             return -1;
         }
-        deleted += static_cast<int>(ids.size());
+        deleted += static_cast<int>(sweep.gone.size());
     }
-    return ids.size() == rows.size() ? 0 : -1;
+    return sweep.left.empty() ? 0 : -1;
 }
 
 /// One sweep at a time lists and deletes a batch: another one would count the same rows, and remove the file that a
