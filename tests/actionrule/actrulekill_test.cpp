@@ -4,6 +4,7 @@
 #include <random>
 
 #include "actrulehistory.h"
+#include "iter2string.h"
 #include "package/homemode.h"
 #include "rule_samples.h"
 #include "support/kill_loop.h"
@@ -44,20 +45,14 @@ void Fill()
 /// Every row of every table that an operation changes as a whole.
 std::string Dump()
 {
-    const std::pair<VxDB::DB_INSTANCE, const char*> tables[] = {
-        {VxDB::DB_SYSTEM,
-         "SELECT id || name || enabled || multi_rule_id || '/' || multi_evt_ids FROM actionrule"},
-        {VxDB::DB_SYSTEM, "SELECT id || '/' || evt_item FROM actionrule_event"},
-        {VxDB::DB_SYSTEM, "SELECT id FROM actionrule_multirule"},
-        {VxDB::DB_SYSTEM, "SELECT key || entry_id FROM io_keys"},
-        {VxDB::DB_SYSTEM, "SELECT item_id FROM home_mode"},
-        {VxDB::DB_LOG, "SELECT id FROM actionrule_history"},
-    };
     std::string text;
-    for (const auto& [instance, sql] : tables) {
-        text += Sql(std::string(sql) + " ORDER BY 1", instance) + "\n";
+    for (const char* const rows :
+         {"id || name || enabled || multi_rule_id || '/' || multi_evt_ids FROM actionrule",
+          "id || '/' || evt_item FROM actionrule_event", "id FROM actionrule_multirule",
+          "key || entry_id FROM io_keys", "item_id FROM home_mode"}) {
+        text += Sql(std::string("SELECT ") + rows + " ORDER BY 1") + "\n";
     }
-    return text;
+    return text + Sql("SELECT id FROM actionrule_history", VxDB::DB_LOG);
 }
 
 struct Operation {
@@ -193,11 +188,8 @@ TEST(ActRuleKillTest, TwoEditorsLeaveNothingBehind)
     EXPECT_EQ(one.Wait(), 0);
     EXPECT_EQ(two.Wait(), 0);
     EXPECT_EQ(Orphans(), "0/0");
-    std::string expected;
-    for (const std::string& key : CreateIOKeys(Stored(1))) {
-        expected += (expected.empty() ? "" : " ") + key;
-    }
-    EXPECT_EQ(Sql("SELECT key FROM io_keys ORDER BY key"), expected);
+    const std::set<std::string> keys = CreateIOKeys(Stored(1));
+    EXPECT_EQ(Sql("SELECT key FROM io_keys ORDER BY key"), Iter2String(keys.begin(), keys.end(), " "));
 
     ASSERT_EQ(DelActRuleByFilter({}, "admin"), 0);
     EXPECT_EQ(SaveActRuleWhole(rule), -1);

@@ -242,10 +242,12 @@ TEST_F(ActRuleUtilsTest, DeletionLeavesExactlyWhatIsUsed)
                 ActionRule rule;
                 rule.SetMultiRuleId(group.GetMultiRuleId());
                 rule.SetMultiEvtIds(group.GetMultiEvtIds()); // one event set, several actions
-                rule.SetEvtList(group.GetId() == -1 ? std::vector<ActionRuleEvent>{Event(i), Event(9)}
-                                                    : std::vector<ActionRuleEvent>{});
-                ASSERT_EQ(group.GetId() == -1 ? SaveActRuleWhole(rule) : rule.Save(), 0);
-                group = group.GetId() == -1 ? rule : group;
+                if (group.GetId() == -1) {
+                    rule.SetEvtList({Event(i), Event(9)});
+                    ASSERT_EQ(SaveActRuleWhole(rule), 0);
+                    group = rule;
+                }
+                ASSERT_EQ(rule.Save(), 0);
                 if ((goes >> i & 1) != 0) {
                     deleted += "," + std::to_string(rule.GetId());
                 } else {
@@ -384,18 +386,18 @@ TEST_F(ActRuleUtilsTest, ChangesAreAnnounced)
     NotifyActRuleUpdate("", UPDATE_TYPE_MODIFY);
     NotifyActRuleUpdate("3,", UPDATE_TYPE_MODIFY);
     NotifyActRuleUpdate(7, UPDATE_TYPE_DELETE);
-    std::string first;
-    std::string second;
-    ASSERT_EQ(listener.Receive(first), 0);
-    ASSERT_EQ(listener.Receive(second), 0);
-    EXPECT_EQ(first, R"({"flag":0,"ids":[3,5],"kind":30,"list":[],"text":"","type":1})");
-    EXPECT_EQ(second, R"({"flag":0,"ids":[7],"kind":30,"list":[],"text":"","type":2})");
-    EXPECT_EQ(listener.Receive(first), -1);
+    std::string text;
+    for (const char* const message : {R"({"flag":0,"ids":[3,5],"kind":30,"list":[],"text":"","type":1})",
+                                      R"({"flag":0,"ids":[7],"kind":30,"list":[],"text":"","type":2})"}) {
+        ASSERT_EQ(listener.Receive(text), 0);
+        EXPECT_EQ(text, message);
+    }
+    EXPECT_EQ(listener.Receive(text), -1);
 
     NotifyActRuleUpdate(std::list<int>(9000, 123456789), UPDATE_TYPE_ADD); // more than one datagram holds
     int ids = 0;
-    while (listener.Receive(first) == 0) {
-        ids += static_cast<int>(std::count(first.begin(), first.end(), ',')) - 4;
+    while (listener.Receive(text) == 0) {
+        ids += static_cast<int>(std::ranges::count(text, ',')) - 4;
     }
     EXPECT_EQ(ids, 9000);
 }
