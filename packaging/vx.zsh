@@ -331,6 +331,7 @@ limits:Show or set the limits of the whole box
     '/task show' '--help:Print this help message and exit
 --json:Print JSON'
     '/task add' '--help:Print this help message and exit
+--id:Make a task of a lost database anew, under the number of its recordings
 --camera:Camera that it works on; 0 for none
 --share:Folder of its recordings, below rec
 --on-camera:iva: whether it runs on the camera itself (true, false)

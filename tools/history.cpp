@@ -45,12 +45,17 @@ const char* LevelText(Vx_LOG_LEVEL level) noexcept
     }
 }
 
+[[noreturn]] void FailToRead(std::string_view verb)
+{
+    Fail(EXIT_UNREACHABLE, verb, "{}: the history cannot be read; vx log tail says why",
+         VxDB::GetDBPath(VxDB::DB_LOG));
+}
+
 void List(const Options& options)
 {
     const int count = GetAllRuleHistoryCnt();
     if (count < 0) {
-        Fail(EXIT_UNREACHABLE, "history list", "{}: the history cannot be read; vx log tail says why",
-             VxDB::GetDBPath(VxDB::DB_LOG));
+        FailToRead("history list");
     }
     RuleHistoryFilterRule filter;
     filter.limit = options.limit > 0 ? options.limit : std::numeric_limits<int>::max(); // 0 drops the offset
@@ -98,12 +103,6 @@ RuleHistoryFilterRule FilterOf(const Options& options)
     return filter;
 }
 
-[[noreturn]] void FailToRead()
-{
-    Fail(EXIT_UNREACHABLE, "history rm", "{}: the history cannot be read; vx log tail says why",
-         VxDB::GetDBPath(VxDB::DB_LOG));
-}
-
 /// Ends the verb when one of the ids is no line's.
 void CheckIds(const std::list<int>& ids)
 {
@@ -117,7 +116,7 @@ void CheckIds(const std::list<int>& ids)
     if (VxDB::Execute(VxDB::DB_LOG,
                       std::string("SELECT id FROM ") + gszTableActRuleHistory + filter.GetWhereSqlStr(),
                       rows.Out()) != 0) {
-        FailToRead();
+        FailToRead("history rm");
     }
     for (unsigned int row = 0; rows.Next(row);) {
         absent.erase(std::atoi(VxDBFetchField(rows.Get(), row, "id")));
@@ -135,7 +134,7 @@ long long CountOf(const RuleHistoryFilterRule& filter)
                                    std::string("SELECT COUNT(*) FROM ") + gszTableActRuleHistory +
                                        filter.GetWhereSqlStr(),
                                    count) != 0) {
-        FailToRead();
+        FailToRead("history rm");
     }
     return std::atoll(count.c_str());
 }

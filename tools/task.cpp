@@ -137,7 +137,7 @@ void CheckCamera(std::string_view verb, const std::optional<int>& camera)
     }
 }
 
-void Store(std::string_view verb, const Options& options, RecTask task)
+void Store(std::string_view verb, const Options& options, RecTask task, int (RecTask::*save)() noexcept)
 {
     RotLimits limits = task.GetLimits();
     options.limits.Apply(limits);
@@ -150,10 +150,26 @@ void Store(std::string_view verb, const Options& options, RecTask task)
     task.SetOnCamera(options.onCamera.value_or(task.IsOnCamera()));
     CheckShare(verb, task.GetSharePath());
     CheckCamera(verb, options.camera);
-    if (task.Save() != 0) {
+    if ((task.*save)() != 0) {
         FailOnDatabase(verb);
     }
     Print({task}, options.json, false);
+}
+
+void Add(const Options& options)
+{
+    if (options.name.empty()) {
+        Fail(EXIT_USAGE, "task add", "NAME: a task needs one");
+    }
+    RecTask task(KindOf(options));
+    for (const RecTask& other : AllOf("task add", task.GetKind())) {
+        if (other.GetId() == options.id) {
+            Fail(EXIT_FOUND, "task add", "{} task {}: there is one already; see vx task list", options.kind,
+                 options.id);
+        }
+    }
+    task.SetId(options.id);
+    Store("task add", options, task, options.id > 0 ? &RecTask::Restore : &RecTask::Save);
 }
 
 void Remove(const Options& options)
@@ -217,19 +233,17 @@ void AddChangingVerbs(CLI::App& noun, const std::shared_ptr<Options>& options)
     CLI::App* const add = noun.add_subcommand("add", "Add a task");
     AddWhich(*add, *options);
     add->add_option("NAME", options->name, "Its name")->required();
+    add->add_option("--id", options->id,
+                    "Make a task of a lost database anew, under the number of its recordings")
+        ->check(ABOVE_ZERO);
     AddStoreOptions(*add, *options);
-    add->callback([options] {
-        if (options->name.empty()) {
-            Fail(EXIT_USAGE, "task add", "NAME: a task needs one");
-        }
-        Store("task add", *options, RecTask(KindOf(*options)));
-    });
+    add->callback([options] { Add(*options); });
     CLI::App* const edit = noun.add_subcommand("edit", "Change a task; what is not named stays");
     AddWhich(*edit, *options);
     edit->add_option("ID", options->id, "Its id")->required();
     edit->add_option("--name", options->name, "A new name");
     AddStoreOptions(*edit, *options);
-    edit->callback([options] { Store("task edit", *options, Find("task edit", *options)); });
+    edit->callback([options] { Store("task edit", *options, Find("task edit", *options), &RecTask::Save); });
     CLI::App* const remove = noun.add_subcommand("rm", "Remove a task; its recordings stay");
     AddWhich(*remove, *options);
     remove->add_option("ID", options->id, "Its id")->required();

@@ -189,6 +189,8 @@ TEST_F(EventVerbTest, WhatIsAddedInAnotherOrderInheritsNoRecordings)
         EXPECT_EQ(VxJson({"camera", "add", "front", "--id", "1"})["id"], 1);
         ExpectVx({"camera", "add", "back", "--id", "1"}, 1, "camera 1: there is one already");
         EXPECT_EQ(VxJson({"task", "add", "iva", "gate", "--days", "1"})["id"], 5);
+        EXPECT_EQ(VxJson({"task", "add", "iva", "hall", "--id", "4"})["id"], 4);
+        ExpectVx({"task", "add", "iva", "gate", "--id", "4"}, 1, "iva task 4: there is one already");
         ExpectVx({"event", "repair", "--yes"});
         ExpectVx({"rotate", "run", "--once"});
         const Json::Value events = VxJson({"event", "ls"});

@@ -21,6 +21,9 @@ public:
     [[nodiscard]] int Load(int id) noexcept;
     /// An id of 0 makes a new task, with an id that no recording has. @return 0; -1 (logged).
     [[nodiscard]] int Save() noexcept;
+    /// Makes a task anew under its id, for its recordings, when the database that knew it was lost.
+    /// @return 0; -1 (logged): another task of the kind has the id.
+    [[nodiscard]] int Restore() noexcept;
     /// Removes the task; its recordings stay. @return 0; -1 (logged).
     [[nodiscard]] int Remove() noexcept;
     /// All tasks of a kind, by id. @return 0; -1 (logged), `tasks` unchanged.

@@ -98,41 +98,76 @@ try {
     return -1;
 }
 
-int RecTask::Save() noexcept
-try {
-    std::string columns =
-        "name,camera_id,share_path,rotate_by_date,rotate_days,rotate_by_size,rotate_size_mb,"
-        "rotate_num";
-    std::string values = VxDB::QuoteEscape(m_name) + "," + std::to_string(m_camId) + "," +
-                         VxDB::QuoteEscape(m_sharePath) + "," + (m_limits.byDate ? "1" : "0") + "," +
-                         std::to_string(m_limits.days) + "," + (m_limits.bySize ? "1" : "0") + "," +
-                         std::to_string(m_limits.sizeMB) + "," + std::to_string(m_limits.num);
-    if (m_kind == IVA) {
-        columns += ",on_camera";
-        values += m_onCamera ? ",1" : ",0";
+namespace {
+
+/// Columns of a task but its id, and what they hold.
+struct Fields {
+    std::string names = "name,camera_id,share_path,rotate_by_date,rotate_days,rotate_by_size,rotate_size_mb,"
+                        "rotate_num";
+    std::string values;
+};
+
+Fields FieldsOf(const RecTask& task)
+{
+    const RotLimits& limits = task.GetLimits();
+    Fields fields;
+    fields.values = VxDB::QuoteEscape(task.GetName()) + "," + std::to_string(task.GetCamId()) + "," +
+                    VxDB::QuoteEscape(task.GetSharePath()) + "," + (limits.byDate ? "1" : "0") + "," +
+                    std::to_string(limits.days) + "," + (limits.bySize ? "1" : "0") + "," +
+                    std::to_string(limits.sizeMB) + "," + std::to_string(limits.num);
+    if (task.GetKind() == RecTask::IVA) {
+        fields.names += ",on_camera";
+        fields.values += task.IsOnCamera() ? ",1" : ",0";
     }
-    const std::string table = TableOf(m_kind);
-    if (m_id > 0) {
-        return VxDB::Execute(VxDB::DB_SYSTEM, "UPDATE " + table + " SET (" + columns + ") = (" + values +
-                                                  ") WHERE id = " + std::to_string(m_id) + ";");
-    }
+    return fields;
+}
+
+/// A new row, with an id that no recording has.
+int Insert(const RecTask& task, int& id)
+{
+    const char* const table = TableOf(task.GetKind());
+    const Fields fields = FieldsOf(task);
     RecRows rows;
     VxDB::Transaction transaction(VxDB::DB_SYSTEM);
     if (transaction.Begin() != 0 ||
-        rows.Load(VxDB::DB_SYSTEM, "INSERT INTO " + table + " (" + columns + ") VALUES (" + values + ");" +
-                                       VxDB::GetReturnIdStatement()) != 0 ||
+        rows.Load(VxDB::DB_SYSTEM, std::string("INSERT INTO ") + table + " (" + fields.names + ") VALUES (" +
+                                       fields.values + ");" + VxDB::GetReturnIdStatement()) != 0 ||
         !rows.Next()) {
         return -1;
     }
-    int id = rows.Int("id");
-    if (MoveBehindOwners(TableOf(m_kind), GetRecKind(), FolderOf(m_kind), id) != 0 ||
+    int stored = rows.Int("id");
+    if (MoveBehindOwners(table, task.GetRecKind(), FolderOf(task.GetKind()), stored) != 0 ||
         transaction.Commit() != 0) {
         return -1;
     }
-    m_id = id;
+    id = stored;
     return 0;
+}
+
+} // namespace
+
+int RecTask::Save() noexcept
+try {
+    if (m_id <= 0) {
+        return Insert(*this, m_id);
+    }
+    const Fields fields = FieldsOf(*this);
+    return VxDB::Execute(VxDB::DB_SYSTEM, std::string("UPDATE ") + TableOf(m_kind) + " SET (" + fields.names +
+                                              ") = (" + fields.values +
+                                              ") WHERE id = " + std::to_string(m_id) + ";");
 } catch (const std::exception& error) {
     PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to save task [%d]: %s.\n", m_id, error.what());
+    return -1;
+}
+
+int RecTask::Restore() noexcept
+try {
+    const Fields fields = FieldsOf(*this);
+    return VxDB::Execute(VxDB::DB_SYSTEM, std::string("INSERT INTO ") + TableOf(m_kind) + " (id," +
+                                              fields.names + ") VALUES (" + std::to_string(m_id) + "," +
+                                              fields.values + ");");
+} catch (const std::exception& error) {
+    PKG_LOG(LOG_CATEG_ROTATE, LOG_LEVEL_ERR, "Failed to restore task [%d]: %s.\n", m_id, error.what());
     return -1;
 }
 
