@@ -163,8 +163,8 @@ try {
 
 std::int64_t VxLogRotaterBase::CountRotated(int timeUPB) const noexcept
 try {
-    constexpr std::string_view BATCH =
-        " ORDER BY "; // a rotater that deletes in batches names its limit behind it
+    // A rotater that deletes in batches names its limit behind this.
+    constexpr std::string_view BATCH = " ORDER BY ";
     std::string rows = GetRotateSqlStr(timeUPB).substr(std::string_view("DELETE").size());
     if (const std::size_t batch = rows.find(BATCH); batch != rows.npos) {
         rows.replace(batch, rows.npos, ");");

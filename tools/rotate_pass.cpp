@@ -215,6 +215,7 @@ RoundResult RotateRounds::Run()
     if (m_sweep) {
         Sweep(result);
     }
+    result.isStopped = !Goes();
     for (const EVT_TYPE type :
          {EVT_TYPE_CAMERA, EVT_TYPE_ARCHIVE, EVT_TYPE_LAPSE, EVT_TYPE_DVA, EVT_TYPE_FACE, EVT_TYPE_ALERT}) {
         LoggerOf(type).Log();

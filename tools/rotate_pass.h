@@ -29,6 +29,7 @@ struct RoundResult {
     int alerts = 0;
     int swept = 0;
     bool hasFailed = false;
+    bool isStopped = false; ///< it was told to stop before it was over
 };
 
 /// Runs rounds. The loggers live as long as it, so that what a round could not report is reported later.

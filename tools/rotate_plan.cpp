@@ -302,72 +302,88 @@ void AddTableRows(const Plan& plan, Table& table)
     }
 }
 
-void Print(bool asJson, const std::vector<VolumeNeed>& needs, Table& table,
-           const std::list<std::string>& refused, Json::Value& json)
+/// What is shown of all.
+struct Sheet {
+    std::vector<VolumeNeed> needs;
+    Json::Value json{Json::objectValue};
+    Table table{{"TARGET", "BY", "LIMIT", ">COUNT", ">MB", "FROM", "TO"}};
+    std::list<std::string> refused;
+};
+
+void Print(Sheet& sheet, bool asJson)
 {
-    json["refused"] = Json::Value(Json::arrayValue);
-    for (const std::string& line : refused) {
-        json["refused"].append(line);
+    sheet.json["refused"] = Json::Value(Json::arrayValue);
+    for (const std::string& line : sheet.refused) {
+        sheet.json["refused"].append(line);
     }
     if (asJson) {
-        PrintJson(json);
+        PrintJson(sheet.json);
         return;
     }
-    for (const VolumeNeed& need : needs) {
+    for (const VolumeNeed& need : sheet.needs) {
         fmt::print("{}\n", VolumeText(need));
     }
-    table.Print();
-    for (const std::string& line : refused) {
+    sheet.table.Print();
+    for (const std::string& line : sheet.refused) {
         fmt::print("nothing of {}\n", Printable(line));
     }
+}
+
+void AddTargets(const std::list<RotateTarget>& targets, int rows, Sheet& sheet)
+{
+    sheet.json["targets"] = Json::Value(Json::arrayValue);
+    for (const RotateTarget& target : targets) {
+        std::string why;
+        if (!IsVolumeOfTarget(target, why)) {
+            if (!why.empty()) {
+                sheet.refused.push_back(target.name + ": " + why);
+            }
+            continue;
+        }
+        Plan plan(target, VolumeBoundOf(target, sheet.needs), rows);
+        if (plan.Make() != 0) {
+            Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cannot be read; vx log tail says why", target.dbPath);
+        }
+        sheet.json["targets"].append(PlanJson(plan));
+        AddTableRows(plan, sheet.table);
+    }
+}
+
+/// @return 0; -1: they cannot be read, which is told
+int AddAlertRow(Sheet& sheet)
+{
+    bool isByDays = false;
+    Share alerts;
+    const int result = PlanAlerts(sheet.needs[0].boundTime, isByDays, alerts);
+    if (result != 0) {
+        sheet.refused.emplace_back("alerts: they cannot be read; vx log tail says why");
+    }
+    sheet.json["alerts"] = ShareJson(alerts);
+    if (alerts.count > 0) {
+        sheet.table.AddRow({"alerts", STEP_NAMES[isByDays ? STEP_DATE : STEP_VOLUME], "",
+                            std::to_string(alerts.count), SizeText(alerts.bytes), RotateTimeText(alerts.from),
+                            RotateTimeText(alerts.to)});
+    }
+    return result;
 }
 
 void Show(const Options& options)
 {
     std::list<RotateTarget> targets;
-    std::list<std::string> refused;
-    int listed = ListRotateTargets(targets, refused);
+    Sheet sheet;
+    const int listed = ListRotateTargets(targets, sheet.refused);
     if (listed < 0) {
         Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cameras and tasks cannot be read; vx log tail says why",
              VxDB::GetDBPath(VxDB::DB_SYSTEM));
     }
-    std::vector<VolumeNeed> needs;
-    if (ComputeVolumeNeeds(targets, options.reserveMB, needs) != 0) {
+    if (ComputeVolumeNeeds(targets, options.reserveMB, sheet.needs) != 0) {
         Fail(EXIT_UNREACHABLE, "rotate plan", "the volume cannot be judged; vx log tail says why");
     }
-    Json::Value json(Json::objectValue);
-    AddVolumesJson(needs, json);
-    json["targets"] = Json::Value(Json::arrayValue);
-    Table table({"TARGET", "BY", "LIMIT", ">COUNT", ">MB", "FROM", "TO"});
-    for (const RotateTarget& target : targets) {
-        std::string why;
-        if (!IsVolumeOfTarget(target, why)) {
-            if (!why.empty()) {
-                refused.push_back(target.name + ": " + why);
-            }
-            continue;
-        }
-        Plan plan(target, VolumeBoundOf(target, needs), options.rows);
-        if (plan.Make() != 0) {
-            Fail(EXIT_UNREACHABLE, "rotate plan", "{}: cannot be read; vx log tail says why", target.dbPath);
-        }
-        json["targets"].append(PlanJson(plan));
-        AddTableRows(plan, table);
-    }
-    bool isByDays = false;
-    Share alerts;
-    if (PlanAlerts(needs[0].boundTime, isByDays, alerts) != 0) {
-        refused.emplace_back("alerts: they cannot be read; vx log tail says why");
-        listed = 1;
-    }
-    json["alerts"] = ShareJson(alerts);
-    if (alerts.count > 0) {
-        table.AddRow({"alerts", STEP_NAMES[isByDays ? STEP_DATE : STEP_VOLUME], "",
-                      std::to_string(alerts.count), SizeText(alerts.bytes), RotateTimeText(alerts.from),
-                      RotateTimeText(alerts.to)});
-    }
-    Print(options.json, needs, table, refused, json);
-    if (listed != 0) {
+    AddVolumesJson(sheet.needs, sheet.json);
+    AddTargets(targets, options.rows, sheet);
+    const int alerts = AddAlertRow(sheet);
+    Print(sheet, options.json);
+    if (listed != 0 || alerts != 0) {
         Fail(EXIT_UNREACHABLE, "rotate plan", "a database cannot be read; vx log tail says why");
     }
 }

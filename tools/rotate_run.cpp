@@ -120,6 +120,9 @@ void Run(const Options& options)
         Print(result, options.json);
     } while (!options.once && !stop.WaitFor(std::chrono::seconds(options.intervalSec)));
     rounds.Finish();
+    if (options.once && result.isStopped) {
+        Fail(EXIT_FOUND, "rotate run", "told to stop before the round was over; the next one goes on");
+    }
     if (options.once && result.hasFailed) {
         Fail(EXIT_FOUND, "rotate run", "not everything could be rotated; vx log tail says why");
     }

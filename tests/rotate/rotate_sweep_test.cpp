@@ -113,33 +113,29 @@ std::vector<std::pair<unsigned, Json::Value>> LogEntries()
 // into, dates that come second.
 TEST_F(RotateSweepTest, TaskIsLookedAtBeforeItIsRotated)
 {
-    ASSERT_EQ(SetRecReserveMB(0), 0);
     DvaCoreRotateSettings task;
     task.SetSharePath("gate");
     ASSERT_EQ(task.Save(), 0);
     std::filesystem::create_directories(GetPackageDir(PackageDir::REC) + "/gate");
     m_world.Add(DVA, {{1, task.GetId(), g_fakeWallSec - 10 * DAY, g_fakeWallSec - 10 * DAY + 9, 5 * MIB}});
-    const std::pair<RotLimits, LIMIT_CHECK_STATUS> cases[] = {
-        {{}, LIMIT_CHECK_OK},
-        {{false, 1, false, 1, 0}, LIMIT_CHECK_OK},
-        {{true, 0, true, 0, 0}, LIMIT_CHECK_OK},
-        {{true, -1, true, -5, 0}, LIMIT_CHECK_OK},
-        {{true, 11, true, 5, 0}, LIMIT_CHECK_OK},
-        {{true, 11, true, 4, 0}, LIMIT_CHECK_SIZE},
-        {{true, 9, false, 0, 0}, LIMIT_CHECK_DATE},
-        {{true, 9, true, 4, 0}, LIMIT_CHECK_DATE},
+    constexpr long long NO_ROOM = 1LL << 40;
+    const std::tuple<RotLimits, long long, LIMIT_CHECK_STATUS> cases[] = {
+        {{}, 0, LIMIT_CHECK_OK},
+        {{}, NO_ROOM, LIMIT_CHECK_SIZE},
+        {{false, 1, false, 1, 0}, 0, LIMIT_CHECK_OK},
+        {{true, 0, true, 0, 0}, 0, LIMIT_CHECK_OK},
+        {{true, -1, true, -5, 0}, 0, LIMIT_CHECK_OK},
+        {{true, 11, true, 5, 0}, 0, LIMIT_CHECK_OK},
+        {{true, 11, true, 4, 0}, 0, LIMIT_CHECK_SIZE},
+        {{true, 9, false, 0, 0}, NO_ROOM, LIMIT_CHECK_DATE},
+        {{true, 9, true, 4, 0}, 0, LIMIT_CHECK_DATE},
     };
-    for (const auto& [limits, status] : cases) {
+    for (const auto& [limits, reserveMB, status] : cases) {
         task.SetLimits(limits);
-        ASSERT_EQ(task.Save(), 0);
+        ASSERT_EQ(task.Save() + SetRecReserveMB(reserveMB), 0);
         EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<DvaSetting, IVAEvent>("gate")), status)
             << limits.days << " " << limits.sizeMB;
     }
-    ASSERT_EQ(SetRecReserveMB(1LL << 40), 0);
-    task.SetLimits({});
-    ASSERT_EQ(task.Save(), 0);
-    EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<DvaSetting, IVAEvent>("gate")), LIMIT_CHECK_SIZE)
-        << "no room";
     LogCapture log;
     EXPECT_EQ((CheckTaskSpaceOrDateExceedsLimit<FaceSetting, FaceEvent>("gate")), LIMIT_CHECK_FAILED);
     EXPECT_EQ(

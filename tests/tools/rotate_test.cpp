@@ -251,6 +251,28 @@ TEST_F(RotateToolTest, VolumeWithoutAByteLeftIsEmptied)
     EXPECT_EQ(RotWorld::FileCount(), 0);
 }
 
+// Catches: a recorder that meets a full volume between two rounds, although it writes no more than is left free for it.
+TEST_F(RotateToolTest, WhatIsWrittenBetweenTwoRoundsFindsRoom)
+{
+    constexpr int BURST = 23; // megabytes, of a volume of 64; a round is to leave one more free
+    const std::string rec = GetPackageDir(PackageDir::REC);
+    if (!EnterNamespaces()) {
+        GTEST_SKIP() << "no namespaces here";
+    }
+    const TestVolume volume(rec, "size=64m");
+    ASSERT_TRUE(volume);
+    for (int id = 1; id <= 8 * BURST; ++id) {
+        const long long start = m_now - DAY + 60 * id;
+        m_world.Add(CAMERA, {{id, 7, start, start + 50}}, true);
+        std::ofstream file(rec + "/t0/" + std::to_string(id));
+        EXPECT_TRUE((file << std::string(MIB, 'x') << std::flush).good()) << "no room for number " << id;
+        if (id % BURST == 0) {
+            ExpectVx({"rotate", "run", "--once", "--reserve", std::to_string(BURST + 1)});
+        }
+    }
+    EXPECT_GE(RotWorld::FileCount(), 64 - 2 * BURST - 2) << "more has gone than was asked for";
+}
+
 // Catches: a daemon that does not end when it is told to, ends before its reports are written, or runs twice.
 TEST_F(RotateToolTest, SigtermEndsTheDaemonCleanly)
 {
