@@ -106,8 +106,9 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools of a network video recorder: capture, 
 One program, vx, that captures cameras into shared memory, records from it,
 shows what flows, keeps action rules, rotates recordings and logs, and says
 what is wrong with the box; with units for systemd.")
-configure_file(${_packaging}/debian/vx-tools.postinst debian/postinst COPYONLY)
-configure_file(${_packaging}/debian/vx-tools.postrm debian/postrm COPYONLY)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
-    "${PROJECT_BINARY_DIR}/debian/postinst;${PROJECT_BINARY_DIR}/debian/postrm")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA "")
+foreach(_script postinst prerm postrm)
+    configure_file(${_packaging}/debian/vx-tools.${_script} debian/${_script} COPYONLY)
+    list(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/${_script})
+endforeach()
 include(CPack)
