@@ -14,6 +14,7 @@
 #include "log_rotate.h"
 #include "package/exechelperd.h"
 #include "package/timetext.h"
+#include "reach.h"
 #include "table.h"
 
 namespace {
@@ -34,11 +35,12 @@ struct Archive {
 };
 
 /// The folders that archives go to.
-std::set<std::string> Folders(const Options& options)
+std::set<std::string> Folders(const std::string& verb, const Options& options)
 {
     if (!options.dir.empty()) {
         return {options.dir};
     }
+    ReachDatabases(verb);
     std::set<std::string> folders;
     for (const VX_ROTATED_LOG log : {VX_ROTATED_LOG_SYSTEM, VX_ROTATED_LOG_EVENT, VX_ROTATED_LOG_IO_MODULE}) {
         VxLogRotateSettings settings;
@@ -58,7 +60,7 @@ bool IsArchive(const fs::path& path)
 std::vector<Archive> Find(const std::string& verb, const Options& options)
 {
     std::vector<Archive> found;
-    for (const std::string& folder : Folders(options)) {
+    for (const std::string& folder : Folders(verb, options)) {
         std::error_code error;
         fs::directory_iterator entries(folder, error);
         for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {

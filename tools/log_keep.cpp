@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <memory>
+#include <optional>
 
 #include "fail.h"
 #include "log_rotate.h"
@@ -21,34 +22,35 @@ struct KeepOptions {
     bool on = false;
     bool off = false;
     int days = 0;
-    std::string sizeMB;
-    std::string count;
-    std::string archiveDir;
+    std::optional<std::string> sizeMB;
+    std::optional<std::string> count;
+    std::optional<std::string> archiveDir;
     bool json = false;
 };
 
 /// "off", or a limit of 1 or more.
-void SetLimit(const char* option, const std::string& text, bool& isOn, int& limit)
+void SetLimit(const char* option, const std::optional<std::string>& text, bool& isOn, int& limit)
 {
-    if (text.empty()) {
-        return;
+    if (text) {
+        isOn = text != "off";
     }
-    isOn = text != "off";
-    if (!isOn) {
+    if (!text || !isOn) {
         return;
     }
     int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < 1) {
-        Fail(EXIT_USAGE, "log keep", "{} {}: a number of 1 or more, or off", option, text);
+    const char* const pEnd = text->data() + text->size();
+    const auto [end, error] = std::from_chars(text->data(), pEnd, number);
+    if (error != std::errc() || end != pEnd || number < 1) {
+        Fail(EXIT_USAGE, "log keep", "{} {}: a number of 1 or more, or off", option,
+             text->empty() ? "''" : *text);
     }
     limit = number;
 }
 
 bool IsChange(const KeepOptions& options)
 {
-    return options.on || options.off || options.days > 0 || !options.sizeMB.empty() ||
-           !options.count.empty() || !options.archiveDir.empty();
+    return options.on || options.off || options.days > 0 || options.sizeMB || options.count ||
+           options.archiveDir;
 }
 
 void Change(VX_ROTATED_LOG log, const KeepOptions& options)
@@ -62,8 +64,11 @@ void Change(VX_ROTATED_LOG log, const KeepOptions& options)
     settings.days = options.days > 0 ? options.days : settings.days;
     SetLimit("--size-mb", options.sizeMB, settings.sizeLimitEnabled, settings.sizeLimitMB);
     SetLimit("--count", options.count, settings.countLimitEnabled, settings.countLimit);
-    if (!options.archiveDir.empty()) {
-        settings.archiveDir = options.archiveDir == "default" ? "" : options.archiveDir;
+    if (options.archiveDir) {
+        if (options.archiveDir->empty()) {
+            Fail(EXIT_USAGE, "log keep", "--archive-dir '': a folder, or default");
+        }
+        settings.archiveDir = options.archiveDir == "default" ? "" : *options.archiveDir;
     }
     if (const char* const problem = settings.Problem(); problem != nullptr) {
         Fail(EXIT_USAGE, "log keep", "{}", problem);

@@ -82,6 +82,8 @@ TEST_F(LogKeepTest, WrongUseAndFailuresSayWhatToDo)
         {{{"log", "keep", "nonsense"}, 2, "'nonsense' is no log; one of system, event"},
          {{"log", "keep", "--on"}, 2, "which log"},
          {{"log", "keep", "event", "--count", "0"}, 2, "--count 0: a number of 1 or more, or off"},
+         {{"log", "keep", "event", "--count", ""}, 2, "--count '': a number of 1 or more, or off"},
+         {{"log", "keep", "event", "--archive-dir", ""}, 2, "--archive-dir '': a folder, or default"},
          {{"log", "keep", "event", "--archive-dir", "here"}, 2, "archive folder: a path from the root"},
          {{"log", "add", "event"}, 2, "either TEXT or --stdin"},
          {{"log", "archive", "show", "none"}, 1, "no archive [none]; see vx log archive ls"},

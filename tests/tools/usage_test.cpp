@@ -54,6 +54,7 @@ TEST(UsageTest, WhatIsOutOfReachIsNotEmpty)
         {"log", "keep"},    {"rotate", "plan"},  {"rotate", "run", "--once"}, {"rule", "list"},
         {"task", "list"},   {"webhook", "list"},
     };
+    ExpectVx({"log", "archive", "ls"}, 3, "vx log archive ls: /proc/nowhere/db: No such file or directory; ");
     for (const std::vector<std::string>& verb : verbs) {
         const std::string said =
             "vx " + verb[0] + " " + verb[1] + ": /proc/nowhere/db: No such file or directory; ";
