@@ -2,6 +2,7 @@
 // tests/tools/log_test.cpp - vx log, as an operator uses it.
 #include <sstream>
 
+#include "package/msgd.h"
 #include "support/log_root.h"
 #include "support/wait_for.h"
 #include "tools/vx_process.h"
@@ -77,7 +78,10 @@ TEST_F(VxLogTest, MsgTailNamesTheCause)
     const std::vector<std::string> tail = {"msg", "tail", "-n", "1"};
     VxProcess first({"msg", "tail"});
     EXPECT_TRUE(WaitFor([&] { return std::filesystem::exists(run / "msgd.sock"); }));
-    ::usleep(100000); // the name is there a little before its owner listens
+    EXPECT_TRUE(WaitFor([&] { // the name is there a little before its owner listens
+        return SendUpdateMsgToMsgD(MSGD_KIND_BOOKMARK, {7}, UPDATE_TYPE_ADD, 0, "", {}) == 0 &&
+               first.WaitForOutput("[7]");
+    }));
     ExpectVx(tail, 4, "stop it first");
     first.End();
     std::filesystem::remove_all(run);
