@@ -53,10 +53,10 @@ std::set<std::string> RowsOfArchives(const fs::path& dir)
 
 std::set<std::string> RowsOfTable(VX_ROTATED_LOG log = VX_ROTATED_LOG_EVENT)
 {
-    std::istringstream text(ExecuteOnLogs(log == VX_ROTATED_LOG_EVENT
-                                              ? "SELECT group_concat(description, char(10)) FROM log_event"
-                                              : "SELECT group_concat(json_extract(args, '$[0]'), char(10)) "
-                                                "FROM log WHERE log_id = 0x133000ff"));
+    std::istringstream text(
+        ExecuteOnLogs(log == VX_ROTATED_LOG_EVENT
+                          ? "SELECT group_concat(description, char(10)) FROM log_event"
+                          : "SELECT group_concat(args ->> 0, char(10)) FROM log WHERE log_id = 0x133000ff"));
     std::set<std::string> rows;
     for (std::string row; std::getline(text, row);) {
         rows.insert(row);

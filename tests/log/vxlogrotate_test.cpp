@@ -14,20 +14,10 @@ namespace {
 
 class LogRotateTest : public LogFixture {};
 
-VxLogRotateSettings Limits(int sizeLimitMB, int countLimit)
-{
-    VxLogRotateSettings settings;
-    settings.sizeLimitEnabled = sizeLimitMB > 0;
-    settings.sizeLimitMB = sizeLimitMB;
-    settings.countLimitEnabled = countLimit > 0;
-    settings.countLimit = countLimit;
-    return settings;
-}
-
 } // namespace
 
 // Catches: a product that passes 32 bits, a negative share, a limit that is off and counts.
-TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
+TEST_F(LogRotateTest, OffsetIsTheLargerShareOfTheTwoLimits)
 {
     const struct {
         long long cnt;
@@ -43,7 +33,7 @@ TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
                  {LLONG_MAX, LLONG_MAX, 1, 1, 2147483646},
                  {-5, -5, 1, 1, 0}};
     for (const auto& c : cases) {
-        EXPECT_EQ(GetLimitOffset(Limits(c.sizeLimitMB, c.countLimit), c.cnt, c.sizeMB), c.offset)
+        EXPECT_EQ(GetLimitOffset(Settings(1, c.sizeLimitMB, c.countLimit), c.cnt, c.sizeMB), c.offset)
             << c.cnt << " " << c.sizeMB << " " << c.sizeLimitMB << " " << c.countLimit;
     }
     // The model: the fewest rows of equal size whose removal brings the rest to the limits.
@@ -56,7 +46,7 @@ TEST(LogOffsetTest, IsTheLargerShareOfTheTwoLimits)
                         ++offset;
                     }
                     offset = std::max<long long>(offset, cnt - countLimit);
-                    EXPECT_EQ(GetLimitOffset(Limits(limit, countLimit), cnt, sizeMB), offset);
+                    EXPECT_EQ(GetLimitOffset(Settings(1, limit, countLimit), cnt, sizeMB), offset);
                 }
             }
         }
