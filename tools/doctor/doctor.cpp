@@ -69,9 +69,10 @@ void Print(const Findings& findings, std::size_t checks)
         fmt::print("note: {}\n", note);
     }
     if (findings.Found().empty()) {
-        fmt::print("{} kinds of checks, nothing found.\n", checks);
+        fmt::print("{} {}, nothing found.\n", checks, checks == 1 ? "kind of check" : "kinds of checks");
     } else {
-        fmt::print("{} finding(s).\n", findings.Found().size());
+        fmt::print("{} {}.\n", findings.Found().size(),
+                   findings.Found().size() == 1 ? "finding" : "findings");
     }
 }
 
