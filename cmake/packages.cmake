@@ -64,7 +64,11 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 # Natively dpkg-shlibdeps says what is needed. For another processor it knows no packages, so the list stands here;
 # script/package compares the two.
 set(_library_needs "libarchive13 (>= 3.0.4), libc6 (>= 2.34), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libsqlite3-0 (>= 3.12.0), libssl3 (>= 3.0.0), libstdc++6 (>= 12), libxlsxwriter4 (>= 1.1.4)")
-set(_tools_need "libc6 (>= 2.34), libfmt9 (>= 9.1.0+ds1), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libstdc++6 (>= 12)")
+set(_tools_need "libavcodec59 (>= 7:5.0), libavdevice59 (>= 7:5.0), libavformat59 (>= 7:5.0), libavutil57 (>= 7:5.1), libc6 (>= 2.34), libfmt9 (>= 9.1.0+ds1), libgcc-s1 (>= 3.5), libjsoncpp25 (>= 1.9.5), libstdc++6 (>= 12), libswresample4 (>= 7:5.1), libswscale6 (>= 7:5.0)")
+if(NOT VX_WITH_MEDIA)
+    string(REGEX REPLACE "lib(av|sw)[a-z]+[0-9]+ \\([^)]*\\)(, )?" "" _tools_need "${_tools_need}")
+    string(REGEX REPLACE ", $" "" _tools_need "${_tools_need}")
+endif()
 if(CMAKE_CROSSCOMPILING)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${VX_DEB_ARCHITECTURE})
