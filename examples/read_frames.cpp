@@ -17,7 +17,7 @@ int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // each line at once, also into a pipe
     ShmFifoReader reader;
-    if (reader.Init(argc > 1 ? std::atoi(argv[1]) : 22016, true) != 0) {
+    if (reader.Init(argc > 1 ? std::atoi(argv[1]) : 22016, true) != 0 || reader.IsClose()) {
         std::fprintf(stderr, "read_frames: no stream under this key\n");
         return 1;
     }
