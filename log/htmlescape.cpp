@@ -6,6 +6,8 @@
 #include <charconv>
 #include <cstdint>
 
+#include "package/utf8.h"
+
 namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
@@ -29,37 +31,6 @@ constexpr std::array<bool, 256> Specials(std::string_view specials, std::string_
 constexpr auto HTML_SPECIALS = Specials("&<>\"'", "\t\n");
 constexpr auto PLAIN_SPECIALS = Specials("", "\t\n");
 constexpr auto LINE_SPECIALS = Specials("\\", "");
-
-struct Utf8 {
-    std::size_t size;   ///< bytes; of a broken one those that cannot begin another
-    std::uint32_t code; ///< the character
-    bool isValid;
-};
-
-/// The character that starts with a byte of 0x80 or more.
-Utf8 Decode(std::string_view text) noexcept
-{
-    const auto byte = [text](std::size_t i) {
-        return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
-    };
-    const unsigned int first = byte(0);
-    const std::size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4) {
-        return {1, 0, false};
-    }
-    std::uint32_t code = first & (0xFFU >> (size + 1));
-    for (std::size_t i = 1; i < size; ++i) {
-        const bool isOverlong =
-            i == 1 && ((first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90));
-        const bool isBeyond =
-            i == 1 && ((first == 0xED && byte(1) > 0x9F) || (first == 0xF4 && byte(1) > 0x8F));
-        if ((byte(i) & 0xC0) != 0x80 || isOverlong || isBeyond) {
-            return {i, 0, false};
-        }
-        code = (code << 6) | (byte(i) & 0x3FU);
-    }
-    return {size, code, true};
-}
 
 /// Whether a page and an XML document may hold the character: no control character and no noncharacter.
 bool IsText(std::uint32_t code) noexcept
@@ -127,7 +98,7 @@ std::size_t AppendSpecial(std::string& out, std::string_view rest)
         AppendReference(out, rest.front());
         return 1;
     }
-    const Utf8 character = Decode(rest);
+    const Utf8 character = DecodeUtf8(rest);
     out += character.isValid && IsText(character.code) ? rest.substr(0, character.size) : REPLACEMENT;
     return character.size;
 }
@@ -143,7 +114,7 @@ void AppendHex(std::string& out, char byte)
 std::size_t AppendLineSpecial(std::string& out, std::string_view rest)
 {
     const char c = rest.front();
-    const Utf8 character = static_cast<unsigned char>(c) >= 0x80 ? Decode(rest) : Utf8{1, 0, false};
+    const Utf8 character = static_cast<unsigned char>(c) >= 0x80 ? DecodeUtf8(rest) : Utf8{1, 0, false};
     if (c == '\\' || c == '\n' || c == '\t') {
         out += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : "\\t";
     } else if (character.isValid && character.code > 0x9F) {

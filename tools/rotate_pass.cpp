@@ -188,9 +188,8 @@ RoundResult RotateRounds::Run()
 {
     RoundResult result;
     result.hasFailed = RecoverRecorders() != 0;
-    if (m_sweep) {
-        Sweep(
-            result); // what is marked already makes real room, or is seen to make none, before room is counted
+    if (m_sweep) { // what is marked already makes real room, or is seen to make none, before room is counted
+        Sweep(result);
     }
     std::list<RotateTarget> targets;
     const int listed = ListRotateTargets(targets, result.refused);

@@ -79,8 +79,8 @@ void Table::Print(std::FILE* out) const
 void PrintJson(const Json::Value& value, std::FILE* out)
 {
     std::string text = Indented(value);
-    Json::Value
-        valid; // a name may hold any bytes, JSON may not: the package's writer replaces what is no UTF-8
+    // A name may hold any bytes, JSON may not: the package's writer replaces what is no UTF-8.
+    Json::Value valid;
     std::string error;
     const bool isAscii = std::all_of(text.begin(), text.end(), [](char c) { return c > 0; });
     if (!isAscii && JsonRead(JsonWrite(value), valid, error)) {

@@ -46,8 +46,8 @@ Question Stream()
         "reach iceoryx: its frames go round at least ten slots in turn, as all builds agreed, which are more "
         "than the caches hold beside the source, so each frame goes through memory (past the caches, which "
         "serves such a ring better than `memcpy` does: see Floor). iceoryx takes the chunk that came back "
-        "last; its few chunks stay in the cache. Tried without gain: wider stores, prefetching the source, a "
-        "part of each frame through the cache, slots in huge pages.",
+        "last; its few chunks stay in the cache. Tried without a sure gain: wider stores, prefetching the "
+        "source, a part of each frame through the cache, slots in huge pages.",
         "bytes",
         {"Floor", "Ours"},
         {},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// package/json.cpp - JSON values as text.
+// package/src/json.cpp - JSON values as text.
 #include "package/json.h"
 
 #include <json/reader.h>
@@ -9,6 +9,8 @@
 #include <exception>
 #include <memory>
 #include <string_view>
+
+#include "package/utf8.h"
 
 namespace {
 
@@ -30,39 +32,16 @@ std::string OneLine(std::string text)
     return out;
 }
 
-/// Bytes of the character that a text begins with; 0 if they are no UTF-8.
-std::size_t CharacterSize(std::string_view text) noexcept
-{
-    const auto byteAt = [text](std::size_t i) {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
-    };
-    const unsigned first = byteAt(0);
-    const std::size_t size = first < 0x80   ? 1
-                             : first < 0xc2 ? 0
-                             : first < 0xe0 ? 2
-                             : first < 0xf0 ? 3
-                             : first < 0xf5 ? 4
-                                            : 0;
-    for (std::size_t i = 1; i < size; ++i) {
-        if ((byteAt(i) & 0xc0u) != 0x80u) {
-            return 0;
-        }
-    }
-    const unsigned second = byteAt(1);
-    const bool isTooLong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
-    const bool isNoCharacter = (first == 0xed && second > 0x9f) || (first == 0xf4 && second > 0x8f);
-    return isTooLong || isNoCharacter ? 0 : size;
-}
-
-/// The writer copies bytes as they are: what is no UTF-8 is replaced behind it.
+/// The writer copies bytes as they are: what is no UTF-8 is replaced behind it, byte by byte.
 std::string ReplaceBroken(std::string_view text)
 {
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        const std::size_t size = CharacterSize(text);
-        out += size > 0 ? text.substr(0, size) : "\xEF\xBF\xBD"; // U+FFFD
-        text.remove_prefix(std::max<std::size_t>(size, 1));
+        const bool isAscii = static_cast<unsigned char>(text.front()) < 0x80;
+        const Utf8 character = isAscii ? Utf8{1, 0, true} : DecodeUtf8(text);
+        out += character.isValid ? text.substr(0, character.size) : "\xEF\xBF\xBD"; // U+FFFD
+        text.remove_prefix(character.isValid ? character.size : 1);
     }
     return out;
 }
